@@ -1,0 +1,170 @@
+// The engine's error codes with their message formats, and the names and paths the engine
+// reserves. Every client that includes this header builds its own copies when it is loaded.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+namespace KivConfigStore {
+
+enum CSErrorCodes {
+    ERR_DB_OPEN_FAILED = 1001,
+    ERR_DB_CONNECT_FAILED = 1002,
+    ERR_DB_DISCONNECT_FAILED = 1003,
+    ERR_DB_READ_FAILED = 1004,
+    ERR_DB_WRITE_FAILED = 1005,
+    ERR_DB_UPDATE_FAILED = 1006,
+    ERR_DB_DELETE_FAILED = 1007,
+    ERR_DB_PREPARE_FAILED = 1008,
+    ERR_DB_STEP_FAILED = 1009,
+    ERR_DB_INTEGRITY_CHECK_FAILED = 1010,
+    ERR_TRANSACTION_START_FAILED = 1011,
+    ERR_TRANSACTION_COMMIT_FAILED = 1012,
+    ERR_TRANSACTION_ROLLBACK_FAILED = 1013,
+    ERR_TRANSACTION_CANCEL_FAILED = 1014,
+    ERR_DB_CREATE_TABLE_FAILED = 1015,
+    ERR_DB_CREATE_TRIGGER_FAILED = 1016,
+    ERR_DB_BIND_FAILED = 1017,
+    ERR_DB_INVALID_TYPE = 1018,
+    ERR_INVALID_TYPE = 1030,
+    ERR_KEY_NOT_FOUND = 1031,
+    ERR_INVALID_VALUE = 1032,
+    ERR_GET_VALUE_FAILED = 1033,
+    ERR_SET_VALUE_FAILED = 1034,
+    ERR_ENCODE_DECODE_FAILED = 1035,
+    ERR_OBJECT_NOT_FOUND = 1036,
+    ERR_SCHEMA_NOT_FOUND = 1037,
+    ERR_FILTER_SPEC_NOT_FOUND = 1038,
+    ERR_SUB_OBJECT_FILTER_NOT_FOUND = 1039,
+    ERR_OBJECT_EMPTY = 1040,
+    ERR_FILTER_SPEC_EMPTY = 1041,
+    ERR_OBJECT_EXISTS = 1042,
+    ERR_FILTER_SPEC_EXISTS = 1043,
+    ERR_NON_SINGLETON_FILTER_UNSUPPORTED = 1044,
+    ERR_NOT_SINGLETON = 1045,
+    ERR_NOT_NON_SINGLETON = 1046,
+    ERR_NON_SINGLETON_API_ON_SINGLETON = 1047,
+    ERR_INSTANCE_ID_MISSING = 1048,
+    ERR_INSTANCE_ID_ON_SINGLETON = 1049,
+    ERR_EXTERNAL_CONTEXT_DURING_BOOT = 1050,
+    ERR_SET_FAILED = 1051,
+    ERR_GET_FAILED = 1052,
+    ERR_UPDATE_FAILED = 1053,
+    ERR_DELETE_FAILED = 1054,
+    ERR_IMPORT_FAILED = 1055,
+    ERR_EXPORT_FAILED = 1056,
+    ERR_UPGRADE_FAILED = 1057,
+    ERR_SET_DESIRED_FAILED = 1058,
+    ERR_SET_BOOT_STATUS_FAILED = 1059,
+    ERR_SET_PARTIAL_BOOT_STATUS_FAILED = 1060,
+    ERR_JSON_PARSE_FAILED = 1080,
+    ERR_JSON_FILE_PARSE_FAILED = 1081,
+    ERR_JSON_INVALID = 1082,
+    ERR_VALIDATION_ERROR = 1083,
+    ERR_DEFAULT_CONFIG_INVALID = 1084,
+    ERR_VITAL_CONFIG_INVALID = 1086,
+    ERR_USER_CONFIG_INVALID = 1087,
+    ERR_PARTIAL_CONFIG_INVALID = 1088,
+    ERR_SET_INVALID = 1089,
+    ERR_UPDATE_INVALID = 1090,
+    ERR_APPLY_FILE_INVALID = 1091,
+    ERR_AUTO_CONFIG_INVALID = 1092,
+    ERR_INVALID_ARGUMENT = 1100,
+    ERR_OUT_OF_MEMORY = 1101,
+    ERR_FORK_EXEC_FAILED = 1102,
+    ERR_CHILD_WAIT_FAILED = 1103,
+    ERR_CHILD_EXIT_VALUE = 1104,
+    ERR_INTERNAL_ERROR = 1105,
+};
+
+// Sized for its 69 rows and built row by row; where a code appears twice the first row stays.
+static const std::unordered_map<CSErrorCodes, const char*> kErrorCodeMessages = [] {
+    const std::pair<CSErrorCodes, const char*> rows[] = {
+        {ERR_DB_OPEN_FAILED, "Failed to open database %s"},
+        {ERR_DB_CONNECT_FAILED, "Failed to connect to database %s"},
+        {ERR_DB_DISCONNECT_FAILED, "Failed to disconnect from database %s"},
+        {ERR_DB_READ_FAILED, "Failed to read"},
+        {ERR_DB_WRITE_FAILED, "Failed to write"},
+        {ERR_DB_UPDATE_FAILED, "Failed to update"},
+        {ERR_DB_DELETE_FAILED, "Failed to delete from database"},
+        {ERR_DB_PREPARE_FAILED, "Failed to execute prepare call"},
+        {ERR_DB_STEP_FAILED, "Failed to execute step call"},
+        {ERR_DB_INTEGRITY_CHECK_FAILED, "Failed integrity check on the database"},
+        {ERR_TRANSACTION_START_FAILED, "Failed to start transaction"},
+        {ERR_TRANSACTION_COMMIT_FAILED, "Failed to commit transaction"},
+        {ERR_TRANSACTION_ROLLBACK_FAILED, "Failed to rollback transaction"},
+        {ERR_TRANSACTION_CANCEL_FAILED, "Failed to cancel transaction"},
+        {ERR_DB_CREATE_TABLE_FAILED, "Failed to create table"},
+        {ERR_DB_CREATE_TRIGGER_FAILED, "Failed to create trigger"},
+        {ERR_DB_BIND_FAILED, "Failed to bind"},
+        {ERR_DB_INVALID_TYPE, "Invalid database type"},
+        {ERR_INVALID_TYPE, "Invalid type, %s"},
+        {ERR_INVALID_TYPE, "Invalid key %s"},
+        {ERR_KEY_NOT_FOUND, "Key not found"},
+        {ERR_INVALID_VALUE, "Invalid value for key %s"},
+        {ERR_GET_VALUE_FAILED, "Failed to get value for key %s"},
+        {ERR_SET_VALUE_FAILED, "Failed to set value for key %s"},
+        {ERR_ENCODE_DECODE_FAILED, "Failed to encode/decode value for key %s"},
+        {ERR_OBJECT_NOT_FOUND, "Configuration object not found: %s"},
+        {ERR_SCHEMA_NOT_FOUND, "Schema object not found: %s"},
+        {ERR_FILTER_SPEC_NOT_FOUND, "FilterSpec object not found: %s"},
+        {ERR_SUB_OBJECT_FILTER_NOT_FOUND, "Failed to find subobject filter: %s"},
+        {ERR_OBJECT_EMPTY, "%s: Configuration object is empty"},
+        {ERR_FILTER_SPEC_EMPTY, "%s: FilterSpec object is empty"},
+        {ERR_OBJECT_EXISTS, "Configuration object already exists: %s"},
+        {ERR_FILTER_SPEC_EXISTS, "FilterSpec object already exists: %s"},
+        {ERR_NON_SINGLETON_FILTER_UNSUPPORTED, "Non-Singleton SubObject filtering is not supported"},
+        {ERR_NOT_SINGLETON, "Not a Singleton object: %s"},
+        {ERR_NOT_NON_SINGLETON, "Not a Non-Singleton object: %s"},
+        {ERR_NON_SINGLETON_API_ON_SINGLETON, "Non-Singleton API called for singleton object: %s"},
+        {ERR_INSTANCE_ID_MISSING, "Non-Singleton object should contain instanceId: %s"},
+        {ERR_INSTANCE_ID_ON_SINGLETON, "Singleton object cannot contain instanceId: %s"},
+        {ERR_EXTERNAL_CONTEXT_DURING_BOOT, "API cannot be invoked with EXTERNAL context during boot"},
+        {ERR_SET_FAILED, "Set operation failed: %s"},
+        {ERR_GET_FAILED, "Get operation failed: %s"},
+        {ERR_UPDATE_FAILED, "Update operation failed: %s"},
+        {ERR_DELETE_FAILED, "Delete operation failed: %s"},
+        {ERR_IMPORT_FAILED, "Import operation failed"},
+        {ERR_EXPORT_FAILED, "Export operation failed"},
+        {ERR_UPGRADE_FAILED, "Upgrade operation failed"},
+        {ERR_SET_DESIRED_FAILED, "Set Desired operation failed"},
+        {ERR_SET_BOOT_STATUS_FAILED, "Set Boot Status operation failed"},
+        {ERR_SET_PARTIAL_BOOT_STATUS_FAILED, "Set Partial Boot Status operation failed"},
+        {ERR_JSON_PARSE_FAILED, "Failed to parse JSON String"},
+        {ERR_JSON_FILE_PARSE_FAILED, "Failed to parse JSON file %s"},
+        {ERR_JSON_INVALID, "Invalid JSON"},
+        {ERR_VALIDATION_ERROR, "Validation Error: '%s' %s"},
+        {ERR_DEFAULT_CONFIG_INVALID, "Failed to validate Default config"},
+        {ERR_DEFAULT_CONFIG_INVALID, "Failed to validate Cached config"},
+        {ERR_VITAL_CONFIG_INVALID, "Failed to validate Vital config"},
+        {ERR_USER_CONFIG_INVALID, "Failed to validate User config"},
+        {ERR_PARTIAL_CONFIG_INVALID, "Failed to validate Partial config"},
+        {ERR_SET_INVALID, "Failed to validate Set"},
+        {ERR_UPDATE_INVALID, "Failed to validate Update"},
+        {ERR_APPLY_FILE_INVALID, "Failed to validate Apply JSON file"},
+        {ERR_AUTO_CONFIG_INVALID, "Failed to validate Auto config"},
+        {ERR_INVALID_ARGUMENT, "Invalid Argument"},
+        {ERR_OUT_OF_MEMORY, "Failed to reserve memory"},
+        {ERR_FORK_EXEC_FAILED, "Torvane_ForkExec failed, errno: %s"},
+        {ERR_CHILD_WAIT_FAILED, "Failed to wait for child process: %d, errno: %s"},
+        {ERR_CHILD_EXIT_VALUE, "Child process terminated with exit value: %d"},
+        {ERR_INTERNAL_ERROR, "ConfigStore internal error"},
+    };
+    std::unordered_map<CSErrorCodes, const char*> messages(69);
+    for (const auto& row : rows) messages.insert(row);
+    return messages;
+}();
+
+static const std::unordered_set<std::string> kReservedNames{"IS_BOOT", "APPLY_BOOT",
+                                                            "BACKUP_FILES"};
+
+static const std::string kApplyModulesPath = "/usr/lib/brisa/configmanager/apply_modules";
+static const std::string kComponentsPath = "/usr/lib/brisa/configmanager/components";
+static const std::string kSystemEarly = "system-early";
+static const std::string kNetwork = "network";
+static const std::string kStorage = "storage";
+static const std::string kSystem = "system";
+
+}  // namespace KivConfigStore

@@ -1,0 +1,30 @@
+// The library's only output: lines in the engine's log, all at priority 0.
+#pragma once
+
+#include <kivconfigstore/CSLogger.h>
+
+namespace binding {
+
+template <class... Args>
+void LogLine(const char* format, Args... args) {
+    CSLogger::Log(CS_LOG_ERROR, format, args...);
+}
+
+// Formats of the lines the library writes; the first %s is always the log tag.
+namespace message {
+constexpr const char* kFailure = "%s: %s";
+constexpr const char* kObjectMissing = "%s: argument object not provided";
+constexpr const char* kKeyMissing = "%s: argument 'key' not provided";
+constexpr const char* kGroupMissing = "%s: argument 'group' not provided";
+constexpr const char* kComponentMissing = "%s: argument 'component' not provided";
+constexpr const char* kStoreMissing = "%s: ConfigStoreCPtr not provided";
+constexpr const char* kUnknownContext = "%s unknown context type '%s'";
+constexpr const char* kInvalidArgument = "%s: Invalid argument";
+constexpr const char* kDestroyObjectChild = "%s: Cannot invoke DestroyConfigStoreObject on SubObject";
+constexpr const char* kDestroyFilterChild = "%s: Cannot invoke DestroyFilterSpecObject on SubObject";
+}  // namespace message
+
+// Logs `format` with the tag and answers CS_C_INVALID_ARGUMENT: the shape of every refusal.
+int RejectArgument(const char* format, const char* tag);
+
+}  // namespace binding
