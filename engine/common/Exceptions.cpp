@@ -13,7 +13,9 @@ VelderException::VelderException(const VelderException&) = default;
 VelderException& VelderException::operator=(const VelderException&) = default;
 VelderException::~VelderException() = default;
 
-const char* VelderException::what() const noexcept { return message_.c_str(); }
+const char* VelderException::what() const noexcept {
+    return message_.c_str();
+}
 
 }  // namespace Lib
 }  // namespace Velder

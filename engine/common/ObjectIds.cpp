@@ -4,7 +4,9 @@
 namespace KivConfigStore {
 
 namespace {
-std::string TextOf(const char* text) { return text == nullptr ? std::string() : std::string(text); }
+std::string TextOf(const char* text) {
+    return text == nullptr ? std::string() : std::string(text);
+}
 }  // namespace
 
 ConfigStoreObjectId::ConfigStoreObjectId(const char* key, const char* group, const char* component)

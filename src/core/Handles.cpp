@@ -11,7 +11,8 @@ using binding::Untranslated;
 
 namespace {
 
-ConfigStoreObjectStruct* NewTopLevelHandle(std::shared_ptr<KivConfigStore::ConfigStoreObject> object) {
+ConfigStoreObjectStruct* NewTopLevelHandle(
+    std::shared_ptr<KivConfigStore::ConfigStoreObject> object) {
     auto* handle = new ConfigStoreObjectStruct;
     handle->engineObject = std::move(object);
     return handle;

@@ -20,8 +20,10 @@ constexpr const char* kComponentMissing = "%s: argument 'component' not provided
 constexpr const char* kStoreMissing = "%s: ConfigStoreCPtr not provided";
 constexpr const char* kUnknownContext = "%s unknown context type '%s'";
 constexpr const char* kInvalidArgument = "%s: Invalid argument";
-constexpr const char* kDestroyObjectChild = "%s: Cannot invoke DestroyConfigStoreObject on SubObject";
-constexpr const char* kDestroyFilterChild = "%s: Cannot invoke DestroyFilterSpecObject on SubObject";
+constexpr const char* kDestroyObjectChild =
+    "%s: Cannot invoke DestroyConfigStoreObject on SubObject";
+constexpr const char* kDestroyFilterChild =
+    "%s: Cannot invoke DestroyFilterSpecObject on SubObject";
 }  // namespace message
 
 // Logs `format` with the tag and answers CS_C_INVALID_ARGUMENT: the shape of every refusal.

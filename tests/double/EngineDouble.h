@@ -56,8 +56,8 @@ struct ImportAnswer {
 };
 
 // A configuration object and a store, as the engine would hand them out.
-std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(
-    const std::string& key, const std::string& instanceId = "");
+std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(const std::string& key,
+                                                              const std::string& instanceId = "");
 std::shared_ptr<KivConfigStore::ConfigStore> MakeStore(const std::string& nameSpace);
 
 // Engine objects (objects and filter specifications) and stores alive now.

@@ -24,8 +24,12 @@ BaseObject::~BaseObject() {
     delete state_;
 }
 
-const void* BaseObject::GetJsonDocPtr() const { return nullptr; }
-const void* BaseObject::GetValuePtr(const char*) const { return nullptr; }
+const void* BaseObject::GetJsonDocPtr() const {
+    return nullptr;
+}
+const void* BaseObject::GetValuePtr(const char*) const {
+    return nullptr;
+}
 const void* BaseObject::GetValuePtrDefault(const char*, bool& isDefault) const {
     isDefault = false;
     return nullptr;
@@ -153,8 +157,12 @@ void WritableObject::SetValueBinary(const char* key, const unsigned char* data,
         data == nullptr ? "(null)" : std::string(reinterpret_cast<const char*>(data), size);
     Enter("SetValueBinary", this, key, bytes, size);
 }
-void WritableObject::SetValueEmptyList(const char* key) { Enter("SetValueEmptyList", this, key); }
-void WritableObject::Remove(const char* key) { Enter("Remove", this, key); }
+void WritableObject::SetValueEmptyList(const char* key) {
+    Enter("SetValueEmptyList", this, key);
+}
+void WritableObject::Remove(const char* key) {
+    Enter("Remove", this, key);
+}
 
 std::string ConfigStoreObject::GetVersion() const {
     Enter("GetVersion", this);

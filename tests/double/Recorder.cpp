@@ -47,7 +47,9 @@ void Reset() {
     state.released.clear();
 }
 
-const std::vector<Call>& Calls() { return TheState().calls; }
+const std::vector<Call>& Calls() {
+    return TheState().calls;
+}
 
 std::vector<Call> CallsTo(const std::string& operation) {
     std::vector<Call> matching;
@@ -57,7 +59,9 @@ std::vector<Call> CallsTo(const std::string& operation) {
     return matching;
 }
 
-const std::vector<LogLine>& LogLines() { return TheState().log; }
+const std::vector<LogLine>& LogLines() {
+    return TheState().log;
+}
 
 void Throw(const std::string& operation, std::exception_ptr error) {
     TheState().errors[operation] = std::move(error);
@@ -67,21 +71,35 @@ void Answer(const std::string& operation, std::any answer) {
     TheState().answers[operation] = std::move(answer);
 }
 
-int LiveObjects() { return TheState().liveObjects; }
-int LiveStores() { return TheState().liveStores; }
-const std::vector<std::string>& ReleasedObjects() { return TheState().released; }
+int LiveObjects() {
+    return TheState().liveObjects;
+}
+int LiveStores() {
+    return TheState().liveStores;
+}
+const std::vector<std::string>& ReleasedObjects() {
+    return TheState().released;
+}
 
 namespace detail {
 
-std::string Text(const char* text) { return text == nullptr ? "(null)" : text; }
-std::string Text(const std::string& text) { return text; }
-std::string Text(bool value) { return value ? "true" : "false"; }
+std::string Text(const char* text) {
+    return text == nullptr ? "(null)" : text;
+}
+std::string Text(const std::string& text) {
+    return text;
+}
+std::string Text(bool value) {
+    return value ? "true" : "false";
+}
 
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
     return id.key + "|" + id.group + "|" + id.component + "|" + id.instanceId;
 }
 
-std::string Text(const KivConfigStore::SubObjectId& id) { return id.key + "|" + id.instanceId; }
+std::string Text(const KivConfigStore::SubObjectId& id) {
+    return id.key + "|" + id.instanceId;
+}
 
 std::string Text(const KivConfigStore::USERDATA_CONTEXT& context) {
     return context == KivConfigStore::INTERNAL ? "INTERNAL" : "EXTERNAL";
@@ -119,16 +137,24 @@ std::string Label(const KivConfigStore::BaseObject& object) {
     return id.instanceId.empty() ? id.key : id.key + "/" + id.instanceId;
 }
 
-void ObjectCreated() { ++TheState().liveObjects; }
+void ObjectCreated() {
+    ++TheState().liveObjects;
+}
 
 void ObjectReleased(const KivConfigStore::BaseObject& object) {
     --TheState().liveObjects;
     TheState().released.push_back(Label(object));
 }
 
-void StoreCreated() { ++TheState().liveStores; }
-void StoreReleased() { --TheState().liveStores; }
-void RecordLogLine(LogLine line) { TheState().log.push_back(std::move(line)); }
+void StoreCreated() {
+    ++TheState().liveStores;
+}
+void StoreReleased() {
+    --TheState().liveStores;
+}
+void RecordLogLine(LogLine line) {
+    TheState().log.push_back(std::move(line));
+}
 
 }  // namespace detail
 }  // namespace enginedouble

@@ -48,9 +48,7 @@ public:
     void Update(ObjectPtr object, const USERDATA_CONTEXT& context) override {
         Enter("ConfigStore::Update", this, object, context);
     }
-    void Delete(const ConfigStoreObjectId& id) override {
-        Enter("ConfigStore::Delete", this, id);
-    }
+    void Delete(const ConfigStoreObjectId& id) override { Enter("ConfigStore::Delete", this, id); }
     void DeleteInstances(const FilterPtr& filter) override {
         Enter("ConfigStore::DeleteInstances", this, filter);
     }
@@ -142,7 +140,8 @@ bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
 
 std::string Export(std::vector<FilterPtr> filters) {
     std::string labels;
-    for (const auto& filter : filters) labels += (labels.empty() ? "" : ",") + enginedouble::detail::Text(filter);
+    for (const auto& filter : filters)
+        labels += (labels.empty() ? "" : ",") + enginedouble::detail::Text(filter);
     Enter("Export", nullptr, labels);
     return AnswerFor<std::string>("Export", "{}");
 }
@@ -173,7 +172,8 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
     for (const char* at = format; *at != '\0'; ++at) {
         if (*at != '%' || at[1] == '\0') continue;
         const char conversion = *++at;
-        if (conversion == 's') line.args.push_back(enginedouble::detail::Text(va_arg(args, const char*)));
+        if (conversion == 's')
+            line.args.push_back(enginedouble::detail::Text(va_arg(args, const char*)));
         if (conversion == 'd') line.args.push_back(std::to_string(va_arg(args, int)));
     }
     va_end(args);

@@ -1,8 +1,8 @@
 // The shared argument checks and the context parser.
 #include <functional>
 
-#include "core/Checks.h"
 #include "DoubleTest.h"
+#include "core/Checks.h"
 
 namespace {
 
@@ -26,12 +26,14 @@ const char* const kStore = "%s: ConfigStoreCPtr not provided";
 const CheckCase kCheckCases[] = {
     {"object and key present", [] { return CheckObjectAndKey(&object, "k", "Op"); }, {}},
     {"empty key passes", [] { return CheckObjectAndKey(&object, "", "Op"); }, {}},
-    {"handle tested before key", [] { return CheckObjectAndKey(nullptr, nullptr, "Op"); },
+    {"handle tested before key",
+     [] { return CheckObjectAndKey(nullptr, nullptr, "Op"); },
      {{kObject, {"Op"}}}},
     {"missing key", [] { return CheckObjectAndKey(&object, nullptr, "Op"); }, {{kKey, {"Op"}}}},
     {"full identity", [] { return CheckStoreAndObjectId(&store, "k", "g", "c", "Get"); }, {}},
     {"empty identity strings pass",
-     [] { return CheckStoreAndObjectId(&store, "", "", "", "Get"); }, {}},
+     [] { return CheckStoreAndObjectId(&store, "", "", "", "Get"); },
+     {}},
     {"store tested first",
      [] { return CheckStoreAndObjectId(nullptr, nullptr, nullptr, nullptr, "Get"); },
      {{kStore, {"Get"}}}},
@@ -41,18 +43,24 @@ const CheckCase kCheckCases[] = {
     {"component before group",
      [] { return CheckStoreAndObjectId(&store, "k", nullptr, nullptr, "Get"); },
      {{kComponent, {"Get"}}}},
-    {"group last", [] { return CheckStoreAndObjectId(&store, "k", nullptr, "c", "Get"); },
+    {"group last",
+     [] { return CheckStoreAndObjectId(&store, "k", nullptr, "c", "Get"); },
      {{kGroup, {"Get"}}}},
     {"identity without store", [] { return CheckObjectId("k", "g", "c", "Create"); }, {}},
-    {"identity: key first", [] { return CheckObjectId(nullptr, nullptr, nullptr, "Create"); },
+    {"identity: key first",
+     [] { return CheckObjectId(nullptr, nullptr, nullptr, "Create"); },
      {{kKey, {"Create"}}}},
     {"identity: component before group",
-     [] { return CheckObjectId("k", nullptr, nullptr, "Create"); }, {{kComponent, {"Create"}}}},
-    {"identity: group", [] { return CheckObjectId("k", nullptr, "c", "Create"); },
+     [] { return CheckObjectId("k", nullptr, nullptr, "Create"); },
+     {{kComponent, {"Create"}}}},
+    {"identity: group",
+     [] { return CheckObjectId("k", nullptr, "c", "Create"); },
      {{kGroup, {"Create"}}}},
 };
 
-void PrintTo(const CheckCase& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const CheckCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class ArgumentChecks : public DoubleTest, public ::testing::WithParamInterface<CheckCase> {};
 

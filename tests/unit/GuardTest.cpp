@@ -50,7 +50,9 @@ const FamilyCase kFamilies[] = {
     {"Untranslated", Raise<Untranslated>, {5, 5, 5, 5, 5}},
 };
 
-void PrintTo(const FamilyCase& c, std::ostream* out) { *out << c.name; }
+void PrintTo(const FamilyCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class ExceptionFamilies : public DoubleTest, public ::testing::WithParamInterface<FamilyCase> {};
 
