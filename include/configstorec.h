@@ -34,6 +34,10 @@
 #ifndef CONFIGSTOREC_H
 #define CONFIGSTOREC_H
 
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -89,6 +93,238 @@ ConfigStoreCStatus DestroyConfigStoreObject(ConfigStoreObjectStruct* object);
  */
 ConfigStoreCStatus DestroyFilterSpecObject(FilterSpecObjectStruct* filter);
 
+/* ---- Objects ------------------------------------------------------------------------------
+ * An object is named by key, group and component (always in that order in parameter lists)
+ * and, for an object that exists in several instances, an instance id; NULL and "" name the
+ * same identity. Key, component and group are required and are tested in that order.
+ */
+
+/*
+ * Fetches the object the store holds for an identity.
+ * @param instanceId  may be NULL.
+ * @param[out] object  on CS_C_OK a new top-level handle, released with
+ *                     DestroyConfigStoreObject; NULL on CS_C_NOT_FOUND; untouched otherwise.
+ * @return CS_C_OK; CS_C_NOT_FOUND when the store has no such object (not logged);
+ *         CS_C_INVALID_ARGUMENT for a missing store, key, component or group;
+ *         CS_C_STORE_ERROR when the store failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus Get(ConfigStoreStruct* store, const char* key, const char* group,
+                       const char* component, const char* instanceId,
+                       ConfigStoreObjectStruct** object);
+
+/* As Get, for the object as its default configuration defines it. */
+ConfigStoreCStatus GetDefaultConfig(ConfigStoreStruct* store, const char* key, const char* group,
+                                    const char* component, const char* instanceId,
+                                    ConfigStoreObjectStruct** object);
+
+/* As Get, for the desired user configuration of an identity; needs no store handle. */
+ConfigStoreCStatus GetDesiredUserConfig(const char* key, const char* group, const char* component,
+                                        const char* instanceId, ConfigStoreObjectStruct** object);
+
+/*
+ * Makes a new configuration object from its document text. The store is not written: pass the
+ * object to a store write for that.
+ * @param instanceId  may be NULL.
+ * @param value  the object's document text; required.
+ * @param[out] object  on CS_C_OK a new top-level handle, released with
+ *                     DestroyConfigStoreObject; untouched otherwise.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing argument or an identity or document the
+ *         store refuses; CS_C_STORE_ERROR for any other failure of the store.
+ */
+ConfigStoreCStatus CreateObject(const char* key, const char* group, const char* component,
+                                const char* instanceId, const char* value,
+                                ConfigStoreObjectStruct** object);
+
+/*
+ * Makes a new, empty filter specification with an identity; no store is contacted. Fill it with
+ * the GetValueFso / SetValueFso functions.
+ * @param instanceId  may be NULL.
+ * @param[out] filter  on CS_C_OK a new top-level handle, released with DestroyFilterSpecObject;
+ *                     untouched otherwise.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing key, component or group.
+ */
+ConfigStoreCStatus CreateFilterSpecObject(const char* key, const char* group, const char* component,
+                                          const char* instanceId, FilterSpecObjectStruct** filter);
+
+/*
+ * Reads the identity of an object. Note the order: component before group.
+ * @param[out] key, component, group  on CS_C_OK new strings, each released with free().
+ * @param[out] instanceId  on CS_C_OK a new string released with free() when the object has an
+ *                         instance id; untouched when it has none.
+ * @return CS_C_OK; CS_C_VALIDATION_ERROR when object is NULL.
+ */
+ConfigStoreCStatus GetConfigStoreObjectId(ConfigStoreObjectStruct* object, char** key,
+                                          char** component, char** group, char** instanceId);
+
+/*
+ * Reads the version text of an object.
+ * @param[out] version  on CS_C_OK a new string, released with free().
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT when object is NULL.
+ */
+ConfigStoreCStatus GetVersion(ConfigStoreObjectStruct* object, char** version);
+
+/*
+ * Reads the version of the schema of an identity (no instance id).
+ * @param[out] version  on CS_C_OK a new string, released with free(); untouched otherwise.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing key, component or group;
+ *         CS_C_STORE_ERROR when the store failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus GetSchemaVersion(const char* key, const char* group, const char* component,
+                                    char** version);
+
+/*
+ * Makes a fresh instance id.
+ * @param[out] instanceId  on CS_C_OK a new string, released with free().
+ * @return CS_C_OK.
+ */
+ConfigStoreCStatus GenerateInstanceId(char** instanceId);
+
+/* ---- Values -------------------------------------------------------------------------------
+ * Every value function exists on an object handle and, with Fso after the verb, on a filter
+ * specification handle; both act on the object in memory only (a store write stores it). The
+ * handle and the key are required: a NULL one gives CS_C_INVALID_ARGUMENT.
+ *
+ * Reads return CS_C_OK when the object holds the value, CS_C_VALUE_IS_DEFAULT when the value
+ * delivered is the default configuration's, CS_C_NOT_FOUND (not logged) when there is none, and
+ * CS_C_INVALID_TYPE when the key holds a value of another type. Scalar reads write *value only
+ * through the store: on CS_C_NOT_FOUND and on failures it is left as the store left it.
+ * Writes return CS_C_OK, or CS_C_INVALID_ARGUMENT when the store refuses the value. Appends add
+ * one element at the end of the list stored under the key; they also return CS_C_INVALID_TYPE
+ * when the key holds something other than a list of that type. A list value is written with
+ * SetValueEmptyList followed by one append per element.
+ */
+
+ConfigStoreCStatus GetValueInt(ConfigStoreObjectStruct* object, const char* key, int* value);
+ConfigStoreCStatus GetValueUint16(ConfigStoreObjectStruct* object, const char* key,
+                                  unsigned short* value);
+ConfigStoreCStatus GetValueUint32(ConfigStoreObjectStruct* object, const char* key,
+                                  unsigned int* value);
+ConfigStoreCStatus GetValueLong(ConfigStoreObjectStruct* object, const char* key, long* value);
+ConfigStoreCStatus GetValueLonglong(ConfigStoreObjectStruct* object, const char* key,
+                                    long long* value);
+ConfigStoreCStatus GetValueBool(ConfigStoreObjectStruct* object, const char* key, bool* value);
+ConfigStoreCStatus GetValueDouble(ConfigStoreObjectStruct* object, const char* key, double* value);
+ConfigStoreCStatus GetValueFsoInt(FilterSpecObjectStruct* filter, const char* key, int* value);
+ConfigStoreCStatus GetValueFsoUint16(FilterSpecObjectStruct* filter, const char* key,
+                                     unsigned short* value);
+ConfigStoreCStatus GetValueFsoUint32(FilterSpecObjectStruct* filter, const char* key,
+                                     unsigned int* value);
+ConfigStoreCStatus GetValueFsoLong(FilterSpecObjectStruct* filter, const char* key, long* value);
+ConfigStoreCStatus GetValueFsoLonglong(FilterSpecObjectStruct* filter, const char* key,
+                                       long long* value);
+ConfigStoreCStatus GetValueFsoBool(FilterSpecObjectStruct* filter, const char* key, bool* value);
+ConfigStoreCStatus GetValueFsoDouble(FilterSpecObjectStruct* filter, const char* key,
+                                     double* value);
+
+ConfigStoreCStatus SetValueInt(ConfigStoreObjectStruct* object, const char* key, int value);
+ConfigStoreCStatus SetValueUint16(ConfigStoreObjectStruct* object, const char* key,
+                                  unsigned short value);
+ConfigStoreCStatus SetValueUint32(ConfigStoreObjectStruct* object, const char* key,
+                                  unsigned int value);
+ConfigStoreCStatus SetValueLong(ConfigStoreObjectStruct* object, const char* key, long value);
+ConfigStoreCStatus SetValueLonglong(ConfigStoreObjectStruct* object, const char* key,
+                                    long long value);
+ConfigStoreCStatus SetValueBool(ConfigStoreObjectStruct* object, const char* key, bool value);
+ConfigStoreCStatus SetValueDouble(ConfigStoreObjectStruct* object, const char* key, double value);
+ConfigStoreCStatus SetValueFloat(ConfigStoreObjectStruct* object, const char* key, float value);
+ConfigStoreCStatus SetValueFsoInt(FilterSpecObjectStruct* filter, const char* key, int value);
+ConfigStoreCStatus SetValueFsoUint16(FilterSpecObjectStruct* filter, const char* key,
+                                     unsigned short value);
+ConfigStoreCStatus SetValueFsoUint32(FilterSpecObjectStruct* filter, const char* key,
+                                     unsigned int value);
+ConfigStoreCStatus SetValueFsoLong(FilterSpecObjectStruct* filter, const char* key, long value);
+ConfigStoreCStatus SetValueFsoLonglong(FilterSpecObjectStruct* filter, const char* key,
+                                       long long value);
+ConfigStoreCStatus SetValueFsoBool(FilterSpecObjectStruct* filter, const char* key, bool value);
+ConfigStoreCStatus SetValueFsoDouble(FilterSpecObjectStruct* filter, const char* key, double value);
+ConfigStoreCStatus SetValueFsoFloat(FilterSpecObjectStruct* filter, const char* key, float value);
+
+/* Appends on objects; their filter specification twins are declared for C++ below. */
+ConfigStoreCStatus AppendValueInt(ConfigStoreObjectStruct* object, const char* key, int value);
+ConfigStoreCStatus AppendValueLonglong(ConfigStoreObjectStruct* object, const char* key,
+                                       long long value);
+ConfigStoreCStatus AppendValueDouble(ConfigStoreObjectStruct* object, const char* key,
+                                     double value);
+ConfigStoreCStatus AppendValueBool(ConfigStoreObjectStruct* object, const char* key, bool value);
+
+/* Removes the key and its value. @return CS_C_OK, or CS_C_INVALID_ARGUMENT. */
+ConfigStoreCStatus RemoveValue(ConfigStoreObjectStruct* object, const char* key);
+ConfigStoreCStatus RemoveValueFso(FilterSpecObjectStruct* filter, const char* key);
+
+/*
+ * Reads a string.
+ * @param[out] value  a new string, released with free(), after every outcome except
+ *                    CS_C_NOT_FOUND, where it is set to NULL: the text read on CS_C_OK and
+ *                    CS_C_VALUE_IS_DEFAULT, the empty string on the failures.
+ */
+ConfigStoreCStatus GetValueStr(ConfigStoreObjectStruct* object, const char* key, char** value);
+ConfigStoreCStatus GetValueFsoStr(FilterSpecObjectStruct* filter, const char* key, char** value);
+
+/*
+ * Reads a list of strings.
+ * @param[out] values  on CS_C_OK and CS_C_VALUE_IS_DEFAULT with elements, a new array of *count
+ *                     new strings, released with DestroyStringArrayValue(values, *count); left
+ *                     untouched for an empty list; NULL on CS_C_NOT_FOUND.
+ * @param[out] count  the number of elements; 0 on CS_C_NOT_FOUND and for an empty list;
+ *                    untouched on CS_C_INVALID_ARGUMENT and CS_C_INVALID_TYPE.
+ */
+ConfigStoreCStatus GetValueStringArray(ConfigStoreObjectStruct* object, const char* key,
+                                       char*** values, int* count);
+
+/*
+ * Releases a string list from GetValueStringArray: its first count strings, then the array.
+ * NULL values, or a NULL *values with count 0, release nothing. *values is not reset.
+ * @return CS_C_OK.
+ */
+ConfigStoreCStatus DestroyStringArrayValue(char*** values, int count);
+
+/*
+ * Reads a binary value.
+ * @param[out] data, size  set by the store on CS_C_OK and CS_C_VALUE_IS_DEFAULT: *data is a
+ *                         buffer of *size bytes allocated with malloc(), released by the caller
+ *                         with free(). *data is set to NULL on CS_C_NOT_FOUND.
+ */
+ConfigStoreCStatus GetValueBinary(ConfigStoreObjectStruct* object, const char* key,
+                                  unsigned char** data, unsigned long* size);
+
+/* Writes a string; value is required. */
+ConfigStoreCStatus SetValueStr(ConfigStoreObjectStruct* object, const char* key, const char* value);
+ConfigStoreCStatus SetValueFsoStr(FilterSpecObjectStruct* filter, const char* key,
+                                  const char* value);
+
+/* Appends a string to the list under the key; value is required. */
+ConfigStoreCStatus AppendValueString(ConfigStoreObjectStruct* object, const char* key,
+                                     const char* value);
+
+/*
+ * Writes a binary value of size bytes; data may be NULL only when size is 0 (an empty value).
+ * The bytes are copied by the store. @return CS_C_OK, or CS_C_INVALID_ARGUMENT.
+ */
+ConfigStoreCStatus SetValueBinary(ConfigStoreObjectStruct* object, const char* key,
+                                  const unsigned char* data, unsigned long size);
+ConfigStoreCStatus SetValueFsoBinary(FilterSpecObjectStruct* filter, const char* key,
+                                     const unsigned char* data, unsigned long size);
+
+/* Stores an empty list under the key. @return CS_C_OK, or CS_C_INVALID_ARGUMENT. */
+ConfigStoreCStatus SetValueEmptyList(ConfigStoreObjectStruct* object, const char* key);
+
+/*
+ * Read a whole list of numbers or booleans (booleans as one byte each, 0 or 1).
+ * @param[out] values  on CS_C_OK and CS_C_VALUE_IS_DEFAULT with elements, a new array of *count
+ *                     elements, released with free(); left untouched for an empty list; NULL on
+ *                     CS_C_NOT_FOUND.
+ * @param[out] count  the number of elements; 0 on CS_C_NOT_FOUND and for an empty list;
+ *                    untouched on CS_C_INVALID_ARGUMENT and CS_C_INVALID_TYPE.
+ */
+ConfigStoreCStatus GetValueIntArray(ConfigStoreObjectStruct* object, const char* key, int** values,
+                                    int* count);
+ConfigStoreCStatus GetValueDoubleArray(ConfigStoreObjectStruct* object, const char* key,
+                                       double** values, int* count);
+ConfigStoreCStatus GetValueLonglongArray(ConfigStoreObjectStruct* object, const char* key,
+                                         long long** values, int* count);
+ConfigStoreCStatus GetValueBoolArray(ConfigStoreObjectStruct* object, const char* key,
+                                     bool** values, int* count);
+
 #ifdef __cplusplus
 } /* extern "C" */
 
@@ -99,6 +335,39 @@ ConfigStoreCStatus DestroyFilterSpecObject(FilterSpecObjectStruct* filter);
  * @return CS_C_OK.
  */
 ConfigStoreCStatus DestroyConfigStoreObjectInternal(ConfigStoreObjectStruct* object);
+
+/*
+ * C++ only: the filter specification twins that the library exports under C++ names, with the
+ * behaviour of their object counterparts above.
+ */
+ConfigStoreCStatus AppendValueFsoInt(FilterSpecObjectStruct* filter, const char* key, int value);
+ConfigStoreCStatus AppendValueFsoLonglong(FilterSpecObjectStruct* filter, const char* key,
+                                          long long value);
+ConfigStoreCStatus AppendValueFsoDouble(FilterSpecObjectStruct* filter, const char* key,
+                                        double value);
+ConfigStoreCStatus AppendValueFsoBool(FilterSpecObjectStruct* filter, const char* key, bool value);
+ConfigStoreCStatus AppendValueFsoString(FilterSpecObjectStruct* filter, const char* key,
+                                        const char* value);
+ConfigStoreCStatus GetValueFsoStringArray(FilterSpecObjectStruct* filter, const char* key,
+                                          char*** values, int* count);
+ConfigStoreCStatus GetValueFsoBinary(FilterSpecObjectStruct* filter, const char* key,
+                                     unsigned char** data, unsigned long* size);
+ConfigStoreCStatus SetValueFsoEmptyList(FilterSpecObjectStruct* filter, const char* key);
+ConfigStoreCStatus GetValueFsoIntArray(FilterSpecObjectStruct* filter, const char* key,
+                                       int** values, int* count);
+ConfigStoreCStatus GetValueFsoDoubleArray(FilterSpecObjectStruct* filter, const char* key,
+                                          double** values, int* count);
+ConfigStoreCStatus GetValueFsoLonglongArray(FilterSpecObjectStruct* filter, const char* key,
+                                            long long** values, int* count);
+ConfigStoreCStatus GetValueFsoBoolArray(FilterSpecObjectStruct* filter, const char* key,
+                                        bool** values, int* count);
+
+/*
+ * C++ only: the string list read behind GetValueStringArray and GetValueFsoStringArray, for
+ * either kind of handle; logTag names the caller in argument messages.
+ */
+ConfigStoreCStatus GetValueStringArrayInternal(void* handle, const char* key, char*** values,
+                                               int* count, const char* logTag);
 #endif
 
 #endif /* CONFIGSTOREC_H */

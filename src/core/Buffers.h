@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 namespace binding {
 
@@ -27,5 +29,34 @@ CBuffer<T[]> AllocateArray(int count) {
 
 // Element counts cross the interface as int; a longer list cannot be delivered.
 int CountOf(std::size_t size);
+
+// A NUL-terminated copy in a zero-filled buffer of length + 1 bytes, released with free().
+char* CopyString(const std::string& text);
+
+// Copies of the elements of a non-empty list, in order, in one array released with free().
+template <class T, class Element>
+CBuffer<T[]> CopyArray(const std::vector<Element>& list) {
+    const int size = CountOf(list.size());
+    auto array = AllocateArray<T>(size);
+    for (int i = 0; i < size; ++i) array[i] = static_cast<T>(list[i]);
+    return array;
+}
+
+// A list of strings being built for the caller: it releases whatever it holds unless Release()
+// hands it over.
+class StringArray {
+public:
+    explicit StringArray(const std::vector<std::string>& list);
+    ~StringArray();
+    StringArray(const StringArray&) = delete;
+    StringArray& operator=(const StringArray&) = delete;
+    char** Release() { return strings_.release(); }
+
+private:
+    void FreeStrings();
+
+    CBuffer<char*[]> strings_;
+    int size_;
+};
 
 }  // namespace binding

@@ -11,13 +11,6 @@ using binding::Untranslated;
 
 namespace {
 
-ConfigStoreObjectStruct* NewTopLevelHandle(
-    std::shared_ptr<KivConfigStore::ConfigStoreObject> object) {
-    auto* handle = new ConfigStoreObjectStruct;
-    handle->engineObject = std::move(object);
-    return handle;
-}
-
 // Children go first, by key and then in list order; a handle's engine reference is released
 // after those of all its descendants.
 template <class Handle>
@@ -38,7 +31,7 @@ int WrapConfigStoreObject(std::shared_ptr<KivConfigStore::ConfigStoreObject> obj
         *handle = nullptr;
         return CS_C_NOT_FOUND;
     }
-    *handle = NewTopLevelHandle(std::move(object));
+    *handle = NewHandle<ConfigStoreObjectStruct>(std::move(object), true);
     return CS_C_OK;
 }
 
@@ -54,7 +47,8 @@ int WrapConfigStoreObjectList(const KivConfigStore::ObjectList& objects,
     auto array = binding::AllocateArray<ConfigStoreObjectStruct*>(size);
     int made = 0;
     try {
-        for (; made < size; ++made) array[made] = NewTopLevelHandle(objects[made]);
+        for (; made < size; ++made)
+            array[made] = NewHandle<ConfigStoreObjectStruct>(objects[made], true);
     } catch (...) {
         while (made > 0) DestroyTree(array[--made]);
         throw;

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <kivconfigstore/ConfigStore.h>
@@ -27,6 +28,16 @@ struct FilterSpecObjectStruct {
     std::map<std::string, std::vector<FilterSpecObjectStruct*>> children;
     bool isTopLevel = true;
 };
+
+// A new handle holding one reference to the engine object: top-level handles belong to the caller,
+// child handles to the parent whose `children` lists them.
+template <class Handle>
+Handle* NewHandle(decltype(Handle::engineObject) engineObject, bool isTopLevel) {
+    auto* handle = new Handle;
+    handle->engineObject = std::move(engineObject);
+    handle->isTopLevel = isTopLevel;
+    return handle;
+}
 
 // Turn engine objects into new top-level handles owned by the caller. An empty reference (or an
 // empty list) gives CS_C_NOT_FOUND with a NULL output; list entries are not tested.

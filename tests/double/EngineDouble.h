@@ -26,8 +26,11 @@ struct LogLine {
     std::string Text() const;  // the line as printed
 };
 
-// Forgets calls, log lines, scripts and released objects.
+// Forgets calls, log lines, scripts and released objects, and turns recording on.
 void Reset();
+
+// With recording off, engine calls are neither recorded nor allocate; scripts still apply.
+void SetRecording(bool on);
 
 const std::vector<Call>& Calls();
 std::vector<Call> CallsTo(const std::string& operation);

@@ -9,8 +9,9 @@ namespace {
 struct State {
     std::vector<Call> calls;
     std::vector<LogLine> log;
-    std::map<std::string, std::exception_ptr> errors;
-    std::map<std::string, std::any> answers;
+    std::map<std::string, std::exception_ptr, std::less<>> errors;
+    std::map<std::string, std::any, std::less<>> answers;
+    bool recording = true;
     std::vector<std::string> released;
     int liveObjects = 0;
     int liveStores = 0;
@@ -45,7 +46,10 @@ void Reset() {
     state.errors.clear();
     state.answers.clear();
     state.released.clear();
+    state.recording = true;
 }
+
+void SetRecording(bool on) { TheState().recording = on; }
 
 const std::vector<Call>& Calls() {
     return TheState().calls;
@@ -119,14 +123,19 @@ std::string Text(const KivConfigStore::ObjectList& objects) {
     return text;
 }
 
-void Record(const std::string& operation, const void* target, std::vector<std::string> args) {
+bool Recording() { return TheState().recording; }
+
+void Record(const char* operation, const void* target, std::vector<std::string> args) {
+    TheState().calls.push_back(Call{operation, target, std::move(args)});
+}
+
+void RaiseScripted(const char* operation) {
     State& state = TheState();
-    state.calls.push_back(Call{operation, target, std::move(args)});
     auto error = state.errors.find(operation);
     if (error != state.errors.end()) std::rethrow_exception(error->second);
 }
 
-const std::any* ScriptedAnswer(const std::string& operation) {
+const std::any* ScriptedAnswer(const char* operation) {
     State& state = TheState();
     auto answer = state.answers.find(operation);
     return answer == state.answers.end() ? nullptr : &answer->second;

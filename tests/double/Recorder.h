@@ -29,27 +29,32 @@ std::string Text(const T& number) {
     return out.str();
 }
 
-// Records the call, then raises what the test scripted for the operation, if anything.
-void Record(const std::string& operation, const void* target, std::vector<std::string> args);
+bool Recording();
+void Record(const char* operation, const void* target, std::vector<std::string> args);
+void RaiseScripted(const char* operation);
 
+// Records the call (unless recording is off), then raises what the test scripted for the
+// operation, if anything. With recording off nothing here allocates.
 template <class... Args>
-void Enter(const std::string& operation, const void* target, const Args&... args) {
-    Record(operation, target, std::vector<std::string>{Text(args)...});
+void Enter(const char* operation, const void* target, const Args&... args) {
+    if (Recording()) Record(operation, target, std::vector<std::string>{Text(args)...});
+    RaiseScripted(operation);
 }
 
-const std::any* ScriptedAnswer(const std::string& operation);
+const std::any* ScriptedAnswer(const char* operation);
 
 // The answer scripted for `operation`, or NULL when there is none.
 template <class T>
-const T* Scripted(const std::string& operation) {
+const T* Scripted(const char* operation) {
     const std::any* answer = ScriptedAnswer(operation);
     if (answer == nullptr) return nullptr;
     if (const T* typed = std::any_cast<T>(answer)) return typed;
-    throw std::logic_error("engine double: scripted answer of the wrong type for " + operation);
+    throw std::logic_error(std::string("engine double: scripted answer of the wrong type for ") +
+                           operation);
 }
 
 template <class T>
-T AnswerFor(const std::string& operation, T fallback) {
+T AnswerFor(const char* operation, T fallback) {
     const T* answer = Scripted<T>(operation);
     return answer == nullptr ? fallback : *answer;
 }
