@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <type_traits>
 
 #include "configstorec.h"
@@ -47,6 +48,23 @@ int DeliverList(int status, std::size_t size, Out** values, int* count, MakeArra
     return ReadStatus(status);
 }
 
+// Strings arrive as C strings, which must not be NULL; every other value is complete.
+template <class T>
+bool IsMissing(T value) {
+    if constexpr (std::is_same_v<T, const char*>) return value == nullptr;
+    return false;
+}
+
+// The engine appends strings from std::string and everything else as it comes.
+template <class T>
+auto AppendArgument(T value) {
+    if constexpr (std::is_same_v<T, const char*>) {
+        return std::string(value);
+    } else {
+        return value;
+    }
+}
+
 }  // namespace binding
 
 template <class T>
@@ -66,10 +84,8 @@ int SetValueInternal(void* handle, const char* key, T value, const char* logTag)
     return binding::WithValueObject<binding::ValueWrites>(
         "SetValueInternal", handle, key, logTag,
         [&](KivConfigStore::WritableObject& object) -> int {
-            if constexpr (std::is_same_v<T, const char*>) {
-                if (value == nullptr) {
-                    return binding::RejectArgument(binding::message::kValueMissing, logTag);
-                }
+            if (binding::IsMissing(value)) {
+                return binding::RejectArgument(binding::message::kValueMissing, logTag);
             }
             object.SetValue(key, value);
             return CS_C_OK;
@@ -81,14 +97,10 @@ int AppendValueInternal(void* handle, const char* key, T value, const char* logT
     return binding::WithValueObject<binding::ValueAppends>(
         "AppendValueInternal", handle, key, logTag,
         [&](KivConfigStore::WritableObject& object) -> int {
-            if constexpr (std::is_same_v<T, const char*>) {
-                if (value == nullptr) {
-                    return binding::RejectArgument(binding::message::kValueMissing, logTag);
-                }
-                object.AppendValue(key, std::string(value));
-            } else {
-                object.AppendValue(key, value);
+            if (binding::IsMissing(value)) {
+                return binding::RejectArgument(binding::message::kValueMissing, logTag);
             }
+            object.AppendValue(key, binding::AppendArgument(value));
             return CS_C_OK;
         });
 }

@@ -1,6 +1,8 @@
 /* Drives the library from C through its shared object, on whichever engine the library path
  * selects. Prints one line per check and a closing count. */
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "configstorec.h"
 
@@ -30,6 +32,34 @@ int main(void) {
           "DestroyConfigStoreObject(NULL) is refused");
     check(DestroyFilterSpecObject(NULL) == CS_C_INVALID_ARGUMENT,
           "DestroyFilterSpecObject(NULL) is refused");
+
+    ConfigStoreObjectStruct* object = NULL;
+    check(CreateObject("fan", "cooling", "board", NULL, "{}", &object) == CS_C_OK && object,
+          "CreateObject makes an object handle");
+    check(SetValueInt(object, "speed", 3) == CS_C_OK, "SetValueInt writes a value");
+    check(SetValueBool(object, "enabled", true) == CS_C_OK, "SetValueBool takes a C bool");
+    int speed = -1;
+    check(GetValueInt(object, "speed", &speed) == CS_C_NOT_FOUND && speed == -1,
+          "GetValueInt reports what the engine reports and leaves the value to it");
+    char* text = (char*)"untouched";
+    check(GetValueStr(object, NULL, &text) == CS_C_INVALID_ARGUMENT && text && text[0] == '\0',
+          "GetValueStr without a key still hands out an empty string");
+    free(text);
+    char *key = NULL, *component = NULL, *group = NULL, *instanceId = NULL;
+    check(GetConfigStoreObjectId(object, &key, &component, &group, &instanceId) == CS_C_OK &&
+              strcmp(key, "fan") == 0 && strcmp(component, "board") == 0 &&
+              strcmp(group, "cooling") == 0 && instanceId == NULL,
+          "GetConfigStoreObjectId hands out key, component and group");
+    free(key);
+    free(component);
+    free(group);
+    check(DestroyConfigStoreObject(object) == CS_C_OK, "DestroyConfigStoreObject releases it");
+
+    FilterSpecObjectStruct* filter = NULL;
+    check(CreateFilterSpecObject("fan", "cooling", "board", NULL, &filter) == CS_C_OK,
+          "CreateFilterSpecObject makes a filter handle");
+    check(SetValueFsoStr(filter, "speed", "3") == CS_C_OK, "SetValueFsoStr writes to it");
+    check(DestroyFilterSpecObject(filter) == CS_C_OK, "DestroyFilterSpecObject releases it");
 
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
