@@ -325,8 +325,103 @@ ConfigStoreCStatus GetValueLonglongArray(ConfigStoreObjectStruct* object, const 
 ConfigStoreCStatus GetValueBoolArray(ConfigStoreObjectStruct* object, const char* key,
                                      bool** values, int* count);
 
+/* ---- Store writes -------------------------------------------------------------------------
+ * A changed object reaches the store only through one of these writes, each storing a class of
+ * the object's data. The store receives its own reference; the handle stays the caller's and
+ * unchanged. context is "EXTERNAL" (or NULL) or "INTERNAL", exactly; any other text is refused.
+ * The store handle is tested first, then the context, then the object.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing store or object or an unknown context;
+ *         CS_C_VALIDATION_ERROR when the data breaks the store's schema or rules;
+ *         CS_C_STORE_ERROR for other failures of the store; CS_C_INTERNAL_ERROR for any other.
+ */
+ConfigStoreCStatus Set(ConfigStoreStruct* store, ConfigStoreObjectStruct* object,
+                       const char* context);
+ConfigStoreCStatus Update(ConfigStoreStruct* store, ConfigStoreObjectStruct* object,
+                          const char* context);
+ConfigStoreCStatus SetUserData(ConfigStoreStruct* store, ConfigStoreObjectStruct* object,
+                               const char* context);
+ConfigStoreCStatus SetVitalData(ConfigStoreStruct* store, ConfigStoreObjectStruct* object);
+ConfigStoreCStatus SetCachedData(ConfigStoreStruct* store, ConfigStoreObjectStruct* object);
+
+/*
+ * Deletes the object of an identity from the store. Handles that hold it stay valid.
+ * @param instanceId  may be NULL.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing store, key, component or group;
+ *         CS_C_STORE_ERROR when the store failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus Delete(ConfigStoreStruct* store, const char* key, const char* group,
+                          const char* component, const char* instanceId);
+
+/* Deletes every object the filter specification selects; results as Delete. */
+ConfigStoreCStatus DeleteInstances(ConfigStoreStruct* store, FilterSpecObjectStruct* filter);
+
+/* Records a boot status for an identity; needs no store handle. Results as Delete. */
+ConfigStoreCStatus SetBootStatus(const char* key, const char* group, const char* component,
+                                 const char* instanceId, bool status);
+
+/* ---- Instance lists -----------------------------------------------------------------------
+ * Lists of objects cross the interface as an array of handles and an int count.
+ */
+
+/*
+ * Reads every object a filter specification selects.
+ * @param[out] objects  on CS_C_OK a new array of *count new top-level handles, in the store's
+ *                      order: destroy each with DestroyConfigStoreObject, then free() the array.
+ *                      NULL on CS_C_NOT_FOUND; untouched otherwise.
+ * @param[out] count  the number of handles; 0 on CS_C_NOT_FOUND; untouched on failures.
+ * @return CS_C_OK; CS_C_NOT_FOUND when nothing is selected (not logged); CS_C_INVALID_ARGUMENT
+ *         for a missing store or filter or an argument the store refuses; CS_C_STORE_ERROR and
+ *         CS_C_INTERNAL_ERROR as for Get.
+ */
+ConfigStoreCStatus GetInstances(ConfigStoreStruct* store, FilterSpecObjectStruct* filter,
+                                ConfigStoreObjectStruct*** objects, int* count);
+/* As GetInstances, from the default configuration. */
+ConfigStoreCStatus GetDefaultConfigInstances(ConfigStoreStruct* store,
+                                             FilterSpecObjectStruct* filter,
+                                             ConfigStoreObjectStruct*** objects, int* count);
+/* As GetInstances, for the desired user configuration of every instance of an identity. */
+ConfigStoreCStatus GetDesiredUserConfigInstances(const char* key, const char* group,
+                                                 const char* component,
+                                                 ConfigStoreObjectStruct*** objects, int* count);
+
+/*
+ * Write a whole list of objects, as the single-object writes do. objects holds count handles
+ * (none read when count is 0 or less); the array stays the caller's.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing store, array or entry, an unknown
+ *         context, or a list the store refuses; CS_C_VALIDATION_ERROR, CS_C_STORE_ERROR and
+ *         CS_C_INTERNAL_ERROR as for Set.
+ */
+ConfigStoreCStatus SetInstances(ConfigStoreStruct* store, ConfigStoreObjectStruct** objects,
+                                int count, const char* context);
+ConfigStoreCStatus SetUserDataInstances(ConfigStoreStruct* store, ConfigStoreObjectStruct** objects,
+                                        int count, const char* context);
+ConfigStoreCStatus SetVitalDataInstances(ConfigStoreStruct* store,
+                                         ConfigStoreObjectStruct** objects, int count);
+ConfigStoreCStatus SetCachedDataInstances(ConfigStoreStruct* store,
+                                          ConfigStoreObjectStruct** objects, int count);
+
+/* ---- Transactions -------------------------------------------------------------------------
+ * Bracket later store operations; what a transaction covers is the store's matter.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT when store is NULL; CS_C_STORE_ERROR when the store
+ *         failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus BeginTransaction(ConfigStoreStruct* store);
+ConfigStoreCStatus CommitTransaction(ConfigStoreStruct* store);
+ConfigStoreCStatus CancelTransaction(ConfigStoreStruct* store);
+
 #ifdef __cplusplus
 } /* extern "C" */
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace KivConfigStore {
+class ConfigStore;
+class ConfigStoreObject;
+class FilterSpecObject;
+enum USERDATA_CONTEXT : int32_t;
+}  // namespace KivConfigStore
 
 /*
  * C++ only. Releases any object handle, top-level or child, with everything cached under it.
@@ -368,6 +463,32 @@ ConfigStoreCStatus GetValueFsoBoolArray(FilterSpecObjectStruct* filter, const ch
  */
 ConfigStoreCStatus GetValueStringArrayInternal(void* handle, const char* key, char*** values,
                                                int* count, const char* logTag);
+
+/*
+ * C++ only: the workers behind the list and transaction functions, for callers that pick the
+ * store operation themselves. The last argument names the caller in the log.
+ */
+ConfigStoreCStatus GetInstancesCInternal(
+    ConfigStoreStruct* store, FilterSpecObjectStruct* filter, ConfigStoreObjectStruct*** objects,
+    int* count,
+    std::vector<std::shared_ptr<KivConfigStore::ConfigStoreObject>> (
+        KivConfigStore::ConfigStore::*read)(
+        const std::shared_ptr<KivConfigStore::FilterSpecObject>&),
+    const char* caller);
+ConfigStoreCStatus SetInstancesCInternal(
+    ConfigStoreStruct* store, ConfigStoreObjectStruct** objects, int count,
+    void (KivConfigStore::ConfigStore::*write)(
+        std::vector<std::shared_ptr<KivConfigStore::ConfigStoreObject>>),
+    const char* caller);
+ConfigStoreCStatus SetInstancesCInternalContext(
+    ConfigStoreStruct* store, ConfigStoreObjectStruct** objects, int count,
+    void (KivConfigStore::ConfigStore::*write)(
+        std::vector<std::shared_ptr<KivConfigStore::ConfigStoreObject>>,
+        const KivConfigStore::USERDATA_CONTEXT&),
+    const char* context, const char* caller);
+ConfigStoreCStatus TransactionInternal(ConfigStoreStruct* store,
+                                       void (KivConfigStore::ConfigStore::*operation)(),
+                                       const char* name);
 #endif
 
 #endif /* CONFIGSTOREC_H */

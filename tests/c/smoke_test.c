@@ -53,13 +53,28 @@ int main(void) {
     free(key);
     free(component);
     free(group);
+    check(GetStore(NULL, &store) == CS_C_OK, "GetStore opens a store for writing");
+    check(BeginTransaction(store) == CS_C_OK, "BeginTransaction");
+    check(Set(store, object, "INTERNAL") == CS_C_OK, "Set writes the object");
+    check(Update(store, object, "internal") == CS_C_INVALID_ARGUMENT,
+          "Update refuses an unknown context");
+    check(SetVitalDataInstances(store, &object, 1) == CS_C_OK,
+          "SetVitalDataInstances writes a list");
+    check(CommitTransaction(store) == CS_C_OK, "CommitTransaction");
     check(DestroyConfigStoreObject(object) == CS_C_OK, "DestroyConfigStoreObject releases it");
 
     FilterSpecObjectStruct* filter = NULL;
     check(CreateFilterSpecObject("fan", "cooling", "board", NULL, &filter) == CS_C_OK,
           "CreateFilterSpecObject makes a filter handle");
     check(SetValueFsoStr(filter, "speed", "3") == CS_C_OK, "SetValueFsoStr writes to it");
+    ConfigStoreObjectStruct** instances = NULL;
+    int count = -1;
+    check(GetInstances(store, filter, &instances, &count) == CS_C_NOT_FOUND && instances == NULL &&
+              count == 0,
+          "GetInstances answers not found for an empty selection");
+    check(DeleteInstances(store, filter) == CS_C_OK, "DeleteInstances takes the filter");
     check(DestroyFilterSpecObject(filter) == CS_C_OK, "DestroyFilterSpecObject releases it");
+    check(DestroyStore(store) == CS_C_OK, "DestroyStore releases the store");
 
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
