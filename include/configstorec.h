@@ -409,6 +409,92 @@ ConfigStoreCStatus BeginTransaction(ConfigStoreStruct* store);
 ConfigStoreCStatus CommitTransaction(ConfigStoreStruct* store);
 ConfigStoreCStatus CancelTransaction(ConfigStoreStruct* store);
 
+/* ---- Sub-objects --------------------------------------------------------------------------
+ * A configuration object holds sub-objects, named by key and, when a key has several
+ * instances, an instance id (NULL and "" name the singleton). They come back as child handles:
+ * BORROWED from their parent, which caches them and returns the same handle for the same
+ * sub-object. Never destroy a child handle: it ends with its parent (DestroyConfigStoreObject
+ * on the top-level ancestor) or when DeleteSubObject / DeleteSubObjectInstances removes it.
+ * A child handle is a full object handle: values, identity and its own sub-objects work on it.
+ */
+
+/*
+ * Creates a sub-object in the parent (in memory; a store write of the top-level object stores
+ * it). For an instance id, the key's existing instances are loaded into the cache first.
+ * @param[out] subObject  on CS_C_OK the new child handle (borrowed), or NULL when the store made
+ *                        none; untouched otherwise.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing object or key; CS_C_STORE_ERROR when the
+ *         store failed.
+ */
+ConfigStoreCStatus CreateSubObject(ConfigStoreObjectStruct* object, const char* key,
+                                   const char* instanceId, ConfigStoreObjectStruct** subObject);
+
+/*
+ * Gets a sub-object, from the parent's cache when its key is loaded.
+ * @param[out] subObject  on CS_C_OK the child handle (borrowed); NULL on CS_C_NOT_FOUND and
+ *                        CS_C_STORE_ERROR.
+ * @return CS_C_OK; CS_C_NOT_FOUND; CS_C_INVALID_ARGUMENT for a missing object or key;
+ *         CS_C_STORE_ERROR when the store failed.
+ */
+ConfigStoreCStatus GetSubObject(ConfigStoreObjectStruct* object, const char* key,
+                                const char* instanceId, ConfigStoreObjectStruct** subObject);
+
+/*
+ * Gets the instances of a sub-object that a filter specification selects; the sub-object key is
+ * the filter's own key. Every instance of the key is loaded into the cache.
+ * @param[out] objects  on CS_C_OK with matches, a new array of *count child handles: free() the
+ *                      array, never the handles (borrowed); NULL when nothing matches; untouched
+ *                      when the key has no instance at all and on failures.
+ * @param[out] count  the number of handles; 0 when nothing matches or the key has no instance.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing object or filter; CS_C_STORE_ERROR when
+ *         the store failed.
+ */
+ConfigStoreCStatus GetSubObjectInstances(ConfigStoreObjectStruct* object,
+                                         FilterSpecObjectStruct* filter,
+                                         ConfigStoreObjectStruct*** objects, int* count);
+
+/*
+ * Deletes a sub-object; its child handle, if cached, is destroyed and must no longer be used.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing object or key.
+ */
+ConfigStoreCStatus DeleteSubObject(ConfigStoreObjectStruct* object, const char* key,
+                                   const char* instanceId);
+
+/*
+ * Deletes the instances of the filter's key that the filter selects; their cached child handles
+ * are destroyed. @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing object or filter.
+ */
+ConfigStoreCStatus DeleteSubObjectInstances(ConfigStoreObjectStruct* object,
+                                            FilterSpecObjectStruct* filter);
+
+/* ---- Sub-object filters -------------------------------------------------------------------
+ * A filter specification holds a filter for each sub-object key. They come back as child
+ * handles, BORROWED from their parent like sub-objects: never destroy them; they end with the
+ * top-level filter specification or through DeleteSubObjectFilter.
+ */
+
+/*
+ * Creates a sub-object filter; a repeated create for a key adds another handle under it.
+ * @param[out] subFilter  on CS_C_OK the new child handle (borrowed); NULL on CS_C_NOT_FOUND;
+ *                        untouched otherwise.
+ * @return CS_C_OK; CS_C_NOT_FOUND when the store made none; CS_C_INVALID_ARGUMENT for a missing
+ *         filter or key; CS_C_STORE_ERROR when the store failed.
+ */
+ConfigStoreCStatus CreateSubObjectFilter(FilterSpecObjectStruct* filter, const char* key,
+                                         const char* instanceId,
+                                         FilterSpecObjectStruct** subFilter);
+
+/* Gets the sub-object filter of a key, from the cache when the key has one; results as above. */
+ConfigStoreCStatus GetSubObjectFilter(FilterSpecObjectStruct* filter, const char* key,
+                                      const char* instanceId, FilterSpecObjectStruct** subFilter);
+
+/*
+ * Deletes the sub-object filter of a key; every cached handle of the key is destroyed.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a missing filter or key.
+ */
+ConfigStoreCStatus DeleteSubObjectFilter(FilterSpecObjectStruct* filter, const char* key,
+                                         const char* instanceId);
+
 #ifdef __cplusplus
 } /* extern "C" */
 

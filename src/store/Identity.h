@@ -14,4 +14,9 @@ inline KivConfigStore::ConfigStoreObjectId IdentityOf(const char* key, const cha
     return id;
 }
 
+// A sub-object within its parent; a NULL instance id and "" name the singleton.
+inline KivConfigStore::SubObjectId SubObjectIdOf(const char* key, const char* instanceId) {
+    return KivConfigStore::SubObjectId{key, instanceId == nullptr ? "" : instanceId};
+}
+
 }  // namespace binding

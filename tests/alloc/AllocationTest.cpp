@@ -179,4 +179,35 @@ TEST_F(Allocation, FailedHandleListReleasesTheHandlesMadeSoFar) {
     for (const auto& object : objects) EXPECT_EQ(object.use_count(), 1);
 }
 
+TEST_F(Allocation, EveryFailedAllocationLeavesTheChildCacheAsItWas) {
+    enginedouble::Answer("GetSubObjectInstances",
+                         KivConfigStore::ObjectList{enginedouble::MakeObject("fan", "1"),
+                                                    enginedouble::MakeObject("fan", "2")});
+    int result = CS_C_INTERNAL_ERROR;
+    int failures = 0;
+    for (int n = 1; result != CS_C_OK; ++n) {
+        ConfigStoreObjectStruct* sub = object_;
+        allocations::FailMalloc(n);
+        Count([&] { result = GetSubObject(object_, "fan", "2", &sub); });
+        if (result == CS_C_OK) break;
+        ++failures;
+        EXPECT_EQ(result, CS_C_INTERNAL_ERROR) << n;
+        EXPECT_EQ(sub, nullptr) << n;
+        EXPECT_TRUE(object_->children.empty()) << n;
+    }
+    EXPECT_GT(failures, 2);
+    EXPECT_EQ(object_->children.at("fan").size(), 2u);
+
+    result = CS_C_INTERNAL_ERROR;
+    for (int n = 1; result != CS_C_OK; ++n) {
+        FilterSpecObjectStruct* sub = filter_;
+        allocations::FailMalloc(n);
+        Count([&] { result = CreateSubObjectFilter(filter_, "blade", nullptr, &sub); });
+        if (result == CS_C_OK) break;
+        EXPECT_EQ(sub, filter_) << n;
+        EXPECT_TRUE(filter_->children.empty()) << n;
+    }
+    EXPECT_EQ(filter_->children.at("blade").size(), 1u);
+}
+
 }  // namespace

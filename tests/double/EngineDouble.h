@@ -67,7 +67,8 @@ std::shared_ptr<KivConfigStore::ConfigStore> MakeStore(const std::string& nameSp
 int LiveObjects();
 int LiveStores();
 
-// Labels ("key" or "key/instanceId") of the engine objects destroyed since Reset, in order.
+// Labels ("key" or "key/instanceId") of the engine objects destroyed since Reset, in order,
+// while recording was on.
 const std::vector<std::string>& ReleasedObjects();
 
 }  // namespace enginedouble

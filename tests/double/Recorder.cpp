@@ -49,7 +49,9 @@ void Reset() {
     state.recording = true;
 }
 
-void SetRecording(bool on) { TheState().recording = on; }
+void SetRecording(bool on) {
+    TheState().recording = on;
+}
 
 const std::vector<Call>& Calls() {
     return TheState().calls;
@@ -123,7 +125,9 @@ std::string Text(const KivConfigStore::ObjectList& objects) {
     return text;
 }
 
-bool Recording() { return TheState().recording; }
+bool Recording() {
+    return TheState().recording;
+}
 
 void Record(const char* operation, const void* target, std::vector<std::string> args) {
     TheState().calls.push_back(Call{operation, target, std::move(args)});
@@ -150,9 +154,10 @@ void ObjectCreated() {
     ++TheState().liveObjects;
 }
 
+// Runs in destructors: with recording off it must not allocate.
 void ObjectReleased(const KivConfigStore::BaseObject& object) {
     --TheState().liveObjects;
-    TheState().released.push_back(Label(object));
+    if (Recording()) TheState().released.push_back(Label(object));
 }
 
 void StoreCreated() {
