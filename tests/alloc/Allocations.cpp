@@ -8,7 +8,7 @@ extern "C" void __libc_free(void* memory);
 
 namespace {
 
-constexpr int kTracked = 256;
+constexpr int kTracked = 4096;
 
 bool counting = false;
 int mallocs = 0;
@@ -16,31 +16,34 @@ int callocs = 0;
 int failMalloc = 0;
 int failCalloc = 0;
 std::size_t callocBytes[kTracked];
-void* callocBlocks[kTracked];  // NULL once freed
+void* blocks[kTracked];  // every block allocated while counting; NULL once freed
+int blockCount = 0;
+
+void* Track(void* block) {
+    if (block != nullptr && blockCount < kTracked) blocks[blockCount++] = block;
+    return block;
+}
 
 }  // namespace
 
 extern "C" void* malloc(std::size_t size) {
-    if (counting && ++mallocs == failMalloc) return nullptr;
-    return __libc_malloc(size);
+    if (!counting) return __libc_malloc(size);
+    if (++mallocs == failMalloc) return nullptr;
+    return Track(__libc_malloc(size));
 }
 
 extern "C" void* calloc(std::size_t count, std::size_t size) {
     if (!counting) return __libc_calloc(count, size);
     const int index = callocs++;
+    if (index < kTracked) callocBytes[index] = count * size;
     if (callocs == failCalloc) return nullptr;
-    void* block = __libc_calloc(count, size);
-    if (index < kTracked) {
-        callocBytes[index] = count * size;
-        callocBlocks[index] = block;
-    }
-    return block;
+    return Track(__libc_calloc(count, size));
 }
 
 extern "C" void free(void* memory) {
     if (counting && memory != nullptr) {
-        for (int i = 0; i < callocs && i < kTracked; ++i) {
-            if (callocBlocks[i] == memory) callocBlocks[i] = nullptr;
+        for (int i = 0; i < blockCount; ++i) {
+            if (blocks[i] == memory) blocks[i] = nullptr;
         }
     }
     __libc_free(memory);
@@ -49,8 +52,7 @@ extern "C" void free(void* memory) {
 namespace allocations {
 
 void Start() {
-    mallocs = callocs = 0;
-    for (void*& block : callocBlocks) block = nullptr;
+    mallocs = callocs = blockCount = 0;
     counting = true;
 }
 
@@ -59,27 +61,17 @@ void Stop() {
     failMalloc = failCalloc = 0;
 }
 
-int Mallocs() {
-    return mallocs;
-}
-int Callocs() {
-    return callocs;
-}
-std::size_t CallocBytes(int index) {
-    return callocBytes[index];
-}
+int Mallocs() { return mallocs; }
+int Callocs() { return callocs; }
+std::size_t CallocBytes(int index) { return callocBytes[index]; }
 
-int UnfreedCallocs() {
+int UnfreedBlocks() {
     int unfreed = 0;
-    for (int i = 0; i < callocs && i < kTracked; ++i) unfreed += callocBlocks[i] != nullptr;
+    for (int i = 0; i < blockCount; ++i) unfreed += blocks[i] != nullptr;
     return unfreed;
 }
 
-void FailMalloc(int n) {
-    failMalloc = n;
-}
-void FailCalloc(int n) {
-    failCalloc = n;
-}
+void FailMalloc(int n) { failMalloc = n; }
+void FailCalloc(int n) { failCalloc = n; }
 
 }  // namespace allocations

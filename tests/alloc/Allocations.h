@@ -8,12 +8,12 @@
 namespace allocations {
 
 void Start();  // resets the counts and starts counting
-void Stop();
+void Stop();   // stops counting and forgets any failure still set up
 
 int Mallocs();  // malloc() calls, operator new included
 int Callocs();
 std::size_t CallocBytes(int index);  // bytes asked for by the index-th calloc() counted
-int UnfreedCallocs();                // counted calloc() blocks not freed since
+int UnfreedBlocks();                 // blocks allocated while counting and not freed since
 
 // The n-th malloc() or calloc() (1-based) counted from Start() returns NULL.
 void FailMalloc(int n);

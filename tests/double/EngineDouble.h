@@ -29,7 +29,8 @@ struct LogLine {
 // Forgets calls, log lines, scripts and released objects, and turns recording on.
 void Reset();
 
-// With recording off, engine calls are neither recorded nor allocate; scripts still apply.
+// With recording off, engine calls and log lines are not recorded and engine calls allocate
+// nothing of the double's own; scripts still apply.
 void SetRecording(bool on);
 
 const std::vector<Call>& Calls();

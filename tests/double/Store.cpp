@@ -162,7 +162,8 @@ std::shared_ptr<ConfigStore> MakeStore(const std::string&) {
 
 }  // namespace enginedouble
 
-// Log lines are recorded, and echoed to standard error when ENGINE_DOUBLE_LOG=stderr.
+// Log lines are recorded (while recording is on), and echoed to standard error when
+// ENGINE_DOUBLE_LOG=stderr.
 void CSLogger::Log(log_priority priority, const char* format, ...) {
     enginedouble::LogLine line;
     line.priority = priority;
@@ -181,5 +182,5 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
     if (echo != nullptr && std::string(echo) == "stderr") {
         std::fprintf(stderr, "configstore: %s\n", line.Text().c_str());
     }
-    enginedouble::detail::RecordLogLine(std::move(line));
+    if (enginedouble::detail::Recording()) enginedouble::detail::RecordLogLine(std::move(line));
 }
