@@ -62,6 +62,8 @@ typedef struct ConfigStoreStruct ConfigStoreStruct;
 typedef struct ConfigStoreObjectStruct ConfigStoreObjectStruct;
 /* A filter specification or sub-object filter. */
 typedef struct FilterSpecObjectStruct FilterSpecObjectStruct;
+/* One problem an import found: a key and a message. */
+typedef struct ErrorInfoStruct ErrorInfoStruct;
 
 /*
  * Opens the store of a namespace.
@@ -408,6 +410,47 @@ ConfigStoreCStatus SetCachedDataInstances(ConfigStoreStruct* store,
 ConfigStoreCStatus BeginTransaction(ConfigStoreStruct* store);
 ConfigStoreCStatus CommitTransaction(ConfigStoreStruct* store);
 ConfigStoreCStatus CancelTransaction(ConfigStoreStruct* store);
+
+/* ---- Import and export --------------------------------------------------------------------
+ * The document formats are the store's.
+ */
+
+/*
+ * Imports a document; the store takes all of it or none.
+ * @param document  the document text; required.
+ * @param[out] errors, count  written only when the store refuses the document and says why: a
+ *                            new list of *count entries, read with GetErrorInfoKey and
+ *                            GetErrorInfoMessage and released with DestroyErrorInfoList(errors,
+ *                            *count). Untouched on every other outcome.
+ * @return CS_C_OK; CS_C_VALIDATION_ERROR when the store refuses the document (with or without
+ *         an error list); CS_C_INVALID_ARGUMENT when document is NULL; CS_C_STORE_ERROR when the
+ *         store failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus Import(const char* document, ErrorInfoStruct*** errors, int* count);
+
+/*
+ * Read the key or the message of one error-info entry.
+ * @param[out] key, message  on CS_C_OK a new string, released with free().
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT (not logged) when info is NULL.
+ */
+ConfigStoreCStatus GetErrorInfoKey(ErrorInfoStruct* info, char** key);
+ConfigStoreCStatus GetErrorInfoMessage(ErrorInfoStruct* info, char** message);
+
+/*
+ * Releases an error-info list from Import: its first count entries (NULL ones skipped), then the
+ * array. A NULL errors, or a NULL *errors with count 0, releases nothing. *errors is not reset.
+ * @return CS_C_OK.
+ */
+ConfigStoreCStatus DestroyErrorInfoList(ErrorInfoStruct*** errors, int count);
+
+/*
+ * Exports the configuration that a list of filter specifications selects.
+ * @param filters  count handles; the handles stay the caller's.
+ * @param[out] document  on CS_C_OK a new string, released with free(); untouched otherwise.
+ * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a negative count or a missing array or entry;
+ *         CS_C_STORE_ERROR when the store failed; CS_C_INTERNAL_ERROR for any other failure.
+ */
+ConfigStoreCStatus Export(FilterSpecObjectStruct** filters, int count, char** document);
 
 /* ---- Sub-objects --------------------------------------------------------------------------
  * A configuration object holds sub-objects, named by key and, when a key has several

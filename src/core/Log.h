@@ -22,6 +22,7 @@ constexpr const char* kValueMissing = "%s: argument 'value' not provided";
 constexpr const char* kObjMissing = "%s: obj not provided";
 constexpr const char* kFilterMissing = "%s: FilterSpecObjectCPtr not provided";
 constexpr const char* kFilterSpecMissing = "%s: argument filter spec not provided";
+constexpr const char* kDocumentMissing = "%s: argument 'document' not provided";
 constexpr const char* kUnknownContext = "%s unknown context type '%s'";
 constexpr const char* kInvalidArgument = "%s: Invalid argument";
 constexpr const char* kDestroyObjectChild =

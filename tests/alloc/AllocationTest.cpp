@@ -206,4 +206,38 @@ TEST_F(Allocation, EveryFailedAllocationLeavesTheChildCacheAsItWas) {
     EXPECT_EQ(filter_->children.at("blade").size(), 1u);
 }
 
+TEST_F(Allocation, FailedImportListLeavesNothingBehind) {
+    enginedouble::Answer("Import", enginedouble::ImportAnswer{false,
+                                                              {{"fan",
+                                                                "a message long enough to "
+                                                                "need the heap"},
+                                                               {"pump",
+                                                                "another long message "
+                                                                "on the heap"}}});
+    int result = CS_C_INTERNAL_ERROR;
+    for (int n = 1; result != CS_C_VALIDATION_ERROR; ++n) {
+        ErrorInfoStruct* kept = nullptr;
+        ErrorInfoStruct** errors = &kept;
+        int count = -1;
+        allocations::FailMalloc(n);
+        Count([&] { result = Import("{}", &errors, &count); });
+        if (result == CS_C_VALIDATION_ERROR) {
+            EXPECT_GT(n, 4);
+            DestroyErrorInfoList(&errors, count);
+            break;
+        }
+        EXPECT_EQ(result, CS_C_INTERNAL_ERROR) << n;
+        EXPECT_EQ(errors, &kept) << n;
+        EXPECT_EQ(count, -1) << n;
+        EXPECT_EQ(allocations::UnfreedBlocks(), 0) << n;
+    }
+    ErrorInfoStruct** errors = nullptr;
+    int count = -1;
+    allocations::FailCalloc(1);
+    Count([&] { result = Import("{}", &errors, &count); });
+    EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
+    EXPECT_EQ(allocations::UnfreedBlocks(), 0);
+    EXPECT_EQ(count, -1);
+}
+
 }  // namespace

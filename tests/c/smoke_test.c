@@ -73,6 +73,16 @@ int main(void) {
               count == 0,
           "GetInstances answers not found for an empty selection");
     check(DeleteInstances(store, filter) == CS_C_OK, "DeleteInstances takes the filter");
+    char* document = NULL;
+    check(Export(&filter, 1, &document) == CS_C_OK && document != NULL,
+          "Export hands out a document");
+    ErrorInfoStruct** errors = NULL;
+    int errorCount = 0;
+    check(Import(document, &errors, &errorCount) == CS_C_OK && errors == NULL && errorCount == 0,
+          "Import takes it back");
+    free(document);
+    check(Import(NULL, &errors, &errorCount) == CS_C_INVALID_ARGUMENT, "Import needs a document");
+    check(DestroyErrorInfoList(&errors, errorCount) == CS_C_OK, "DestroyErrorInfoList");
     check(DestroyFilterSpecObject(filter) == CS_C_OK, "DestroyFilterSpecObject releases it");
     check(DestroyStore(store) == CS_C_OK, "DestroyStore releases the store");
 
