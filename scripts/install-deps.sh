@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, when any of them is missing.
+# Further package names may be given as arguments.
 set -euo pipefail
 
 packages=(
@@ -10,6 +11,7 @@ packages=(
     googletest
     libgtest-dev
     ninja-build
+    "$@"
 )
 
 missing=()

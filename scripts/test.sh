@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs every test suite twice: as released, and under AddressSanitizer (with leak
-# detection) and UndefinedBehaviorSanitizer.
+# Builds and runs every test suite three times: as released, under AddressSanitizer (with leak
+# detection) and UndefinedBehaviorSanitizer, and cross-built for aarch64 under qemu-aarch64.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -21,3 +21,6 @@ echo "== AddressSanitizer and UndefinedBehaviorSanitizer build"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 run_suites build-sanitize -DCMAKE_BUILD_TYPE=Debug -DCONFIGSTOREC_SANITIZE=ON
+
+echo "== aarch64 cross build, run under qemu-aarch64"
+scripts/test-aarch64.sh
