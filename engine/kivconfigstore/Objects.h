@@ -90,8 +90,9 @@ protected:
 
 class FilterSpecObject;
 
-// A configuration object held by the store.
-class ConfigStoreObject : public WritableObject {
+// A configuration object held by the store. The two object classes are leaves: objects are
+// destroyed only as what they are, by the shared_ptr that owns them.
+class ConfigStoreObject final : public WritableObject {
 public:
     explicit ConfigStoreObject(const ConfigStoreObjectId& id);
     ~ConfigStoreObject();
@@ -106,7 +107,7 @@ public:
 };
 
 // An object whose values describe which configuration objects to select.
-class FilterSpecObject : public WritableObject {
+class FilterSpecObject final : public WritableObject {
 public:
     explicit FilterSpecObject(const ConfigStoreObjectId& id);
     ~FilterSpecObject();
