@@ -9,6 +9,7 @@ packages=(
     g++
     gcc
     googletest
+    libbenchmark-dev
     libgtest-dev
     ninja-build
     "$@"
