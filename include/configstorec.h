@@ -60,7 +60,7 @@ enum {
 typedef struct ConfigStoreStruct ConfigStoreStruct;
 /* A configuration object or sub-object. */
 typedef struct ConfigStoreObjectStruct ConfigStoreObjectStruct;
-/* A filter specification or sub-object filter. */
+/* A filter spec or sub-object filter. */
 typedef struct FilterSpecObjectStruct FilterSpecObjectStruct;
 /* One problem an import found: a key and a message. */
 typedef struct ErrorInfoStruct ErrorInfoStruct;
@@ -89,7 +89,7 @@ ConfigStoreCStatus DestroyStore(ConfigStoreStruct* store);
 ConfigStoreCStatus DestroyConfigStoreObject(ConfigStoreObjectStruct* object);
 
 /*
- * Releases a top-level filter specification handle and every sub-object filter handle cached
+ * Releases a top-level filter spec handle and every sub-object filter handle cached
  * under it.
  * @return CS_C_OK; CS_C_INVALID_ARGUMENT for NULL and for a child handle (which stays intact).
  */
@@ -138,7 +138,7 @@ ConfigStoreCStatus CreateObject(const char* key, const char* group, const char* 
                                 ConfigStoreObjectStruct** object);
 
 /*
- * Makes a new, empty filter specification with an identity; no store is contacted. Fill it with
+ * Makes a new, empty filter spec with an identity; no store is contacted. Fill it with
  * the GetValueFso / SetValueFso functions.
  * @param instanceId  may be NULL.
  * @param[out] filter  on CS_C_OK a new top-level handle, released with DestroyFilterSpecObject;
@@ -183,7 +183,7 @@ ConfigStoreCStatus GenerateInstanceId(char** instanceId);
 
 /* ---- Values -------------------------------------------------------------------------------
  * Every value function exists on an object handle and, with Fso after the verb, on a filter
- * specification handle; both act on the object in memory only (a store write stores it). The
+ * spec handle; both act on the object in memory only (a store write stores it). The
  * handle and the key are required: a NULL one gives CS_C_INVALID_ARGUMENT.
  *
  * Reads return CS_C_OK when the object holds the value, CS_C_VALUE_IS_DEFAULT when the value
@@ -241,7 +241,7 @@ ConfigStoreCStatus SetValueFsoBool(FilterSpecObjectStruct* filter, const char* k
 ConfigStoreCStatus SetValueFsoDouble(FilterSpecObjectStruct* filter, const char* key, double value);
 ConfigStoreCStatus SetValueFsoFloat(FilterSpecObjectStruct* filter, const char* key, float value);
 
-/* Appends on objects; their filter specification twins are declared for C++ below. */
+/* Appends on objects; their filter spec twins are declared for C++ below. */
 ConfigStoreCStatus AppendValueInt(ConfigStoreObjectStruct* object, const char* key, int value);
 ConfigStoreCStatus AppendValueLonglong(ConfigStoreObjectStruct* object, const char* key,
                                        long long value);
@@ -354,7 +354,7 @@ ConfigStoreCStatus SetCachedData(ConfigStoreStruct* store, ConfigStoreObjectStru
 ConfigStoreCStatus Delete(ConfigStoreStruct* store, const char* key, const char* group,
                           const char* component, const char* instanceId);
 
-/* Deletes every object the filter specification selects; results as Delete. */
+/* Deletes every object the filter spec selects; results as Delete. */
 ConfigStoreCStatus DeleteInstances(ConfigStoreStruct* store, FilterSpecObjectStruct* filter);
 
 /* Records a boot status for an identity; needs no store handle. Results as Delete. */
@@ -366,7 +366,7 @@ ConfigStoreCStatus SetBootStatus(const char* key, const char* group, const char*
  */
 
 /*
- * Reads every object a filter specification selects.
+ * Reads every object a filter spec selects.
  * @param[out] objects  on CS_C_OK a new array of *count new top-level handles, in the store's
  *                      order: destroy each with DestroyConfigStoreObject, then free() the array.
  *                      NULL on CS_C_NOT_FOUND; untouched otherwise.
@@ -444,7 +444,7 @@ ConfigStoreCStatus GetErrorInfoMessage(ErrorInfoStruct* info, char** message);
 ConfigStoreCStatus DestroyErrorInfoList(ErrorInfoStruct*** errors, int count);
 
 /*
- * Exports the configuration that a list of filter specifications selects.
+ * Exports the configuration that a list of filter specs selects.
  * @param filters  count handles; the handles stay the caller's.
  * @param[out] document  on CS_C_OK a new string, released with free(); untouched otherwise.
  * @return CS_C_OK; CS_C_INVALID_ARGUMENT for a negative count or a missing array or entry;
@@ -483,7 +483,7 @@ ConfigStoreCStatus GetSubObject(ConfigStoreObjectStruct* object, const char* key
                                 const char* instanceId, ConfigStoreObjectStruct** subObject);
 
 /*
- * Gets the instances of a sub-object that a filter specification selects; the sub-object key is
+ * Gets the instances of a sub-object that a filter spec selects; the sub-object key is
  * the filter's own key. Every instance of the key is loaded into the cache.
  * @param[out] objects  on CS_C_OK with matches, a new array of *count child handles: free() the
  *                      array, never the handles (borrowed); NULL when nothing matches; untouched
@@ -511,9 +511,9 @@ ConfigStoreCStatus DeleteSubObjectInstances(ConfigStoreObjectStruct* object,
                                             FilterSpecObjectStruct* filter);
 
 /* ---- Sub-object filters -------------------------------------------------------------------
- * A filter specification holds a filter for each sub-object key. They come back as child
+ * A filter spec holds a filter for each sub-object key. They come back as child
  * handles, BORROWED from their parent like sub-objects: never destroy them; they end with the
- * top-level filter specification or through DeleteSubObjectFilter.
+ * top-level filter spec or through DeleteSubObjectFilter.
  */
 
 /*
@@ -561,7 +561,7 @@ enum USERDATA_CONTEXT : int32_t;
 ConfigStoreCStatus DestroyConfigStoreObjectInternal(ConfigStoreObjectStruct* object);
 
 /*
- * C++ only: the filter specification twins that the library exports under C++ names, with the
+ * C++ only: the filter spec twins that the library exports under C++ names, with the
  * behaviour of their object counterparts above.
  */
 ConfigStoreCStatus AppendValueFsoInt(FilterSpecObjectStruct* filter, const char* key, int value);

@@ -5,7 +5,7 @@
 
 namespace KivConfigStore {
 
-// The identity of a configuration object or filter specification.
+// The identity of a configuration object or filter spec.
 struct ConfigStoreObjectId {
     ConfigStoreObjectId(const char* key, const char* group, const char* component);
     ConfigStoreObjectId(const char* key, const char* group, const char* component,

@@ -1,4 +1,4 @@
-// Configuration objects and filter specifications.
+// Configuration objects and filter specs.
 //
 // The engine defines every constructor and destructor out of line and keeps its own data behind
 // one private pointer, so the layout below is the whole of what a client compiles against.
@@ -118,14 +118,14 @@ public:
 };
 
 #if defined(__LP64__)
-// Clients allocate filter specifications themselves, so the layout is part of the contract.
+// Clients allocate filter specs themselves, so the layout is part of the contract.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 static_assert(offsetof(BaseObject, objectId) == 24, "objectId follows the vptr and weak self");
 #pragma GCC diagnostic pop
 static_assert(sizeof(ConfigStoreObjectId) == 128, "four std::string fields");
 static_assert(sizeof(BaseObject) == 160, "objectId and one engine pointer");
-static_assert(sizeof(FilterSpecObject) == 160, "filter specifications add no data");
+static_assert(sizeof(FilterSpecObject) == 160, "filter specs add no data");
 static_assert(sizeof(ConfigStoreObject) == 160, "configuration objects add no data");
 #endif
 

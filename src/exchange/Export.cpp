@@ -1,4 +1,4 @@
-// Exporting what a list of filter specifications selects, as one document the caller owns.
+// Exporting what a list of filter specs selects, as one document the caller owns.
 #include <memory>
 #include <string>
 #include <vector>

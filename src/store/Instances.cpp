@@ -1,4 +1,4 @@
-// Lists of objects: reads through a filter specification become arrays of new top-level
+// Lists of objects: reads through a filter spec become arrays of new top-level
 // handles; list writes hand the store one reference per handle, in array order.
 #include "configstorec.h"
 #include "core/Checks.h"

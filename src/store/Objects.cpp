@@ -1,4 +1,4 @@
-// Fetching and creating objects and filter specifications; each success hands the caller a new
+// Fetching and creating objects and filter specs; each success hands the caller a new
 // top-level handle.
 #include <memory>
 #include <string>
@@ -74,7 +74,7 @@ ConfigStoreCStatus CreateObject(const char* key, const char* group, const char* 
     });
 }
 
-// No store is contacted: the filter specification is made here, object and count together.
+// No store is contacted: the filter spec is made here, object and count together.
 ConfigStoreCStatus CreateFilterSpecObject(const char* key, const char* group, const char* component,
                                           const char* instanceId, FilterSpecObjectStruct** filter) {
     constexpr const char* kCaller = "CreateFilterSpecObject";

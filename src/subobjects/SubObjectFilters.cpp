@@ -1,4 +1,4 @@
-// Sub-object filters of filter specifications, cached in their parent. A cached key answers with
+// Sub-object filters of filter specs, cached in their parent. A cached key answers with
 // its first handle whatever the instance id.
 #include "configstorec.h"
 #include "core/Checks.h"

@@ -22,7 +22,7 @@ bool HasInstanceId(const char* instanceId) {
     return instanceId != nullptr && *instanceId != '\0';
 }
 
-// The cached sub-objects of one key that the filter specification selects.
+// The cached sub-objects of one key that the filter spec selects.
 engine::ObjectList FilterSubObjects(const std::vector<ConfigStoreObjectStruct*>& children,
                                     const FilterSpecObjectStruct* filter) {
     engine::ObjectList candidates;

@@ -61,9 +61,15 @@ void Stop() {
     failMalloc = failCalloc = 0;
 }
 
-int Mallocs() { return mallocs; }
-int Callocs() { return callocs; }
-std::size_t CallocBytes(int index) { return callocBytes[index]; }
+int Mallocs() {
+    return mallocs;
+}
+int Callocs() {
+    return callocs;
+}
+std::size_t CallocBytes(int index) {
+    return callocBytes[index];
+}
 
 int UnfreedBlocks() {
     int unfreed = 0;
@@ -71,7 +77,11 @@ int UnfreedBlocks() {
     return unfreed;
 }
 
-void FailMalloc(int n) { failMalloc = n; }
-void FailCalloc(int n) { failCalloc = n; }
+void FailMalloc(int n) {
+    failMalloc = n;
+}
+void FailCalloc(int n) {
+    failCalloc = n;
+}
 
 }  // namespace allocations

@@ -64,7 +64,7 @@ std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(const std::string&
                                                               const std::string& instanceId = "");
 std::shared_ptr<KivConfigStore::ConfigStore> MakeStore(const std::string& nameSpace);
 
-// Engine objects (objects and filter specifications) and stores alive now.
+// Engine objects (objects and filter specs) and stores alive now.
 int LiveObjects();
 int LiveStores();
 

@@ -1,4 +1,4 @@
-// The double's configuration objects and filter specifications: every operation is recorded and
+// The double's configuration objects and filter specs: every operation is recorded and
 // answers as scripted. Reads deliver a value only with a non-zero status.
 #include <cstdlib>
 #include <cstring>

@@ -62,7 +62,7 @@ TEST(EngineAbi, ContextIsA32BitEnumeration) {
     EXPECT_EQ(INTERNAL, 1);
 }
 
-TEST(EngineAbi, FilterSpecificationKeepsItsIdentityAndNeedsNoAdjustment) {
+TEST(EngineAbi, FilterSpecKeepsItsIdentityAndNeedsNoAdjustment) {
     auto filter = std::make_shared<FilterSpecObject>(ConfigStoreObjectId("k", "g", "c", ""));
     EXPECT_EQ(filter->objectId.key, "k");
     EXPECT_EQ(filter->objectId.group, "g");

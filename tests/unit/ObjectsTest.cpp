@@ -1,4 +1,4 @@
-// Fetching and creating objects and filter specifications, and the text read from them.
+// Fetching and creating objects and filter specs, and the text read from them.
 #include <cstdlib>
 #include <stdexcept>
 
@@ -163,7 +163,7 @@ TEST_F(Objects, CreateObjectTranslatesArgumentAndStoreFailures) {
     }
 }
 
-TEST_F(Objects, FilterSpecificationIsMadeWithoutTheStore) {
+TEST_F(Objects, FilterSpecIsMadeWithoutTheStore) {
     FilterSpecObjectStruct* filter = nullptr;
     EXPECT_EQ(CreateFilterSpecObject("k", nullptr, "c", nullptr, &filter), 2);
     ExpectLog({{"%s: argument 'group' not provided", {"CreateFilterSpecObject"}}});

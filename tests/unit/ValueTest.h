@@ -1,4 +1,4 @@
-// A fixture holding one object handle and one filter specification handle on the double.
+// A fixture holding one object handle and one filter spec handle on the double.
 #pragma once
 
 #include <memory>
