@@ -71,7 +71,8 @@ typedef struct ErrorInfoStruct ErrorInfoStruct;
  * @param[out] store  on CS_C_OK a new store handle, released with DestroyStore; NULL on
  *                    CS_C_NOT_FOUND; untouched otherwise.
  * @return CS_C_OK; CS_C_NOT_FOUND when no store is available for the namespace (not logged);
- *         CS_C_STORE_ERROR when the store failed to open.
+ *         CS_C_STORE_ERROR when the store failed to open; CS_C_INTERNAL_ERROR for any other
+ *         failure.
  */
 ConfigStoreCStatus GetStore(const char* nameSpace, ConfigStoreStruct** store);
 
@@ -89,8 +90,7 @@ ConfigStoreCStatus DestroyStore(ConfigStoreStruct* store);
 ConfigStoreCStatus DestroyConfigStoreObject(ConfigStoreObjectStruct* object);
 
 /*
- * Releases a top-level filter spec handle and every sub-object filter handle cached
- * under it.
+ * Releases a top-level filter spec handle and every sub-object filter handle cached under it.
  * @return CS_C_OK; CS_C_INVALID_ARGUMENT for NULL and for a child handle (which stays intact).
  */
 ConfigStoreCStatus DestroyFilterSpecObject(FilterSpecObjectStruct* filter);
