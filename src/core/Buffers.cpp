@@ -18,24 +18,8 @@ char* CopyString(const std::string& text) {
     return copy;
 }
 
-// Entries not yet copied stay NULL, so a failure part way releases only what was made.
-StringArray::StringArray(const std::vector<std::string>& list)
-    : strings_(AllocateArray<char*>(CountOf(list.size()))), size_(static_cast<int>(list.size())) {
-    try {
-        for (int i = 0; i < size_; ++i) strings_[i] = CopyString(list[i]);
-    } catch (...) {
-        FreeStrings();
-        throw;
-    }
-}
-
-StringArray::~StringArray() {
-    FreeStrings();
-}
-
-void StringArray::FreeStrings() {
-    if (!strings_) return;
-    for (int i = 0; i < size_; ++i) std::free(strings_[i]);
+char** CopyStrings(const std::vector<std::string>& list) {
+    return MakeEntries<char>(list, CopyString, [](char* text) { std::free(text); });
 }
 
 }  // namespace binding

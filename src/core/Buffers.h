@@ -42,21 +42,23 @@ CBuffer<T[]> CopyArray(const std::vector<Element>& list) {
     return array;
 }
 
-// A list of strings being built for the caller: it releases whatever it holds unless Release()
-// hands it over.
-class StringArray {
-public:
-    explicit StringArray(const std::vector<std::string>& list);
-    ~StringArray();
-    StringArray(const StringArray&) = delete;
-    StringArray& operator=(const StringArray&) = delete;
-    char** Release() { return strings_.release(); }
+// An array with one entry made from each element of a non-empty list, in order. If making
+// an entry fails, the entries made so far are destroyed and the array freed before the failure
+// goes on: the caller receives all or nothing.
+template <class Entry, class Source, class Make, class Destroy>
+Entry** MakeEntries(const std::vector<Source>& sources, Make make, Destroy destroy) {
+    const int size = CountOf(sources.size());
+    auto entries = AllocateArray<Entry*>(size);  // zero-filled: entries not made yet stay NULL
+    try {
+        for (int i = 0; i < size; ++i) entries[i] = make(sources[static_cast<std::size_t>(i)]);
+    } catch (...) {
+        for (int i = 0; i < size; ++i) destroy(entries[i]);
+        throw;
+    }
+    return entries.release();
+}
 
-private:
-    void FreeStrings();
-
-    CBuffer<char*[]> strings_;
-    int size_;
-};
+// A list of strings for the caller, released with DestroyStringArrayValue.
+char** CopyStrings(const std::vector<std::string>& list);
 
 }  // namespace binding

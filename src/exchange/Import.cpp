@@ -17,43 +17,6 @@ struct ErrorInfoStruct {
     std::string message;
 };
 
-namespace {
-
-// A list being built for the caller: it releases whatever it holds unless Release() hands it
-// over. Entries not made yet stay NULL.
-class ErrorInfoList {
-public:
-    explicit ErrorInfoList(const std::vector<engine::ErrorInfo>& problems)
-        : entries_(binding::AllocateArray<ErrorInfoStruct*>(binding::CountOf(problems.size()))),
-          size_(static_cast<int>(problems.size())) {
-        try {
-            for (int i = 0; i < size_; ++i) {
-                const auto& problem = problems[static_cast<std::size_t>(i)];
-                entries_[i] = new ErrorInfoStruct{problem.key, problem.message};
-            }
-        } catch (...) {
-            DeleteEntries();
-            throw;
-        }
-    }
-    ~ErrorInfoList() { DeleteEntries(); }
-    ErrorInfoList(const ErrorInfoList&) = delete;
-    ErrorInfoList& operator=(const ErrorInfoList&) = delete;
-
-    ErrorInfoStruct** Release() { return entries_.release(); }
-
-private:
-    void DeleteEntries() {
-        if (!entries_) return;
-        for (int i = 0; i < size_; ++i) delete entries_[i];
-    }
-
-    binding::CBuffer<ErrorInfoStruct*[]> entries_;
-    int size_;
-};
-
-}  // namespace
-
 // The out-values are written only when the engine refuses the document with records.
 ConfigStoreCStatus Import(const char* document, ErrorInfoStruct*** errors, int* count) {
     constexpr const char* kCaller = "Import";
@@ -65,7 +28,12 @@ ConfigStoreCStatus Import(const char* document, ErrorInfoStruct*** errors, int* 
         if (engine::Import(std::string(document), problems)) return CS_C_OK;
         if (problems.empty()) return CS_C_VALIDATION_ERROR;
         const int size = binding::CountOf(problems.size());
-        *errors = ErrorInfoList(problems).Release();
+        *errors = binding::MakeEntries<ErrorInfoStruct>(
+            problems,
+            [](const engine::ErrorInfo& problem) {
+                return new ErrorInfoStruct{problem.key, problem.message};
+            },
+            [](ErrorInfoStruct* entry) { delete entry; });
         *count = size;
         return CS_C_VALIDATION_ERROR;
     });

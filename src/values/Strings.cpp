@@ -80,7 +80,7 @@ ConfigStoreCStatus GetValueStringArrayInternal(void* handle, const char* key, ch
             std::vector<std::string> list;
             const int status = object.GetValue(key, &list);
             return binding::DeliverList(status, list.size(), values, count,
-                                        [&] { return binding::StringArray(list).Release(); });
+                                        [&] { return binding::CopyStrings(list); });
         });
 }
 

@@ -119,12 +119,6 @@ std::string Text(const std::shared_ptr<KivConfigStore::FilterSpecObject>& filter
     return filter ? Label(*filter) : "(none)";
 }
 
-std::string Text(const KivConfigStore::ObjectList& objects) {
-    std::string text;
-    for (const auto& object : objects) text += (text.empty() ? "" : ",") + Text(object);
-    return text;
-}
-
 bool Recording() {
     return TheState().recording;
 }

@@ -20,7 +20,13 @@ std::string Text(const KivConfigStore::SubObjectId& id);          // "key|instan
 std::string Text(const KivConfigStore::USERDATA_CONTEXT& context);
 std::string Text(const std::shared_ptr<KivConfigStore::ConfigStoreObject>& object);
 std::string Text(const std::shared_ptr<KivConfigStore::FilterSpecObject>& filter);
-std::string Text(const KivConfigStore::ObjectList& objects);  // labels joined by ","
+// Labels of the objects of a list, joined by ",".
+template <class Object>
+std::string Text(const std::vector<std::shared_ptr<Object>>& objects) {
+    std::string text;
+    for (const auto& object : objects) text += (text.empty() ? "" : ",") + Text(object);
+    return text;
+}
 template <class T>
 std::string Text(const T& number) {
     std::ostringstream out;

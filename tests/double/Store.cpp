@@ -139,10 +139,7 @@ bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
 }
 
 std::string Export(std::vector<FilterPtr> filters) {
-    std::string labels;
-    for (const auto& filter : filters)
-        labels += (labels.empty() ? "" : ",") + enginedouble::detail::Text(filter);
-    Enter("Export", nullptr, labels);
+    Enter("Export", nullptr, filters);
     return AnswerFor<std::string>("Export", "{}");
 }
 
