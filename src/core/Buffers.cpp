@@ -14,7 +14,8 @@ int CountOf(std::size_t size) {
 char* CopyString(const std::string& text) {
     char* copy = static_cast<char*>(std::calloc(text.size() + 1, 1));
     if (copy == nullptr) throw std::bad_alloc();
-    std::memcpy(copy, text.data(), text.size());
+    // An embedded NUL ends the C string: the bytes after it are not copied.
+    std::memcpy(copy, text.c_str(), std::strlen(text.c_str()));
     return copy;
 }
 

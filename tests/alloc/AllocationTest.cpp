@@ -83,14 +83,15 @@ TEST_F(Allocation, ScalarValuesAllocateNothing) {
 }
 
 TEST_F(Allocation, StringsAreCopiedOnceIntoExactBuffers) {
-    const std::string text(40, 'x');
-    enginedouble::Answer("GetValue(string*)", Read<std::string>{1, text});
-    char* value = nullptr;
-    Count([&] { GetValueStr(object_, "k", &value); });
-    ASSERT_EQ(allocations::Callocs(), 1);
-    EXPECT_EQ(allocations::CallocBytes(0), text.size() + 1);
-    EXPECT_EQ(value, text);
-    std::free(value);
+    for (const std::string& text : {std::string(40, 'x'), std::string(20, 'x') + '\0' + "tail"}) {
+        enginedouble::Answer("GetValue(string*)", Read<std::string>{1, text});
+        char* value = nullptr;
+        Count([&] { GetValueStr(object_, "k", &value); });
+        ASSERT_EQ(allocations::Callocs(), 1);
+        EXPECT_EQ(allocations::CallocBytes(0), text.size() + 1);  // a NUL inside cuts no bytes
+        EXPECT_STREQ(value, text.c_str());
+        std::free(value);
+    }
 
     object_->engineObject->objectId = ConfigStoreObjectId("key", "group", "component", "");
     char* parts[4] = {};

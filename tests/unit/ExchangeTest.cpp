@@ -35,11 +35,14 @@ TEST_F(Exchange, AcceptedOrRecordlessRefusalLeavesTheOutputsAlone) {
 }
 
 TEST_F(Exchange, RefusalWithRecordsHandsOutTheList) {
-    enginedouble::Answer("Import", ImportAnswer{false, {{"fan", "bad speed"}, {"pump", ""}}});
+    enginedouble::Answer("Import", ImportAnswer{false,
+                                                {{"fan", "bad speed"},
+                                                 {std::string("pu\0mp", 5), ""},
+                                                 {"valve", std::string("too\0high", 8)}}});
     ErrorInfoStruct** errors = nullptr;
     int count = 0;
     ASSERT_EQ(Import("{\"fan\":{}}", &errors, &count), CS_C_VALIDATION_ERROR);
-    ASSERT_EQ(count, 2);
+    ASSERT_EQ(count, 3);
     char* text = nullptr;
     ASSERT_EQ(GetErrorInfoKey(errors[0], &text), CS_C_OK);
     EXPECT_EQ(Take(text), "fan");
@@ -49,6 +52,13 @@ TEST_F(Exchange, RefusalWithRecordsHandsOutTheList) {
     EXPECT_EQ(Take(text), "bad speed");
     ASSERT_EQ(GetErrorInfoMessage(errors[1], &text), CS_C_OK);
     EXPECT_EQ(Take(text), "");
+    // Texts with an embedded NUL are cut there, in buffers of the engine text's full length.
+    ASSERT_EQ(GetErrorInfoKey(errors[1], &text), CS_C_OK);
+    EXPECT_EQ(std::string(text, 6), std::string("pu\0\0\0\0", 6));
+    std::free(text);
+    ASSERT_EQ(GetErrorInfoMessage(errors[2], &text), CS_C_OK);
+    EXPECT_EQ(std::string(text, 9), std::string("too\0\0\0\0\0\0", 9));
+    std::free(text);
     EXPECT_EQ(DestroyErrorInfoList(&errors, count), CS_C_OK);
     ExpectLog({});
 }

@@ -30,16 +30,18 @@ TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
     const struct {
         const char* key;  // NULL: refused before the read
         int status;       // -1: the engine raises InvalidTypeException
-        const char* stored;
+        std::string stored;
         int result;
-        const char* delivered;  // NULL: *value set to NULL
+        const char* buffer;  // the whole buffer handed out, its NUL included; NULL: *value NULL
+        size_t size;
     } cases[] = {
-        {"k", 1, "blue", CS_C_OK, "blue"},
-        {"k", 1, "", CS_C_OK, ""},
-        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, "default"},
-        {"k", 0, "", CS_C_NOT_FOUND, nullptr},
-        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, ""},
-        {"k", -1, "", CS_C_INVALID_TYPE, ""},
+        {"k", 1, "blue", CS_C_OK, "blue", 5},
+        {"k", 1, "", CS_C_OK, "", 1},
+        {"k", 1, std::string("ab\0cd", 5), CS_C_OK, "ab\0\0\0", 6},  // cut at the NUL
+        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, "default", 8},
+        {"k", 0, "", CS_C_NOT_FOUND, nullptr, 0},
+        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, "", 1},
+        {"k", -1, "", CS_C_INVALID_TYPE, "", 1},
     };
     for (const auto& c : cases) {
         enginedouble::Reset();
@@ -51,11 +53,11 @@ TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
         char sentinel = 0;
         char* value = &sentinel;
         EXPECT_EQ(GetValueStr(ObjectHandle(), c.key, &value), c.result);
-        if (c.delivered == nullptr) {
+        if (c.buffer == nullptr) {
             EXPECT_EQ(value, nullptr);
         } else {
             ASSERT_NE(value, &sentinel);
-            EXPECT_STREQ(value, c.delivered);
+            EXPECT_EQ(std::string(value, c.size), std::string(c.buffer, c.size));
             std::free(value);
         }
     }
@@ -67,12 +69,12 @@ TEST_F(ValueOutputs, StringListRead) {
     int count = -1;
 
     enginedouble::Answer("GetValue(vector<string>*)",
-                         Read<std::vector<std::string>>{1, {"x", "", "zz"}});
+                         Read<std::vector<std::string>>{1, {"x", "", std::string("ab\0cd", 5)}});
     ASSERT_EQ(GetValueStringArray(ObjectHandle(), "k", &values, &count), CS_C_OK);
     ASSERT_EQ(count, 3);
     EXPECT_STREQ(values[0], "x");
     EXPECT_STREQ(values[1], "");
-    EXPECT_STREQ(values[2], "zz");
+    EXPECT_EQ(std::string(values[2], 6), std::string("ab\0\0\0\0", 6));  // cut at the NUL
     EXPECT_EQ(DestroyStringArrayValue(&values, count), CS_C_OK);
 
     values = sentinel;
