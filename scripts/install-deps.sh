@@ -12,6 +12,9 @@ packages=(
     libbenchmark-dev
     libgtest-dev
     ninja-build
+    rapidjson-dev
+    libsqlite3-dev
+    uuid-dev
     "$@"
 )
 

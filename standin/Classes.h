@@ -1,0 +1,61 @@
+// The classes of data stored for an object identity, and how a write of one class changes the
+// stored documents.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "Json.h"
+
+namespace standin {
+
+// The numbers are stored in the database: never renumber.
+enum class DataClass : int {
+    Configuration = 0,
+    UserData = 1,
+    VitalData = 2,
+    CachedData = 3,
+    Desired = 4,  // the desired user configuration; not part of an object's values
+};
+constexpr int kValueClasses = 4;  // the classes an object's values come from
+
+const char* NameOf(DataClass dataClass);
+
+using KeySet = std::set<std::string, std::less<>>;
+
+// The stored documents of one identity, one per class; absent where nothing is stored.
+using StoredClasses = std::array<std::optional<Json>, kValueClasses + 1>;
+
+// How a write stores an object: which class, and whether it replaces the class's document or
+// merges the changed keys into it.
+struct WriteKind {
+    DataClass target;
+    bool merge;
+};
+
+}  // namespace standin
+
+namespace standin {
+
+struct ObjectValues;
+
+// Adds the stored document of one class to an object being loaded.
+void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document);
+
+// The classes a write changes, to be stored.
+using ChangedClasses = std::array<bool, kValueClasses + 1>;
+
+// Applies a write of `object` to the identity's stored documents: the target class receives
+// the object's keys of that class and every changed key (all of them when replacing, only the
+// changed ones when merging), and the other classes give up the keys it now holds and the keys
+// removed in memory. With `recordDesired` the desired configuration takes the same changes.
+ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
+                          StoredClasses& stored);
+
+// After the write committed: the changed keys now belong to `target`.
+void MarkWritten(ObjectValues& object, DataClass target, long long version);
+
+}  // namespace standin

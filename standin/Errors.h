@@ -1,0 +1,26 @@
+// The engine's one error path: every failure leaves as one of the interface's exception classes,
+// carrying a code of the error-code table and that code's formatted message.
+#pragma once
+
+#include <kivconfigstore/ErrorCodes.h>
+#include <kivconfigstore/Exceptions.h>
+
+#include <string>
+
+namespace standin {
+
+using KivConfigStore::CSErrorCodes;
+
+// The table's message for `code` with its placeholders filled from `arguments` (strings for
+// "%s", one integer for "%d"), then ": detail" when a detail is given.
+std::string Message(CSErrorCodes code, const std::string& detail = {},
+                    const std::string& argument = {}, int number = 0);
+
+// Throws `Exception` (ConfigStoreException or one of its subclasses) for `code`.
+template <class Exception = KivConfigStore::ConfigStoreException>
+[[noreturn]] void Fail(CSErrorCodes code, const std::string& detail = {},
+                       const std::string& argument = {}, int number = 0) {
+    throw Exception(Message(code, detail, argument, number), code);
+}
+
+}  // namespace standin

@@ -1,0 +1,108 @@
+#include "Sql.h"
+
+namespace standin {
+
+namespace {
+[[noreturn]] void RaiseFrom(sqlite3* db, CSErrorCodes code) {
+    Fail(code, std::string(sqlite3_errmsg(db)) + " (SQLite code " +
+                   std::to_string(sqlite3_extended_errcode(db)) + ")");
+}
+}  // namespace
+
+Cursor::Cursor(sqlite3_stmt* statement, CSErrorCodes failure)
+    : statement_(statement), failure_(failure) {}
+
+Cursor::Cursor(Cursor&& other) noexcept : statement_(other.statement_), failure_(other.failure_) {
+    other.statement_ = nullptr;
+}
+
+Cursor::~Cursor() {
+    if (statement_ == nullptr) return;
+    sqlite3_reset(statement_);
+    sqlite3_clear_bindings(statement_);
+}
+
+bool Cursor::Next() {
+    const int result = sqlite3_step(statement_);
+    if (result == SQLITE_ROW) return true;
+    if (result == SQLITE_DONE) return false;
+    RaiseFrom(sqlite3_db_handle(statement_), failure_);
+}
+
+long long Cursor::Integer(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+std::string_view Cursor::Text(int column) const {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    const int size = sqlite3_column_bytes(statement_, column);
+    return text == nullptr ? std::string_view()
+                           : std::string_view(text, static_cast<std::size_t>(size));
+}
+
+bool Cursor::IsNull(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+Database::Database(const std::string& path, bool create) {
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
+                      (create ? SQLITE_OPEN_CREATE : 0);
+    const int result = sqlite3_open_v2(path.c_str(), &db_, flags, nullptr);
+    if (result != SQLITE_OK) {
+        const std::string reason = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(result);
+        sqlite3_close_v2(db_);
+        db_ = nullptr;
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, reason, path);
+    }
+    // SQLite opens a write-protected file read-only without a word; a store must be writable.
+    if (sqlite3_db_readonly(db_, "main") == 1) {
+        sqlite3_close_v2(db_);
+        db_ = nullptr;
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "the file is read-only", path);
+    }
+}
+
+Database::~Database() {
+    for (auto& entry : statements_) sqlite3_finalize(entry.second);
+    sqlite3_close_v2(db_);
+}
+
+void Database::Execute(const std::string& text, CSErrorCodes failure) {
+    if (sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Raise(failure);
+}
+
+void Database::Raise(CSErrorCodes code) const {
+    RaiseFrom(db_, code);
+}
+
+sqlite3_stmt* Database::Prepared(const Sql& sql) {
+    const auto found = statements_.find(&sql);
+    if (found != statements_.end()) return found->second;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(db_, sql.text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+        SQLITE_OK) {
+        Raise(KivConfigStore::ERR_DB_PREPARE_FAILED);
+    }
+    try {
+        statements_.emplace(&sql, statement);
+    } catch (...) {
+        sqlite3_finalize(statement);
+        throw;
+    }
+    return statement;
+}
+
+void Database::Bind(sqlite3_stmt* statement, int index, std::string_view text) {
+    if (sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
+                            SQLITE_UTF8) != SQLITE_OK) {
+        Raise(KivConfigStore::ERR_DB_BIND_FAILED);
+    }
+}
+
+void Database::Bind(sqlite3_stmt* statement, int index, long long number) {
+    if (sqlite3_bind_int64(statement, index, number) != SQLITE_OK) {
+        Raise(KivConfigStore::ERR_DB_BIND_FAILED);
+    }
+}
+
+}  // namespace standin

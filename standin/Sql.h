@@ -1,0 +1,88 @@
+// The engine's one SQL layer: a connection, the statements it keeps prepared for its life, and
+// cursors that bind arguments in order and reset their statement when they go out of scope.
+// Every SQLite failure leaves as a ConfigStoreException with the code its statement names.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "Errors.h"
+
+namespace standin {
+
+// One statement of the engine: its text and the code its failures carry.
+struct Sql {
+    const char* text;
+    CSErrorCodes failure;
+};
+
+class Cursor {
+public:
+    Cursor(sqlite3_stmt* statement, CSErrorCodes failure);
+    Cursor(Cursor&& other) noexcept;
+    Cursor(const Cursor&) = delete;
+    Cursor& operator=(const Cursor&) = delete;
+    ~Cursor();
+
+    // Steps to the next row; false when there is none.
+    bool Next();
+    long long Integer(int column) const;
+    std::string_view Text(int column) const;
+    bool IsNull(int column) const;
+
+private:
+    sqlite3_stmt* statement_;
+    CSErrorCodes failure_;
+};
+
+class Database {
+public:
+    // Opens (or, with `create`, creates) the file; failures raise 1001 naming `path`.
+    Database(const std::string& path, bool create);
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database();
+
+    // Runs SQL text that takes no arguments (pragmas, schema, transaction control).
+    void Execute(const std::string& text, CSErrorCodes failure);
+
+    // Runs `sql` with `arguments` bound to its parameters in order.
+    template <class... Arguments>
+    Cursor Run(const Sql& sql, const Arguments&... arguments) {
+        sqlite3_stmt* statement = Prepared(sql);
+        int index = 0;
+        (Bind(statement, ++index, arguments), ...);
+        return Cursor(statement, sql.failure);
+    }
+
+    // Runs a statement that returns no rows.
+    template <class... Arguments>
+    void Do(const Sql& sql, const Arguments&... arguments) {
+        Run(sql, arguments...).Next();
+    }
+
+    sqlite3* Handle() const { return db_; }
+    // Raises `code` with SQLite's description of the connection's last failure.
+    [[noreturn]] void Raise(CSErrorCodes code) const;
+
+private:
+    sqlite3_stmt* Prepared(const Sql& sql);
+    void Bind(sqlite3_stmt* statement, int index, std::string_view text);
+    void Bind(sqlite3_stmt* statement, int index, long long number);
+    void Bind(sqlite3_stmt* statement, int index, int number) {
+        Bind(statement, index, static_cast<long long>(number));
+    }
+    void Bind(sqlite3_stmt* statement, int index, const std::string& text) {
+        Bind(statement, index, std::string_view(text));
+    }
+
+    sqlite3* db_ = nullptr;
+    // Every statement is a constant of the engine, so its address names it.
+    std::unordered_map<const Sql*, sqlite3_stmt*> statements_;
+};
+
+}  // namespace standin

@@ -1,0 +1,422 @@
+#include "Store.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "ObjectState.h"
+
+namespace standin {
+
+using KivConfigStore::ConfigStoreException;
+using KivConfigStore::EngineState;
+using KivConfigStore::INTERNAL;
+using KivConfigStore::InvalidArgumentException;
+
+namespace {
+
+// Identifies the engine's files ("KCS1") and the layout of their tables.
+constexpr int kApplicationId = 0x4b435331;
+constexpr int kFormat = 1;
+
+// Both databases hold objects in one layout; the runtime one only cached data, and the boot
+// status, which must not outlive a reboot either.
+const char* const kCreateMain =
+    "CREATE TABLE main.objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
+    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
+    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
+    " WITHOUT ROWID;"
+    "CREATE TABLE main.counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
+    "INSERT INTO main.counter VALUES(0, 0);";
+const char* const kCreateRuntime =
+    "CREATE TABLE runtime.objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
+    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
+    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
+    " WITHOUT ROWID;"
+    "CREATE TABLE runtime.boot(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
+    " instance TEXT NOT NULL, PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;";
+
+#define IDENTITY "key = ?1 AND grp = ?2 AND component = ?3 AND instance = ?4"
+const Sql kSelectIdentity{
+    "SELECT class, document, version FROM main.objects WHERE " IDENTITY
+    " UNION ALL SELECT class, document, version FROM runtime.objects WHERE " IDENTITY,
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kStoreMain{"INSERT OR REPLACE INTO main.objects VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+                     KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kStoreRuntime{"INSERT OR REPLACE INTO runtime.objects VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+                        KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
+                      KivConfigStore::ERR_DB_DELETE_FAILED};
+const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,
+                         KivConfigStore::ERR_DB_DELETE_FAILED};
+const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 RETURNING changes",
+                       KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kIsBooting{"SELECT 1 FROM runtime.boot WHERE " IDENTITY,
+                     KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kSetBooting{"INSERT OR IGNORE INTO runtime.boot VALUES(?1, ?2, ?3, ?4)",
+                      KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kClearBooting{"DELETE FROM runtime.boot WHERE " IDENTITY,
+                        KivConfigStore::ERR_DB_DELETE_FAILED};
+#undef IDENTITY
+
+const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
+const Sql kCommit{"COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
+const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED};
+const Sql kSavepoint{"SAVEPOINT write", KivConfigStore::ERR_TRANSACTION_START_FAILED};
+const Sql kRelease{"RELEASE write", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
+
+long long PragmaNumber(Database& db, const std::string& pragma) {
+    sqlite3_stmt* statement = nullptr;
+    long long value = -1;
+    if (sqlite3_prepare_v2(db.Handle(), ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
+            SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW) {
+        value = sqlite3_column_int64(statement, 0);
+    }
+    sqlite3_finalize(statement);
+    return value;
+}
+
+std::string PragmaText(Database& db, const std::string& pragma) {
+    sqlite3_stmt* statement = nullptr;
+    std::string value;
+    if (sqlite3_prepare_v2(db.Handle(), ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
+            SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_text(statement, 0) != nullptr) {
+        value = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    } else if (sqlite3_errcode(db.Handle()) != SQLITE_OK) {
+        value = sqlite3_errmsg(db.Handle());
+    }
+    sqlite3_finalize(statement);
+    return value;
+}
+
+// Checks one database of the store (main or runtime) and creates its tables when it is new.
+// A file that is not a store database, or is damaged, is refused untouched.
+void PrepareDatabase(Database& db, const std::string& schema, const std::string& path,
+                     const char* createTables, bool durable) {
+    const std::string check = PragmaText(db, schema + ".quick_check");
+    if (check != "ok") {
+        Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + check);
+    }
+    const long long pages = PragmaNumber(db, schema + ".page_count");
+    const long long application = PragmaNumber(db, schema + ".application_id");
+    if (pages > 0 && application != kApplicationId) {
+        Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
+             path + ": not a configuration store database");
+    }
+    if (PragmaText(db, schema + ".journal_mode = WAL") != "wal") {
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "cannot use a write-ahead log", path);
+    }
+    db.Execute("PRAGMA " + schema + (durable ? ".synchronous = FULL" : ".synchronous = OFF"),
+               KivConfigStore::ERR_DB_OPEN_FAILED);
+    db.Execute("BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED);
+    try {
+        // Another process may have created the tables since the check above.
+        const long long format = PragmaNumber(db, schema + ".user_version");
+        if (format == 0) {
+            db.Execute(createTables, KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+            db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId) +
+                           "; PRAGMA " + schema + ".user_version = " + std::to_string(kFormat),
+                       KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+        } else if (format != kFormat) {
+            Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
+                 path + ": store format " + std::to_string(format) + " is not " +
+                     std::to_string(kFormat));
+        }
+        db.Execute("COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED);
+    } catch (...) {
+        sqlite3_exec(db.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+}
+
+// Sets up the store's main database and attaches its runtime database.
+void OpenFiles(Database& db, const StoreFiles& files) {
+    sqlite3_busy_timeout(db.Handle(), 5000);
+    PrepareDatabase(db, "main", files.database, kCreateMain, true);
+    sqlite3_stmt* attach = nullptr;
+    sqlite3_prepare_v2(db.Handle(), "ATTACH DATABASE ?1 AS runtime", -1, &attach, nullptr);
+    sqlite3_bind_text(attach, 1, files.runtimeDatabase.c_str(), -1, SQLITE_STATIC);
+    const int attached = attach != nullptr ? sqlite3_step(attach) : SQLITE_ERROR;
+    sqlite3_finalize(attach);
+    if (attached != SQLITE_DONE) {
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, sqlite3_errmsg(db.Handle()),
+             files.runtimeDatabase);
+    }
+    PrepareDatabase(db, "runtime", files.runtimeDatabase, kCreateRuntime, false);
+}
+
+}  // namespace
+
+void CheckIdentity(const ConfigStoreObjectId& id) {
+    const std::pair<const char*, const std::string*> fields[] = {{"key", &id.key},
+                                                                 {"group", &id.group},
+                                                                 {"component", &id.component},
+                                                                 {"instance id", &id.instanceId}};
+    for (const auto& field : fields) {
+        const std::string& text = *field.second;
+        if (text.empty() && field.second != &id.instanceId) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                           std::string("empty ") + field.first);
+        }
+        if (!IsValidUtf8(text.data(), text.size()) || text.find('\0') != std::string::npos) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                           std::string(field.first) + " is not valid text");
+        }
+    }
+}
+
+void NotSupportedYet(const char* operation) {
+    Fail(KivConfigStore::ERR_INTERNAL_ERROR, std::string(operation) + " is not supported yet");
+}
+
+// One write's share of the store: its own transaction, or a savepoint inside the caller's,
+// so that a write that fails leaves nothing behind either way.
+class Store::WriteScope {
+public:
+    explicit WriteScope(Store& store) : store_(store) {
+        store_.db_.Do(store_.inTransaction_ ? kSavepoint : kBegin);
+    }
+    WriteScope(const WriteScope&) = delete;
+    WriteScope& operator=(const WriteScope&) = delete;
+    ~WriteScope() {
+        if (done_) return;
+        sqlite3* db = store_.db_.Handle();
+        if (store_.inTransaction_) {
+            sqlite3_exec(db, "ROLLBACK TO write; RELEASE write", nullptr, nullptr, nullptr);
+        } else {
+            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        }
+    }
+    void Commit() {
+        store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
+        done_ = true;
+    }
+
+private:
+    Store& store_;
+    bool done_ = false;
+};
+
+std::shared_ptr<Store> Store::Shared(const std::string& nameSpace) {
+    static std::mutex registryMutex;
+    // Never destroyed, so that stores released during the process's exit still find it.
+    static auto* registry = new std::unordered_map<std::string, std::weak_ptr<Store>>();
+    const std::lock_guard<std::mutex> lock(registryMutex);
+    auto& entry = (*registry)[nameSpace];
+    std::shared_ptr<Store> store = entry.lock();
+    if (!store) {
+        const StoreFiles files = FilesOf(nameSpace);
+        const bool newMain = !FileExists(files.database);
+        const bool newRuntime = !FileExists(files.runtimeDatabase);
+        try {
+            store = std::make_shared<Store>(files);
+        } catch (...) {
+            // Never leave a half-made file behind; files that were there stay untouched.
+            if (newRuntime) RemoveDatabaseFiles(files.runtimeDatabase);
+            if (newMain) RemoveDatabaseFiles(files.database);
+            throw;
+        }
+        entry = store;
+    }
+    return store;
+}
+
+Store::Store(const StoreFiles& files) : files_(files), db_(files.database, true) {
+    OpenFiles(db_, files_);
+}
+
+Store::~Store() {
+    if (!inTransaction_) return;
+    sqlite3_exec(db_.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    CSLogger::Log(CS_LOG_WARNING, "%s: store released with a transaction open, rolled back",
+                  files_.database.c_str());
+}
+
+StoredClasses Store::LoadStored(const ConfigStoreObjectId& id, long long* version) {
+    StoredClasses stored;
+    auto rows = db_.Run(kSelectIdentity, id.key, id.group, id.component, id.instanceId);
+    while (rows.Next()) {
+        const long long dataClass = rows.Integer(0);
+        if (dataClass < 0 || dataClass > kValueClasses) continue;
+        const std::string_view text = rows.Text(1);
+        Json document;
+        const std::string problem = ParseJson(text.data(), text.size(), document);
+        if (!problem.empty() || !document.IsObject()) {
+            Fail(KivConfigStore::ERR_JSON_INVALID,
+                 "stored " + std::string(NameOf(static_cast<DataClass>(dataClass))) + " of " +
+                     id.component + "/" + id.group + "/" + id.key + " is damaged");
+        }
+        stored[static_cast<std::size_t>(dataClass)].emplace(std::move(document));
+        if (dataClass < static_cast<long long>(DataClass::CachedData)) {
+            *version = std::max(*version, rows.Integer(2));
+        }
+    }
+    return stored;
+}
+
+long long Store::NextVersion() {
+    if (inTransaction_ && transactionVersion_ != 0) return transactionVersion_;
+    auto row = db_.Run(kCountChange);
+    if (!row.Next()) db_.Raise(kCountChange.failure);
+    return row.Integer(0);
+}
+
+std::shared_ptr<ConfigStoreObject> Store::Get(const ConfigStoreObjectId& id) {
+    CheckIdentity(id);
+    auto object = std::make_shared<ConfigStoreObject>(id);
+    ObjectValues& values = EngineState::Of(*object);
+    bool found = false;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    StoredClasses stored = LoadStored(id, &values.version);
+    for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
+        if (!stored[dataClass]) continue;
+        AddLoaded(values, static_cast<DataClass>(dataClass), *stored[dataClass]);
+        found = true;
+    }
+    return found ? object : nullptr;
+}
+
+std::shared_ptr<ConfigStoreObject> Store::GetDesired(const ConfigStoreObjectId& id) {
+    CheckIdentity(id);
+    auto object = std::make_shared<ConfigStoreObject>(id);
+    ObjectValues& values = EngineState::Of(*object);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    StoredClasses stored = LoadStored(id, &values.version);
+    auto& desired = stored[static_cast<int>(DataClass::Desired)];
+    if (!desired) return nullptr;
+    // Written back with Set, the desired configuration becomes the configuration.
+    AddLoaded(values, DataClass::Configuration, *desired);
+    return object;
+}
+
+void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
+    if (object == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
+    }
+    const ConfigStoreObjectId& id = object->objectId;
+    CheckIdentity(id);
+    ObjectValues& values = EngineState::Of(*object);
+    const bool external = context != nullptr && *context != INTERNAL;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    if (external && db_.Run(kIsBooting, id.key, id.group, id.component, id.instanceId).Next()) {
+        Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
+    }
+    long long ignored = 0;
+    StoredClasses stored = LoadStored(id, &ignored);
+    const bool recordDesired =
+        external && (kind.target == DataClass::Configuration || kind.target == DataClass::UserData);
+    const ChangedClasses changed = ApplyWrite(values, kind, recordDesired, stored);
+    bool durable = false;
+    for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
+        durable |= changed[dataClass] && dataClass != static_cast<int>(DataClass::CachedData);
+    }
+    const long long version = durable ? NextVersion() : 0;
+    for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
+        if (!changed[dataClass]) continue;
+        const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
+        db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
+               dataClass, ToText(*stored[dataClass]), cached ? 0 : version);
+    }
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    MarkWritten(values, kind.target, version);
+}
+
+void Store::Set(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
+    Write(object.get(), {DataClass::Configuration, false}, &context);
+}
+void Store::SetUserData(std::shared_ptr<ConfigStoreObject> object,
+                        const USERDATA_CONTEXT& context) {
+    Write(object.get(), {DataClass::UserData, false}, &context);
+}
+void Store::SetVitalData(std::shared_ptr<ConfigStoreObject> object) {
+    Write(object.get(), {DataClass::VitalData, false}, nullptr);
+}
+void Store::SetCachedData(std::shared_ptr<ConfigStoreObject> object) {
+    Write(object.get(), {DataClass::CachedData, false}, nullptr);
+}
+void Store::Update(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
+    Write(object.get(), {DataClass::Configuration, true}, &context);
+}
+
+void Store::Delete(const ConfigStoreObjectId& id) {
+    CheckIdentity(id);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
+    const bool durable = sqlite3_changes(db_.Handle()) > 0;
+    db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+    const long long version = durable ? NextVersion() : 0;
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+}
+
+void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
+    CheckIdentity(id);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    db_.Do(status ? kSetBooting : kClearBooting, id.key, id.group, id.component, id.instanceId);
+    scope.Commit();
+}
+
+void Store::BeginTransaction() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (inTransaction_)
+        Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED, "a transaction is already open");
+    db_.Do(kBegin);
+    inTransaction_ = true;
+    transactionVersion_ = 0;
+}
+
+void Store::CommitTransaction() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!inTransaction_)
+        Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
+    try {
+        db_.Do(kCommit);
+    } catch (...) {
+        // SQLite keeps the transaction open after some failures (the caller may retry or
+        // cancel) and rolls it back after others.
+        inTransaction_ = sqlite3_get_autocommit(db_.Handle()) == 0;
+        throw;
+    }
+    inTransaction_ = false;
+}
+
+void Store::CancelTransaction() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!inTransaction_)
+        Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
+    inTransaction_ = false;
+    if (sqlite3_get_autocommit(db_.Handle()) == 0) db_.Do(kRollback);
+}
+
+// Lists, defaults and filters are the next part of the engine.
+std::shared_ptr<ConfigStoreObject> Store::GetDefaultConfig(const ConfigStoreObjectId&) {
+    NotSupportedYet("GetDefaultConfig");
+}
+ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObject>&) {
+    NotSupportedYet("GetDefaultConfigInstances");
+}
+void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>&) {
+    NotSupportedYet("DeleteInstances");
+}
+ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>&) {
+    NotSupportedYet("GetInstances");
+}
+void Store::SetInstances(ObjectList, const USERDATA_CONTEXT&) {
+    NotSupportedYet("SetInstances");
+}
+void Store::SetUserDataInstances(ObjectList, const USERDATA_CONTEXT&) {
+    NotSupportedYet("SetUserDataInstances");
+}
+void Store::SetCachedDataInstances(ObjectList) {
+    NotSupportedYet("SetCachedDataInstances");
+}
+void Store::SetVitalDataInstances(ObjectList) {
+    NotSupportedYet("SetVitalDataInstances");
+}
+
+}  // namespace standin

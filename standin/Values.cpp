@@ -1,0 +1,304 @@
+#include "Values.h"
+
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+#include "Errors.h"
+
+namespace standin {
+
+using KivConfigStore::InvalidArgumentException;
+using KivConfigStore::InvalidTypeException;
+
+namespace {
+
+constexpr char kBinaryMember[] = "$base64";
+
+bool IsInteger(const JsonValue& v) {
+    return v.IsInt64() || v.IsUint64();
+}
+
+bool IsBinary(const JsonValue& v) {
+    return v.IsObject() && v.MemberCount() == 1 && v.MemberBegin()->name == kBinaryMember &&
+           v.MemberBegin()->value.IsString();
+}
+
+const char* KindOf(const JsonValue& v) {
+    if (v.IsBool()) return "a boolean";
+    if (IsInteger(v)) return "an integer";
+    if (v.IsNumber()) return "a double";
+    if (v.IsString()) return "a string";
+    if (v.IsArray()) return "a list";
+    if (IsBinary(v)) return "a binary value";
+    if (v.IsNull()) return "null";
+    return "an object";
+}
+
+// What each C type accepts of a stored value.
+template <class T>
+struct As;
+template <>
+struct As<int> {
+    static constexpr const char* kName = "int";
+    static bool Fits(const JsonValue& v) { return v.IsInt(); }
+    static int From(const JsonValue& v) { return v.GetInt(); }
+};
+template <>
+struct As<unsigned int> {
+    static constexpr const char* kName = "unsigned int";
+    static bool Fits(const JsonValue& v) { return v.IsUint(); }
+    static unsigned int From(const JsonValue& v) { return v.GetUint(); }
+};
+template <>
+struct As<unsigned short> {
+    static constexpr const char* kName = "unsigned short";
+    static bool Fits(const JsonValue& v) { return v.IsUint() && v.GetUint() <= USHRT_MAX; }
+    static unsigned short From(const JsonValue& v) {
+        return static_cast<unsigned short>(v.GetUint());
+    }
+};
+template <>
+struct As<long long> {
+    static constexpr const char* kName = "long long";
+    static bool Fits(const JsonValue& v) { return v.IsInt64(); }
+    static long long From(const JsonValue& v) { return v.GetInt64(); }
+};
+template <>
+struct As<long> {
+    static constexpr const char* kName = "long";
+    static bool Fits(const JsonValue& v) { return v.IsInt64(); }
+    static long From(const JsonValue& v) { return static_cast<long>(v.GetInt64()); }
+};
+template <>
+struct As<bool> {
+    static constexpr const char* kName = "bool";
+    static bool Fits(const JsonValue& v) { return v.IsBool(); }
+    static bool From(const JsonValue& v) { return v.GetBool(); }
+};
+template <>
+struct As<double> {
+    static constexpr const char* kName = "double";
+    static bool Fits(const JsonValue& v) { return v.IsNumber(); }
+    static double From(const JsonValue& v) { return v.GetDouble(); }
+};
+template <>
+struct As<std::string> {
+    static constexpr const char* kName = "string";
+    static bool Fits(const JsonValue& v) { return v.IsString(); }
+    static std::string From(const JsonValue& v) {
+        return std::string(v.GetString(), v.GetStringLength());
+    }
+};
+
+// `integral`: the wanted type is an integer type, so a stored integer is merely out of range.
+[[noreturn]] void WrongType(const char* key, const JsonValue& v, const char* wanted,
+                            bool integral = false) {
+    const bool outOfRange = integral && IsInteger(v);
+    Fail<InvalidTypeException>(KivConfigStore::ERR_INVALID_TYPE, {},
+                               std::string("'") + key + "' holds " + KindOf(v) +
+                                   (outOfRange ? " out of range of " : ", not ") + wanted);
+}
+
+template <class T>
+constexpr bool kIntegral = std::is_integral<T>::value && !std::is_same<T, bool>::value;
+
+template <class T>
+void ReadInto(const char* key, const JsonValue& v, T* out) {
+    if (!As<T>::Fits(v)) WrongType(key, v, As<T>::kName, kIntegral<T>);
+    *out = As<T>::From(v);
+}
+
+template <class T>
+void ReadInto(const char* key, const JsonValue& v, std::vector<T>* out) {
+    const std::string wanted = std::string("a list of ") + As<T>::kName;
+    if (!v.IsArray()) WrongType(key, v, wanted.c_str());
+    std::vector<T> list;
+    list.reserve(v.Size());
+    for (const auto& element : v.GetArray()) {
+        if (!As<T>::Fits(element)) WrongType(key, element, wanted.c_str(), kIntegral<T>);
+        list.push_back(As<T>::From(element));
+    }
+    *out = std::move(list);
+}
+
+// Elements that a list of `first`'s type accepts: its own type; integers in a list of doubles.
+bool SameListType(const JsonValue& first, const JsonValue& element) {
+    if (first.IsBool() || first.IsString()) return first.GetType() == element.GetType();
+    if (IsInteger(first)) return IsInteger(element);
+    if (first.IsNumber()) return element.IsNumber();
+    return false;
+}
+
+JsonValue ElementOf(const char*, int v) {
+    return JsonValue(v);
+}
+JsonValue ElementOf(const char*, long long v) {
+    return JsonValue(static_cast<int64_t>(v));
+}
+JsonValue ElementOf(const char* key, double v) {
+    return NumberValue(key, v);
+}
+JsonValue ElementOf(const char*, bool v) {
+    return JsonValue(v);
+}
+JsonValue ElementOf(const char* key, const std::string& v) {
+    return TextValue(key, v.data(), v.size());
+}
+
+}  // namespace
+
+JsonValue NumberValue(const char* key, double value) {
+    if (!std::isfinite(value)) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "not a finite number",
+                                       key != nullptr ? key : "");
+    }
+    return JsonValue(value);
+}
+
+JsonValue TextValue(const char* key, const char* text, std::size_t length) {
+    if (text == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "no text",
+                                       key != nullptr ? key : "");
+    }
+    CheckText(key != nullptr ? key : "", text, length);
+    JsonAllocator allocator;
+    return JsonValue(text, static_cast<rapidjson::SizeType>(length), allocator);
+}
+
+void CheckValueKey(const char* key) {
+    if (key == nullptr || *key == '\0') {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "empty value key");
+    }
+    if (KivConfigStore::kReservedNames.count(key) != 0) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                       std::string("'") + key + "' is a reserved name");
+    }
+    CheckText(key, key, std::strlen(key));
+}
+
+void CheckText(const char* key, const char* text, std::size_t length) {
+    if (!IsValidUtf8(text, length)) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "not valid UTF-8",
+                                       IsValidUtf8(key, std::strlen(key)) ? key : "(a key)");
+    }
+}
+
+DataClass ObjectValues::ClassOf(const char* key) const {
+    const auto other = otherClasses.find(key);
+    return other == otherClasses.end() ? loadedClass : other->second;
+}
+
+const JsonValue* ObjectValues::Find(const char* key) const {
+    if (key == nullptr) return nullptr;
+    const auto member = values.FindMember(key);
+    return member == values.MemberEnd() ? nullptr : &member->value;
+}
+
+template <class T>
+int ObjectValues::Read(const char* key, T* out) const {
+    const JsonValue* value = Find(key);
+    if (value == nullptr) return 0;
+    ReadInto(key, *value, out);
+    return 1;
+}
+
+template int ObjectValues::Read(const char*, int*) const;
+template int ObjectValues::Read(const char*, unsigned int*) const;
+template int ObjectValues::Read(const char*, unsigned short*) const;
+template int ObjectValues::Read(const char*, long*) const;
+template int ObjectValues::Read(const char*, long long*) const;
+template int ObjectValues::Read(const char*, bool*) const;
+template int ObjectValues::Read(const char*, double*) const;
+template int ObjectValues::Read(const char*, std::string*) const;
+template int ObjectValues::Read(const char*, std::vector<int>*) const;
+template int ObjectValues::Read(const char*, std::vector<long long>*) const;
+template int ObjectValues::Read(const char*, std::vector<double>*) const;
+template int ObjectValues::Read(const char*, std::vector<bool>*) const;
+template int ObjectValues::Read(const char*, std::vector<std::string>*) const;
+
+int ObjectValues::ReadBinary(const char* key, unsigned char** data, unsigned long* size) const {
+    const JsonValue* value = Find(key);
+    if (value == nullptr) return 0;
+    if (!IsBinary(*value)) WrongType(key, *value, "a binary value");
+    const JsonValue& text = value->MemberBegin()->value;
+    std::string bytes;
+    if (!DecodeBase64(text.GetString(), text.GetStringLength(), bytes)) {
+        Fail<InvalidTypeException>(KivConfigStore::ERR_ENCODE_DECODE_FAILED, "not base64", key);
+    }
+    auto* buffer = static_cast<unsigned char*>(std::malloc(bytes.empty() ? 1 : bytes.size()));
+    if (buffer == nullptr) throw std::bad_alloc();
+    std::memcpy(buffer, bytes.data(), bytes.size());
+    *data = buffer;
+    *size = bytes.size();
+    return 1;
+}
+
+void ObjectValues::Write(const char* key, JsonValue value) {
+    CheckValueKey(key);
+    JsonAllocator allocator;
+    const auto member = values.FindMember(key);
+    if (member != values.MemberEnd()) {
+        member->value = std::move(value);
+    } else {
+        values.AddMember(JsonValue(key, allocator), value, allocator);
+    }
+    if (changed.find(key) == changed.end()) changed.emplace(key);
+}
+
+template <class T>
+void ObjectValues::Append(const char* key, T element) {
+    CheckValueKey(key);
+    JsonValue added = ElementOf(key, element);
+    const auto member = values.FindMember(key);
+    if (member == values.MemberEnd()) {
+        JsonAllocator allocator;
+        JsonValue list(rapidjson::kArrayType);
+        list.PushBack(added, allocator);
+        Write(key, std::move(list));
+        return;
+    }
+    JsonValue& list = member->value;
+    if (!list.IsArray()) WrongType(key, list, "a list");
+    if (!list.Empty() && !SameListType(list[0], added)) {
+        Fail<InvalidTypeException>(KivConfigStore::ERR_INVALID_TYPE, {},
+                                   std::string("'") + key + "' is a list of " + KindOf(list[0]) +
+                                       " values, not of " + KindOf(added) + " values");
+    }
+    JsonAllocator allocator;
+    list.PushBack(added, allocator);
+    if (changed.find(key) == changed.end()) changed.emplace(key);
+}
+
+template void ObjectValues::Append(const char*, int);
+template void ObjectValues::Append(const char*, long long);
+template void ObjectValues::Append(const char*, double);
+template void ObjectValues::Append(const char*, bool);
+template void ObjectValues::Append<const std::string&>(const char*, const std::string&);
+
+void ObjectValues::WriteBinary(const char* key, const unsigned char* data, unsigned long size) {
+    CheckValueKey(key);
+    if (data == nullptr && size > 0) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "no data", key);
+    }
+    const std::string text = EncodeBase64(data, size);
+    JsonAllocator allocator;
+    JsonValue binary(rapidjson::kObjectType);
+    binary.AddMember(
+        JsonValue(kBinaryMember, allocator),
+        JsonValue(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator),
+        allocator);
+    Write(key, std::move(binary));
+}
+
+void ObjectValues::Remove(const char* key) {
+    if (key == nullptr || *key == '\0') return;
+    const auto member = values.FindMember(key);
+    if (member != values.MemberEnd()) values.EraseMember(member);  // keeps the others' order
+    if (changed.find(key) == changed.end()) changed.emplace(key);
+}
+
+}  // namespace standin
