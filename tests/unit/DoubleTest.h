@@ -1,17 +1,65 @@
-// Every unit test starts from a freshly reset engine double.
+// Fixtures on the engine double: every test starts from a freshly reset double.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "EngineDouble.h"
+#include "core/Handles.h"
 
 struct ExpectedLine {
     std::string format;
     std::vector<std::string> args;
 };
+
+// What a family of operations answers for ConfigStoreException, ValidationException,
+// InvalidArgumentException, InvalidTypeException and any other exception, in that order
+// (1 store error, 2 invalid argument, 3 validation error, 4 invalid type, 5 internal error).
+using Results = std::array<int, 5>;
+constexpr Results kValueReads{5, 5, 5, 4, 5};
+constexpr Results kValueWrites{5, 5, 2, 5, 5};
+constexpr Results kValueAppends{5, 5, 2, 4, 5};
+constexpr Results kStoreFailures{1, 1, 1, 1, 5};
+constexpr Results kObjectWrites{1, 3, 1, 1, 5};
+constexpr Results kArgumentOrStore{1, 1, 2, 1, 5};
+constexpr Results kInstanceWrites{1, 3, 2, 1, 5};
+constexpr Results kUntranslated{5, 5, 5, 5, 5};
+
+// One engine exception of each kind in the order of Results, and its what() text.
+inline std::vector<std::pair<std::exception_ptr, std::string>> EngineErrors() {
+    using namespace KivConfigStore;
+    return {{std::make_exception_ptr(ConfigStoreException("store")), "store"},
+            {std::make_exception_ptr(ValidationException("validation")), "validation"},
+            {std::make_exception_ptr(InvalidArgumentException("argument")), "argument"},
+            {std::make_exception_ptr(InvalidTypeException("type")), "type"},
+            {std::make_exception_ptr(std::runtime_error("runtime")), "runtime"}};
+}
+
+// The buffer a caller receives for an engine string: the text up to its first NUL, zero-filled to
+// the engine string's length + 1.
+inline std::string Delivered(const std::string& engineText) {
+    std::string buffer(engineText.size() + 1, '\0');
+    return buffer.replace(0, std::strlen(engineText.c_str()), engineText.c_str());
+}
+
+// Releases what a read handed out: nothing for a scalar, free() for a buffer, and
+// DestroyStringArrayValue for a string list.
+template <class T>
+void Release(T&, int) {}
+template <class T>
+void Release(T*& buffer, int) {
+    std::free(buffer);
+}
+inline void Release(char**& list, int count) {
+    DestroyStringArrayValue(&list, count);
+}
 
 class DoubleTest : public ::testing::Test {
 protected:
@@ -20,7 +68,9 @@ protected:
     // The log holds exactly these lines, all at priority 0.
     static void ExpectLog(const std::vector<ExpectedLine>& expected) {
         const auto& lines = enginedouble::LogLines();
-        ASSERT_EQ(lines.size(), expected.size()) << LogText();
+        std::string text;
+        for (const auto& line : lines) text += line.Text() + "\n";
+        ASSERT_EQ(lines.size(), expected.size()) << text;
         for (size_t i = 0; i < lines.size(); ++i) {
             EXPECT_EQ(lines[i].priority, 0);
             EXPECT_EQ(lines[i].format, expected[i].format);
@@ -28,9 +78,61 @@ protected:
         }
     }
 
-    static std::string LogText() {
-        std::string text;
-        for (const auto& line : enginedouble::LogLines()) text += line.Text() + "\n";
-        return text;
+    // `operation` raises each kind of engine exception in turn: `call` answers what `results`
+    // lists and logs the exception once, tagged `tag`.
+    static void ExpectTranslations(const char* operation, const std::string& tag,
+                                   const std::function<int()>& call, const Results& results) {
+        const auto errors = EngineErrors();
+        for (size_t i = 0; i < errors.size(); ++i) {
+            enginedouble::Reset();
+            enginedouble::Throw(operation, errors[i].first);
+            EXPECT_EQ(call(), results[i]) << tag << ": " << errors[i].second;
+            ExpectLog({{"%s: %s", {tag, errors[i].second}}});
+        }
     }
+};
+
+// An opened store, an object handle and a filter spec handle, released by the fixture, which then
+// expects no engine object or store to be alive.
+class HandleTest : public DoubleTest {
+protected:
+    void SetUp() override {
+        DoubleTest::SetUp();
+        ASSERT_EQ(GetStore(nullptr, &store_), CS_C_OK);
+        object_ = Object("object");
+        ASSERT_EQ(CreateFilterSpecObject("filter", "g", "c", nullptr, &filter_), CS_C_OK);
+        enginedouble::Reset();
+    }
+    void TearDown() override {
+        for (ConfigStoreObjectStruct* object : objects_) {
+            if (object != nullptr) {
+                EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
+            }
+        }
+        EXPECT_EQ(DestroyFilterSpecObject(filter_), CS_C_OK);
+        DestroyStore(store_);
+        enginedouble::Reset();  // scripted answers hold references too
+        EXPECT_EQ(enginedouble::LiveObjects(), 0) << "an engine reference was left behind";
+        EXPECT_EQ(enginedouble::LiveStores(), 0);
+    }
+
+    // Another top-level object handle, released by the fixture.
+    ConfigStoreObjectStruct* Object(const std::string& key) {
+        objects_.push_back(NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject(key), true));
+        return objects_.back();
+    }
+    // The engine object behind the fixture's object or filter spec handle.
+    const void* EngineObjectOf(const void* handle) const {
+        if (handle == filter_) return filter_->engineObject.get();
+        return object_->engineObject.get();
+    }
+    // The fixture's object handle is no longer its to release.
+    void ReleasedObject() { objects_.front() = nullptr; }
+
+    ConfigStoreStruct* store_ = nullptr;
+    ConfigStoreObjectStruct* object_ = nullptr;
+    FilterSpecObjectStruct* filter_ = nullptr;
+
+private:
+    std::vector<ConfigStoreObjectStruct*> objects_;
 };

@@ -1,25 +1,10 @@
 // Fetching and creating objects and filter specs, and the text read from them.
-#include <cstdlib>
-#include <stdexcept>
-
 #include "DoubleTest.h"
-#include "core/Handles.h"
 
 namespace {
 
 using namespace KivConfigStore;
 using ObjectPtr = std::shared_ptr<ConfigStoreObject>;
-
-class Objects : public DoubleTest {
-protected:
-    void SetUp() override {
-        DoubleTest::SetUp();
-        ASSERT_EQ(GetStore(nullptr, &store_), CS_C_OK);
-        enginedouble::Reset();
-    }
-    void TearDown() override { DestroyStore(store_); }
-    ConfigStoreStruct* store_ = nullptr;
-};
 
 // The three fetches differ only in how the engine is reached.
 struct Fetch {
@@ -42,7 +27,7 @@ void PrintTo(const Fetch& fetch, std::ostream* out) {
     *out << fetch.name;
 }
 
-class Fetches : public Objects, public ::testing::WithParamInterface<Fetch> {};
+class Fetches : public HandleTest, public ::testing::WithParamInterface<Fetch> {};
 
 TEST_P(Fetches, CheckStoreKeyComponentGroupInThatOrder) {
     const Fetch& fetch = GetParam();
@@ -63,68 +48,53 @@ TEST_P(Fetches, CheckStoreKeyComponentGroupInThatOrder) {
     EXPECT_TRUE(enginedouble::Calls().empty());
 }
 
-TEST_P(Fetches, BuildTheIdentityKeyGroupComponent) {
-    const Fetch& fetch = GetParam();
-    ConfigStoreObjectStruct* object = nullptr;
-    fetch.call(store_, "k", "g", "c", nullptr, &object);
-    fetch.call(store_, "k", "g", "c", "", &object);
-    fetch.call(store_, "k", "g", "c", "i7", &object);
-    const auto calls = enginedouble::CallsTo(fetch.operation);
-    ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[0].args[0], "k|g|c|");
-    EXPECT_EQ(calls[1].args[0], "k|g|c|");
-    EXPECT_EQ(calls[2].args[0], "k|g|c|i7");
-}
-
 TEST_P(Fetches, WrapWhatTheEngineFindsOrAnswerNotFound) {
     const Fetch& fetch = GetParam();
     ConfigStoreObjectStruct sentinel;
     ConfigStoreObjectStruct* object = &sentinel;
-    EXPECT_EQ(fetch.call(store_, "k", "g", "c", nullptr, &object), CS_C_NOT_FOUND);
+    EXPECT_EQ(fetch.call(store_, "", "", "", nullptr, &object), CS_C_NOT_FOUND);
     EXPECT_EQ(object, nullptr);
 
     const ObjectPtr found = enginedouble::MakeObject("k");
     enginedouble::Answer(fetch.operation, found);
     ConfigStoreObjectStruct* first = nullptr;
     ConfigStoreObjectStruct* second = nullptr;
-    ASSERT_EQ(fetch.call(store_, "k", "g", "c", nullptr, &first), CS_C_OK);
-    ASSERT_EQ(fetch.call(store_, "k", "g", "c", nullptr, &second), CS_C_OK);
+    ASSERT_EQ(fetch.call(store_, "k", "g", "c", "", &first), CS_C_OK);
+    ASSERT_EQ(fetch.call(store_, "k", "g", "c", "i7", &second), CS_C_OK);
     EXPECT_NE(first, second);
     EXPECT_EQ(first->engineObject, found);
     EXPECT_TRUE(first->isTopLevel);
     EXPECT_EQ(DestroyConfigStoreObject(first), CS_C_OK);
     EXPECT_EQ(second->engineObject, found);  // the other handle lives on
     EXPECT_EQ(DestroyConfigStoreObject(second), CS_C_OK);
+    const auto calls = enginedouble::CallsTo(fetch.operation);
+    ASSERT_EQ(calls.size(), 3u);
+    EXPECT_EQ(calls[0].args[0], "|||");  // empty identity strings are accepted
+    EXPECT_EQ(calls[1].args[0], "k|g|c|");
+    EXPECT_EQ(calls[2].args[0], "k|g|c|i7");
     ExpectLog({});
 }
 
 TEST_P(Fetches, TranslateEngineFailuresUnderTheirOwnName) {
     const Fetch& fetch = GetParam();
-    const struct {
-        std::exception_ptr error;
-        const char* text;
-        int result;
-    } failures[] = {
-        {std::make_exception_ptr(ConfigStoreException("no database")), "no database", 1},
-        {std::make_exception_ptr(ValidationException("bad")), "bad", 1},
-        {std::make_exception_ptr(InvalidArgumentException("odd key")), "odd key", 1},
-        {std::make_exception_ptr(std::out_of_range("range")), "range", 5},
-    };
-    for (const auto& failure : failures) {
-        enginedouble::Reset();
-        enginedouble::Throw(fetch.operation, failure.error);
-        ConfigStoreObjectStruct sentinel;
-        ConfigStoreObjectStruct* object = &sentinel;
-        EXPECT_EQ(fetch.call(store_, "k", "g", "c", nullptr, &object), failure.result);
-        EXPECT_EQ(object, &sentinel);
-        ExpectLog({{"%s: %s", {fetch.name, failure.text}}});
-    }
+    ExpectTranslations(
+        fetch.operation, fetch.name,
+        [&] {
+            ConfigStoreObjectStruct sentinel;
+            ConfigStoreObjectStruct* object = &sentinel;
+            const int result = fetch.call(store_, "k", "g", "c", nullptr, &object);
+            EXPECT_EQ(object, &sentinel);
+            return result;
+        },
+        kStoreFailures);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Fetches, ::testing::ValuesIn(kFetches),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(Objects, CreateObjectChecksTheIdentityBeforeTheValue) {
+using Objects = HandleTest;
+
+TEST_F(Objects, CreateObjectChecksTheIdentityThenTheValueThenPassesBoth) {
     ConfigStoreObjectStruct* object = nullptr;
     EXPECT_EQ(CreateObject(nullptr, "g", "c", nullptr, nullptr, &object), 2);
     EXPECT_EQ(CreateObject("k", "g", "c", nullptr, nullptr, &object), 2);
@@ -132,35 +102,23 @@ TEST_F(Objects, CreateObjectChecksTheIdentityBeforeTheValue) {
                {"%s: argument 'value' not provided", {"CreateObject"}}});
     EXPECT_TRUE(enginedouble::Calls().empty());
     EXPECT_EQ(object, nullptr);
-}
 
-TEST_F(Objects, CreateObjectPassesIdentityAndDocument) {
-    ConfigStoreObjectStruct* object = nullptr;
     ASSERT_EQ(CreateObject("k", "g", "c", "i1", "{\"a\":1}", &object), CS_C_OK);
     EXPECT_EQ(enginedouble::Calls().at(0).args,
               (std::vector<std::string>{"k|g|c|i1", "{\"a\":1}"}));
     EXPECT_TRUE(object->isTopLevel);
     EXPECT_EQ(object->engineObject->objectId.instanceId, "i1");
     EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
-}
 
-TEST_F(Objects, CreateObjectTranslatesArgumentAndStoreFailures) {
-    const struct {
-        std::exception_ptr error;
-        int result;
-    } failures[] = {
-        {std::make_exception_ptr(InvalidArgumentException("refused")), CS_C_INVALID_ARGUMENT},
-        {std::make_exception_ptr(ValidationException("refused")), CS_C_STORE_ERROR},
-        {std::make_exception_ptr(std::runtime_error("refused")), CS_C_INTERNAL_ERROR},
-    };
-    for (const auto& failure : failures) {
-        enginedouble::Reset();
-        enginedouble::Throw("CreateObject", failure.error);
-        ConfigStoreObjectStruct* object = nullptr;
-        EXPECT_EQ(CreateObject("k", "g", "c", nullptr, "{}", &object), failure.result);
-        EXPECT_EQ(object, nullptr);
-        ExpectLog({{"%s: %s", {"CreateObject", "refused"}}});
-    }
+    ExpectTranslations(
+        "CreateObject", "CreateObject",
+        [] {
+            ConfigStoreObjectStruct* refused = nullptr;
+            const int result = CreateObject("k", "g", "c", nullptr, "{}", &refused);
+            EXPECT_EQ(refused, nullptr);
+            return result;
+        },
+        kArgumentOrStore);
 }
 
 TEST_F(Objects, FilterSpecIsMadeWithoutTheStore) {
@@ -175,84 +133,74 @@ TEST_F(Objects, FilterSpecIsMadeWithoutTheStore) {
     EXPECT_TRUE(filter->isTopLevel);
     EXPECT_EQ(filter->engineObject.use_count(), 1);
     EXPECT_EQ(DestroyFilterSpecObject(filter), CS_C_OK);
-    EXPECT_EQ(enginedouble::LiveObjects(), 0);
 }
 
 TEST_F(Objects, IdentityComesOutKeyComponentGroupInstance) {
-    ConfigStoreObjectStruct* object = nullptr;
-    ASSERT_EQ(CreateObject("k", "g", "c", nullptr, "{}", &object), CS_C_OK);
-    char* key = nullptr;
-    char* component = nullptr;
-    char* group = nullptr;
-    char* instanceId = nullptr;
-    ASSERT_EQ(GetConfigStoreObjectId(object, &key, &component, &group, &instanceId), CS_C_OK);
-    EXPECT_STREQ(key, "k");
-    EXPECT_STREQ(component, "c");
-    EXPECT_STREQ(group, "g");
-    EXPECT_EQ(instanceId, nullptr);  // no instance id: left as it was
-    for (char* text : {key, component, group}) std::free(text);
+    char* parts[4] = {};
+    ASSERT_EQ(GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2], &parts[3]), CS_C_OK);
+    EXPECT_STREQ(parts[0], "object");
+    EXPECT_STREQ(parts[1], "component");
+    EXPECT_STREQ(parts[2], "group");
+    EXPECT_EQ(parts[3], nullptr);  // no instance id: left as it was
+    for (char* part : parts) std::free(part);
 
-    object->engineObject->objectId.instanceId = "i9";
-    ASSERT_EQ(GetConfigStoreObjectId(object, &key, &component, &group, &instanceId), CS_C_OK);
-    EXPECT_STREQ(instanceId, "i9");
-    for (char* text : {key, component, group, instanceId}) std::free(text);
-    DestroyConfigStoreObject(object);
+    object_->engineObject->objectId.instanceId = std::string("i\0x", 3);
+    ASSERT_EQ(GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2], &parts[3]), CS_C_OK);
+    EXPECT_EQ(std::string(parts[3], 4), Delivered(std::string("i\0x", 3)));
+    for (char* part : parts) std::free(part);
 }
 
-TEST_F(Objects, MissingObjectForIdentityAndVersion) {
+// The texts handed out as new strings, with the families their engine failures go through.
+struct TextFunction {
+    const char* name;
+    int (*call)(ConfigStoreObjectStruct* object, char** text);
+    Results results;
+};
+
+const TextFunction kTexts[] = {
+    {"GetVersion", GetVersion, kUntranslated},
+    {"GetSchemaVersion",
+     [](ConfigStoreObjectStruct*, char** text) { return GetSchemaVersion("k", "g", "c", text); },
+     kStoreFailures},
+    {"GenerateInstanceId",
+     [](ConfigStoreObjectStruct*, char** text) { return GenerateInstanceId(text); }, kUntranslated},
+};
+
+TEST_F(Objects, TextsAreCopiesOfTheEnginesAnswer) {
+    for (const TextFunction& function : kTexts) {
+        enginedouble::Reset();
+        enginedouble::Answer(function.name, std::string("2.1"));
+        char* text = nullptr;
+        ASSERT_EQ(function.call(object_, &text), CS_C_OK);
+        EXPECT_STREQ(text, "2.1");
+        std::free(text);
+        ExpectTranslations(
+            function.name, function.name,
+            [&] {
+                char* untouched = nullptr;
+                const int result = function.call(object_, &untouched);
+                EXPECT_EQ(untouched, nullptr);
+                return result;
+            },
+            function.results);
+    }
+    enginedouble::Reset();
+    char* text = nullptr;
+    ASSERT_EQ(GetSchemaVersion("k", "g", "c", &text), CS_C_OK);
+    EXPECT_EQ(enginedouble::CallsTo("GetSchemaVersion").at(0).args[0], "k|g|c|");
+    std::free(text);
+}
+
+TEST_F(Objects, TextsRefuseMissingArguments) {
     char* text = nullptr;
     EXPECT_EQ(GetConfigStoreObjectId(nullptr, &text, &text, &text, &text), CS_C_VALIDATION_ERROR);
     EXPECT_EQ(GetVersion(nullptr, &text), CS_C_INVALID_ARGUMENT);
+    EXPECT_EQ(GetSchemaVersion("k", nullptr, nullptr, &text), CS_C_INVALID_ARGUMENT);
     ExpectLog({{"%s: ConfigStoreCPtr not provided", {"GetConfigStoreObjectId"}},
-               {"%s: obj not provided", {"GetVersion"}}});
+               {"%s: obj not provided", {"GetVersion"}},
+               {"%s: argument 'component' not provided", {"GetSchemaVersion"}}});
     EXPECT_EQ(text, nullptr);
-}
-
-TEST_F(Objects, VersionTexts) {
-    ConfigStoreObjectStruct* object = nullptr;
-    ASSERT_EQ(CreateObject("k", "g", "c", nullptr, "{}", &object), CS_C_OK);
-    enginedouble::Answer("GetVersion", std::string("2.1"));
-    enginedouble::Answer("GetSchemaVersion", std::string("7"));
-    enginedouble::Answer("GenerateInstanceId", std::string("0b7c"));
-    char* version = nullptr;
-    char* schema = nullptr;
-    char* instanceId = nullptr;
-    ASSERT_EQ(GetVersion(object, &version), CS_C_OK);
-    ASSERT_EQ(GetSchemaVersion("k", "g", "c", &schema), CS_C_OK);
-    ASSERT_EQ(GenerateInstanceId(&instanceId), CS_C_OK);
-    EXPECT_STREQ(version, "2.1");
-    EXPECT_STREQ(schema, "7");
-    EXPECT_STREQ(instanceId, "0b7c");
-    EXPECT_EQ(enginedouble::CallsTo("GetSchemaVersion").at(0).args[0], "k|g|c|");
-    for (char* text : {version, schema, instanceId}) std::free(text);
-    DestroyConfigStoreObject(object);
-}
-
-TEST_F(Objects, SchemaVersionFailuresLeaveTheOutputAlone) {
-    char* version = nullptr;
-    EXPECT_EQ(GetSchemaVersion("k", nullptr, nullptr, &version), 2);
-    enginedouble::Throw("GetSchemaVersion", ConfigStoreException("no schema"));
-    EXPECT_EQ(GetSchemaVersion("k", "g", "c", &version), CS_C_STORE_ERROR);
-    enginedouble::Throw("GetSchemaVersion", std::runtime_error("broken"));
-    EXPECT_EQ(GetSchemaVersion("k", "g", "c", &version), CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(version, nullptr);
-    ExpectLog({{"%s: argument 'component' not provided", {"GetSchemaVersion"}},
-               {"%s: %s", {"GetSchemaVersion", "no schema"}},
-               {"%s: %s", {"GetSchemaVersion", "broken"}}});
-}
-
-TEST_F(Objects, UntranslatedEngineFailuresAreCaughtToo) {
-    ConfigStoreObjectStruct* object = nullptr;
-    ASSERT_EQ(CreateObject("k", "g", "c", nullptr, "{}", &object), CS_C_OK);
-    enginedouble::Throw("GetVersion", ConfigStoreException("no version"));
-    enginedouble::Throw("GenerateInstanceId", std::runtime_error("no entropy"));
-    char* text = nullptr;
-    EXPECT_EQ(GetVersion(object, &text), CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(GenerateInstanceId(&text), CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(text, nullptr);
-    ExpectLog({{"%s: %s", {"GetVersion", "no version"}},
-               {"%s: %s", {"GenerateInstanceId", "no entropy"}}});
-    DestroyConfigStoreObject(object);
+    EXPECT_TRUE(enginedouble::Calls().empty());
 }
 
 }  // namespace

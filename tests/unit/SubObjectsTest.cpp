@@ -1,9 +1,5 @@
 // Sub-objects: the parent's cache of child handles decides when the engine is asked.
-#include <cstdlib>
-#include <stdexcept>
-
 #include "DoubleTest.h"
-#include "core/Handles.h"
 
 namespace {
 
@@ -11,94 +7,93 @@ using namespace KivConfigStore;
 using enginedouble::CallsTo;
 using enginedouble::MakeObject;
 
-class SubObjects : public DoubleTest {
+class SubObjects : public HandleTest {
 protected:
     void SetUp() override {
-        DoubleTest::SetUp();
-        parent_ = NewHandle<ConfigStoreObjectStruct>(MakeObject("parent"), true);
-        ASSERT_EQ(CreateFilterSpecObject("fan", "", "", nullptr, &filter_), CS_C_OK);
+        HandleTest::SetUp();
+        ASSERT_EQ(CreateFilterSpecObject("fan", "", "", nullptr, &fans_), CS_C_OK);
     }
     void TearDown() override {
-        if (parent_ != nullptr) {
-            EXPECT_EQ(DestroyConfigStoreObject(parent_), CS_C_OK);
-        }
-        DestroyFilterSpecObject(filter_);
-        enginedouble::Reset();  // scripted answers hold references too
-        EXPECT_EQ(enginedouble::LiveObjects(), 0) << "an engine reference was left behind";
+        DestroyFilterSpecObject(fans_);
+        HandleTest::TearDown();
     }
 
     // The engine holds these instances of "fan".
-    void EngineHasFans(const std::vector<std::string>& instanceIds) {
+    static void EngineHasFans(const std::vector<std::string>& instanceIds) {
         ObjectList fans;
         for (const auto& id : instanceIds) fans.push_back(MakeObject("fan", id));
         enginedouble::Answer("GetSubObjectInstances", fans);
     }
     std::vector<std::string> CachedFans() const {
         std::vector<std::string> ids;
-        for (const auto* child : parent_->children.at("fan")) {
+        for (const auto* child : object_->children.at("fan")) {
             ids.push_back(child->engineObject->objectId.instanceId);
         }
         return ids;
     }
     static size_t Loads() { return CallsTo("GetSubObjectInstances").size(); }
 
-    ConfigStoreObjectStruct* parent_ = nullptr;
-    FilterSpecObjectStruct* filter_ = nullptr;
+    FilterSpecObjectStruct* fans_ = nullptr;  // selects sub-objects with the key "fan"
 };
 
-TEST_F(SubObjects, RefuseMissingArgumentsUnderTheirOwnNames) {
+TEST_F(SubObjects, SubObjectAndFilterFunctionsRefuseMissingArgumentsUnderTheirOwnNames) {
     ConfigStoreObjectStruct sentinel;
     ConfigStoreObjectStruct* sub = &sentinel;
+    FilterSpecObjectStruct filterSentinel;
+    FilterSpecObjectStruct* subFilter = &filterSentinel;
     ConfigStoreObjectStruct** list = nullptr;
     int count = -1;
     EXPECT_EQ(CreateSubObject(nullptr, "k", nullptr, &sub), 2);
-    EXPECT_EQ(GetSubObject(parent_, nullptr, nullptr, &sub), 2);
-    EXPECT_EQ(DeleteSubObject(parent_, nullptr, nullptr), 2);
-    EXPECT_EQ(GetSubObjectInstances(nullptr, filter_, &list, &count), 2);
-    EXPECT_EQ(DeleteSubObjectInstances(parent_, nullptr), 2);
+    EXPECT_EQ(GetSubObject(object_, nullptr, nullptr, &sub), 2);
+    EXPECT_EQ(DeleteSubObject(object_, nullptr, nullptr), 2);
+    EXPECT_EQ(GetSubObjectInstances(nullptr, fans_, &list, &count), 2);
+    EXPECT_EQ(DeleteSubObjectInstances(object_, nullptr), 2);
+    EXPECT_EQ(CreateSubObjectFilter(nullptr, "fan", nullptr, &subFilter), 2);
+    EXPECT_EQ(GetSubObjectFilter(filter_, nullptr, nullptr, &subFilter), 2);
+    EXPECT_EQ(DeleteSubObjectFilter(nullptr, nullptr, nullptr), 2);
     ExpectLog({{"%s: argument object not provided", {"CreateSubObject"}},
                {"%s: argument 'key' not provided", {"GetSubObject"}},
                {"%s: argument 'key' not provided", {"DeleteSubObject"}},
                {"%s: argument object not provided", {"GetSubObjectInstances"}},
-               {"%s: argument filter spec not provided", {"DeleteSubObjectInstances"}}});
+               {"%s: argument filter spec not provided", {"DeleteSubObjectInstances"}},
+               {"%s: argument object not provided", {"CreateSubObjectFilter"}},
+               {"%s: argument 'key' not provided", {"GetSubObjectFilter"}},
+               {"%s: argument object not provided", {"DeleteSubObjectFilter"}}});
     EXPECT_TRUE(enginedouble::Calls().empty());
     EXPECT_EQ(sub, &sentinel);
+    EXPECT_EQ(subFilter, &filterSentinel);
     EXPECT_EQ(count, -1);
 }
 
-TEST_F(SubObjects, SingletonIsFetchedOnceThenServedFromTheCache) {
+TEST_F(SubObjects, SingletonIsFetchedOnceThenServedFromTheCacheButAMissingOneIsAskedForAgain) {
+    ConfigStoreObjectStruct* missing = object_;
+    EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &missing), CS_C_NOT_FOUND);
+    EXPECT_EQ(missing, nullptr);
+    EXPECT_TRUE(object_->children.empty());
+
     enginedouble::Answer("GetSubObject", MakeObject("fan"));
     ConfigStoreObjectStruct* first = nullptr;
     ConfigStoreObjectStruct* second = nullptr;
-    ASSERT_EQ(GetSubObject(parent_, "fan", nullptr, &first), CS_C_OK);
-    ASSERT_EQ(GetSubObject(parent_, "fan", "", &second), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", nullptr, &first), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", "", &second), CS_C_OK);
     EXPECT_EQ(first, second);
     EXPECT_FALSE(first->isTopLevel);
     const auto calls = CallsTo("GetSubObject");
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_EQ(calls[0].args[0], "fan|");
-    EXPECT_EQ(calls[0].target, parent_->engineObject.get());
-}
-
-TEST_F(SubObjects, MissingSingletonIsAskedForAgain) {
-    ConfigStoreObjectStruct* sub = parent_;
-    EXPECT_EQ(GetSubObject(parent_, "fan", nullptr, &sub), CS_C_NOT_FOUND);
-    EXPECT_EQ(sub, nullptr);
-    EXPECT_EQ(GetSubObject(parent_, "fan", nullptr, &sub), CS_C_NOT_FOUND);
-    EXPECT_EQ(CallsTo("GetSubObject").size(), 2u);
-    EXPECT_TRUE(parent_->children.empty());
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_EQ(calls[1].args[0], "fan|");
+    EXPECT_EQ(calls[1].target, object_->engineObject.get());
 }
 
 TEST_F(SubObjects, InstancesAreLoadedOnceThenServedFromTheCache) {
     EngineHasFans({"1", "2"});
     ConfigStoreObjectStruct* two = nullptr;
     ConfigStoreObjectStruct* one = nullptr;
-    ConfigStoreObjectStruct* none = parent_;
-    ASSERT_EQ(GetSubObject(parent_, "fan", "2", &two), CS_C_OK);
-    ASSERT_EQ(GetSubObject(parent_, "fan", "1", &one), CS_C_OK);
-    EXPECT_EQ(GetSubObject(parent_, "fan", "3", &none), CS_C_NOT_FOUND);
+    ConfigStoreObjectStruct* none = object_;
+    ASSERT_EQ(GetSubObject(object_, "fan", "2", &two), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", "1", &one), CS_C_OK);
+    EXPECT_EQ(GetSubObject(object_, "fan", "3", &none), CS_C_NOT_FOUND);
     EXPECT_EQ(none, nullptr);
-    EXPECT_EQ(GetSubObject(parent_, "fan", nullptr, &none), CS_C_NOT_FOUND);  // no singleton
+    EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &none), CS_C_NOT_FOUND);  // no singleton
     EXPECT_EQ(two->engineObject->objectId.instanceId, "2");
     EXPECT_EQ(one->engineObject->objectId.instanceId, "1");
     ASSERT_EQ(Loads(), 1u);
@@ -108,129 +103,124 @@ TEST_F(SubObjects, InstancesAreLoadedOnceThenServedFromTheCache) {
 
 TEST_F(SubObjects, KeyWithoutInstancesIsAskedForAgain) {
     ConfigStoreObjectStruct* sub = nullptr;
-    EXPECT_EQ(GetSubObject(parent_, "fan", "1", &sub), CS_C_NOT_FOUND);
-    EXPECT_EQ(GetSubObject(parent_, "fan", "1", &sub), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetSubObject(object_, "fan", "1", &sub), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetSubObject(object_, "fan", "1", &sub), CS_C_NOT_FOUND);
     EXPECT_EQ(Loads(), 2u);
-    EXPECT_TRUE(parent_->children.empty());
+    EXPECT_TRUE(object_->children.empty());
 }
 
 TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     EngineHasFans({"1"});
     ConfigStoreObjectStruct* created = nullptr;
-    ASSERT_EQ(CreateSubObject(parent_, "fan", "2", &created), CS_C_OK);
+    ASSERT_EQ(CreateSubObject(object_, "fan", "2", &created), CS_C_OK);
     EXPECT_EQ(CallsTo("CreateSubObject").at(0).args[0], "fan|2");
     EXPECT_EQ(CachedFans(), (std::vector<std::string>{"1", "2"}));
-    EXPECT_EQ(parent_->children.at("fan").back(), created);
+    EXPECT_EQ(object_->children.at("fan").back(), created);
 
     ConfigStoreObjectStruct* singleton = nullptr;
-    ASSERT_EQ(CreateSubObject(parent_, "fan", "", &singleton), CS_C_OK);
+    ASSERT_EQ(CreateSubObject(object_, "fan", "", &singleton), CS_C_OK);
     EXPECT_EQ(CallsTo("CreateSubObject").at(1).args[0], "fan|");
     EXPECT_EQ(Loads(), 1u);
-}
 
-TEST_F(SubObjects, CreateWithoutResultAnswersOkWithNull) {
     enginedouble::Answer("CreateSubObject", std::shared_ptr<ConfigStoreObject>());
-    ConfigStoreObjectStruct* created = parent_;
-    EXPECT_EQ(CreateSubObject(parent_, "fan", nullptr, &created), CS_C_OK);
-    EXPECT_EQ(created, nullptr);
-    EXPECT_TRUE(parent_->children.empty());
+    created = object_;
+    EXPECT_EQ(CreateSubObject(object_, "pump", nullptr, &created), CS_C_OK);
+    EXPECT_EQ(created, nullptr);  // the engine made nothing: nothing is cached
+    EXPECT_EQ(object_->children.count("pump"), 0u);
 }
 
 TEST_F(SubObjects, EngineFailuresLeaveTheCacheAsItWas) {
     ConfigStoreObjectStruct sentinel;
     ConfigStoreObjectStruct* sub = &sentinel;
     enginedouble::Throw("GetSubObjectInstances", ConfigStoreException("load failed"));
-    EXPECT_EQ(GetSubObject(parent_, "fan", "1", &sub), CS_C_STORE_ERROR);
+    EXPECT_EQ(GetSubObject(object_, "fan", "1", &sub), CS_C_STORE_ERROR);
     EXPECT_EQ(sub, nullptr);
     sub = &sentinel;
-    EXPECT_EQ(CreateSubObject(parent_, "fan", "1", &sub), CS_C_STORE_ERROR);
+    EXPECT_EQ(CreateSubObject(object_, "fan", "1", &sub), CS_C_STORE_ERROR);
     EXPECT_EQ(sub, &sentinel);
     enginedouble::Throw("GetSubObjectInstances", std::runtime_error("broken"));
-    EXPECT_EQ(CreateSubObject(parent_, "fan", "1", &sub), CS_C_INTERNAL_ERROR);
+    EXPECT_EQ(CreateSubObject(object_, "fan", "1", &sub), CS_C_INTERNAL_ERROR);
     enginedouble::Throw("GetSubObject", InvalidArgumentException("bad key"));
-    EXPECT_EQ(GetSubObject(parent_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
+    EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
     EXPECT_EQ(sub, nullptr);
     enginedouble::Throw("CreateSubObject", ValidationException("refused"));
     sub = &sentinel;
-    EXPECT_EQ(CreateSubObject(parent_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
+    EXPECT_EQ(CreateSubObject(object_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
     EXPECT_EQ(sub, &sentinel);
     ExpectLog({{"%s: %s", {"getAllSubObjects", "load failed"}},
                {"%s: %s", {"getAllSubObjects", "load failed"}},
                {"%s: %s", {"getAllSubObjects", "broken"}},
                {"%s: %s", {"getSubObject", "bad key"}},
                {"%s: %s", {"CreateSubObject", "refused"}}});
-    EXPECT_TRUE(parent_->children.empty());
+    EXPECT_TRUE(object_->children.empty());
 }
 
-TEST_F(SubObjects, DeletingTheLastInstanceKeepsTheKeyLoaded) {
+TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
+    EXPECT_EQ(DeleteSubObject(object_, "pump", nullptr), CS_C_OK);  // not cached
     EngineHasFans({"1"});
     ConfigStoreObjectStruct* fan = nullptr;
-    ASSERT_EQ(GetSubObject(parent_, "fan", "1", &fan), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
     const std::weak_ptr<ConfigStoreObject> engineFan = fan->engineObject;
-    EXPECT_EQ(DeleteSubObject(parent_, "fan", "1"), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObject").at(0).args[0], "fan|1");
-    EXPECT_TRUE(parent_->children.at("fan").empty());
+    EXPECT_EQ(DeleteSubObject(object_, "fan", "1"), CS_C_OK);
+    const auto deletes = CallsTo("DeleteSubObject");
+    ASSERT_EQ(deletes.size(), 2u);
+    EXPECT_EQ(deletes[0].args[0], "pump|");
+    EXPECT_EQ(deletes[1].args[0], "fan|1");
+    EXPECT_TRUE(object_->children.at("fan").empty());
+    EXPECT_EQ(object_->children.count("pump"), 0u);
     EXPECT_EQ(engineFan.use_count(), 1);  // only the double's script holds it now
 
-    EXPECT_EQ(GetSubObject(parent_, "fan", "1", &fan), CS_C_NOT_FOUND);
-    EXPECT_EQ(GetSubObject(parent_, "fan", nullptr, &fan), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &fan), CS_C_NOT_FOUND);
     EXPECT_EQ(Loads(), 1u);
     EXPECT_TRUE(CallsTo("GetSubObject").empty());
-}
-
-TEST_F(SubObjects, DeletingAnUncachedSubObjectStillAsksTheEngine) {
-    EXPECT_EQ(DeleteSubObject(parent_, "fan", nullptr), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObject").size(), 1u);
-    EXPECT_TRUE(parent_->children.empty());
 }
 
 TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
     ConfigStoreObjectStruct* sentinel = nullptr;
     ConfigStoreObjectStruct** list = &sentinel;
     int count = -1;
-    EXPECT_EQ(GetSubObjectInstances(parent_, filter_, &list, &count), CS_C_OK);
+    EXPECT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
     EXPECT_EQ(count, 0);  // the key has no instance
     EXPECT_EQ(list, &sentinel);
 
     EngineHasFans({"1", "2"});
     ConfigStoreObjectStruct* two = nullptr;
-    ASSERT_EQ(GetSubObject(parent_, "fan", "2", &two), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", "2", &two), CS_C_OK);
     // The filter selects "2" and an object the cache does not hold, which is left out.
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{two->engineObject, MakeObject("fan", "9")});
-    ASSERT_EQ(GetSubObjectInstances(parent_, filter_, &list, &count), CS_C_OK);
+    ASSERT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
     ASSERT_EQ(count, 1);
     EXPECT_EQ(list[0], two);
     std::free(list);
 
     enginedouble::Answer("FilterConfigStoreObjects", ObjectList{});
     list = &sentinel;
-    EXPECT_EQ(GetSubObjectInstances(parent_, filter_, &list, &count), CS_C_OK);
+    EXPECT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
     EXPECT_EQ(count, 0);
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(Loads(), 2u);  // the first call found no instance, the second loaded them
 }
 
-TEST_F(SubObjects, BulkDeleteOfAnUncachedKeyGoesToTheEngine) {
-    EXPECT_EQ(DeleteSubObjectInstances(parent_, filter_), CS_C_OK);
+TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACachedOne) {
+    EXPECT_EQ(DeleteSubObjectInstances(object_, fans_), CS_C_OK);
     EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(Loads(), 0u);
-    EXPECT_TRUE(parent_->children.empty());
-}
+    EXPECT_TRUE(object_->children.empty());
 
-TEST_F(SubObjects, BulkDeleteOfACachedKeyDeletesTheMatchesOneByOne) {
     EngineHasFans({"1", "2", "3"});
     ConfigStoreObjectStruct* fan = nullptr;
-    ASSERT_EQ(GetSubObject(parent_, "fan", "1", &fan), CS_C_OK);
-    const auto& cached = parent_->children.at("fan");
+    ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
+    const auto& cached = object_->children.at("fan");
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{cached[0]->engineObject, cached[2]->engineObject});
-    EXPECT_EQ(DeleteSubObjectInstances(parent_, filter_), CS_C_OK);
+    EXPECT_EQ(DeleteSubObjectInstances(object_, fans_), CS_C_OK);
     const auto deletes = CallsTo("DeleteSubObject");
     ASSERT_EQ(deletes.size(), 2u);
     EXPECT_EQ(deletes[0].args[0], "fan|1");
     EXPECT_EQ(deletes[1].args[0], "fan|3");
-    EXPECT_TRUE(CallsTo("DeleteSubObjectInstances").empty());
+    EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(CachedFans(), (std::vector<std::string>{"2"}));
 }
 
@@ -238,7 +228,7 @@ TEST_F(SubObjects, ChildHandlesBelongToTheirTree) {
     ConfigStoreObjectStruct* a = nullptr;
     ConfigStoreObjectStruct* b = nullptr;
     ConfigStoreObjectStruct* c = nullptr;
-    ASSERT_EQ(CreateSubObject(parent_, "a", nullptr, &a), CS_C_OK);
+    ASSERT_EQ(CreateSubObject(object_, "a", nullptr, &a), CS_C_OK);
     ASSERT_EQ(CreateSubObject(a, "b", nullptr, &b), CS_C_OK);
     ASSERT_EQ(CreateSubObject(b, "c", nullptr, &c), CS_C_OK);
     EXPECT_EQ(SetValueInt(c, "speed", 3), CS_C_OK);
@@ -246,9 +236,9 @@ TEST_F(SubObjects, ChildHandlesBelongToTheirTree) {
     ExpectLog({{"%s: Cannot invoke DestroyConfigStoreObject on SubObject",
                 {"DestroyConfigStoreObject"}}});
 
-    EXPECT_EQ(DestroyConfigStoreObject(parent_), CS_C_OK);
-    parent_ = nullptr;
-    EXPECT_EQ(enginedouble::ReleasedObjects(), (std::vector<std::string>{"c", "b", "a", "parent"}));
+    EXPECT_EQ(DestroyConfigStoreObject(object_), CS_C_OK);
+    ReleasedObject();
+    EXPECT_EQ(enginedouble::ReleasedObjects(), (std::vector<std::string>{"c", "b", "a", "object"}));
 }
 
 }  // namespace

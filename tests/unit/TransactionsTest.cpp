@@ -1,12 +1,7 @@
 // Transactions: each call reaches the store once; only store failures are translated.
-#include <functional>
-#include <stdexcept>
-
-#include "StoreFixture.h"
+#include "DoubleTest.h"
 
 namespace {
-
-using namespace KivConfigStore;
 
 struct Transaction {
     const char* name;
@@ -27,7 +22,7 @@ void PrintTo(const Transaction& transaction, std::ostream* out) {
     *out << transaction.name;
 }
 
-class Transactions : public StoreFixture, public ::testing::WithParamInterface<Transaction> {};
+class Transactions : public HandleTest, public ::testing::WithParamInterface<Transaction> {};
 
 TEST_P(Transactions, ReachTheStoreOncePerCall) {
     const Transaction& transaction = GetParam();
@@ -44,11 +39,9 @@ TEST_P(Transactions, ReachTheStoreOncePerCall) {
 
 TEST_P(Transactions, TranslateStoreFailuresUnderTheirOwnName) {
     const Transaction& transaction = GetParam();
-    enginedouble::Throw(transaction.operation, ValidationException("locked"));
-    EXPECT_EQ(transaction.call(store_), CS_C_STORE_ERROR);
-    enginedouble::Throw(transaction.operation, std::runtime_error("lost"));
-    EXPECT_EQ(transaction.call(store_), CS_C_INTERNAL_ERROR);
-    ExpectLog({{"%s: %s", {transaction.name, "locked"}}, {"%s: %s", {transaction.name, "lost"}}});
+    ExpectTranslations(
+        transaction.operation, transaction.name, [&] { return transaction.call(store_); },
+        kStoreFailures);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Transactions, ::testing::ValuesIn(kTransactions),

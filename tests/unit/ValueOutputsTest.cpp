@@ -1,47 +1,45 @@
 // What value functions write to their out-parameters on each outcome, and what they pass in.
 #include <climits>
-#include <cstdlib>
-#include <cstring>
 
-#include "ValueTest.h"
+#include "DoubleTest.h"
 
 namespace {
 
 using namespace KivConfigStore;
 using enginedouble::Read;
 
-class ValueOutputs : public ValueTest {};
+using ValueOutputs = HandleTest;
 
 TEST_F(ValueOutputs, ScalarReadsLeaveTheValueToTheEngine) {
     int value = 99;
-    EXPECT_EQ(GetValueInt(ObjectHandle(), "missing", &value), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetValueInt(object_, "missing", &value), CS_C_NOT_FOUND);
     EXPECT_EQ(GetValueInt(nullptr, "k", &value), CS_C_INVALID_ARGUMENT);
     enginedouble::Throw("GetValue(int*)", InvalidTypeException("a string"));
-    EXPECT_EQ(GetValueInt(ObjectHandle(), "k", &value), CS_C_INVALID_TYPE);
+    EXPECT_EQ(GetValueInt(object_, "k", &value), CS_C_INVALID_TYPE);
     EXPECT_EQ(value, 99);
 
     enginedouble::Answer("GetValue(long*)", Read<long>{2, LONG_MIN});
     long fromDefault = 0;
-    EXPECT_EQ(GetValueFsoLong(FilterHandle(), "k", &fromDefault), CS_C_VALUE_IS_DEFAULT);
+    EXPECT_EQ(GetValueFsoLong(filter_, "k", &fromDefault), CS_C_VALUE_IS_DEFAULT);
     EXPECT_EQ(fromDefault, LONG_MIN);
 }
 
 TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
+    enum Handed { kNull, kStored, kEmpty };
     const struct {
         const char* key;  // NULL: refused before the read
         int status;       // -1: the engine raises InvalidTypeException
         std::string stored;
         int result;
-        const char* buffer;  // the whole buffer handed out, its NUL included; NULL: *value NULL
-        size_t size;
+        Handed handed;
     } cases[] = {
-        {"k", 1, "blue", CS_C_OK, "blue", 5},
-        {"k", 1, "", CS_C_OK, "", 1},
-        {"k", 1, std::string("ab\0cd", 5), CS_C_OK, "ab\0\0\0", 6},  // cut at the NUL
-        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, "default", 8},
-        {"k", 0, "", CS_C_NOT_FOUND, nullptr, 0},
-        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, "", 1},
-        {"k", -1, "", CS_C_INVALID_TYPE, "", 1},
+        {"k", 1, "blue", CS_C_OK, kStored},
+        {"k", 1, "", CS_C_OK, kStored},
+        {"k", 1, std::string("ab\0cd", 5), CS_C_OK, kStored},  // cut at the NUL
+        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, kStored},
+        {"k", 0, "", CS_C_NOT_FOUND, kNull},
+        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, kEmpty},
+        {"k", -1, "", CS_C_INVALID_TYPE, kEmpty},
     };
     for (const auto& c : cases) {
         enginedouble::Reset();
@@ -52,113 +50,87 @@ TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
         }
         char sentinel = 0;
         char* value = &sentinel;
-        EXPECT_EQ(GetValueStr(ObjectHandle(), c.key, &value), c.result);
-        if (c.buffer == nullptr) {
+        EXPECT_EQ(GetValueStr(object_, c.key, &value), c.result);
+        if (c.handed == kNull) {
             EXPECT_EQ(value, nullptr);
-        } else {
-            ASSERT_NE(value, &sentinel);
-            EXPECT_EQ(std::string(value, c.size), std::string(c.buffer, c.size));
-            std::free(value);
+            continue;
         }
+        ASSERT_NE(value, &sentinel);
+        const std::string expected = Delivered(c.handed == kStored ? c.stored : "");
+        EXPECT_EQ(std::string(value, expected.size()), expected);
+        std::free(value);
     }
 }
 
-TEST_F(ValueOutputs, StringListRead) {
-    char* sentinel[1] = {nullptr};
-    char** values = sentinel;
-    int count = -1;
-
-    enginedouble::Answer("GetValue(vector<string>*)",
-                         Read<std::vector<std::string>>{1, {"x", "", std::string("ab\0cd", 5)}});
-    ASSERT_EQ(GetValueStringArray(ObjectHandle(), "k", &values, &count), CS_C_OK);
-    ASSERT_EQ(count, 3);
-    EXPECT_STREQ(values[0], "x");
-    EXPECT_STREQ(values[1], "");
-    EXPECT_EQ(std::string(values[2], 6), std::string("ab\0\0\0\0", 6));  // cut at the NUL
-    EXPECT_EQ(DestroyStringArrayValue(&values, count), CS_C_OK);
-
-    values = sentinel;
-    count = -1;
-    enginedouble::Answer("GetValue(vector<string>*)", Read<std::vector<std::string>>{2, {}});
-    EXPECT_EQ(GetValueFsoStringArray(FilterHandle(), "k", &values, &count), CS_C_VALUE_IS_DEFAULT);
-    EXPECT_EQ(values, sentinel);  // an empty list leaves the array alone
-    EXPECT_EQ(count, 0);
-
-    enginedouble::Answer("GetValue(vector<string>*)", Read<std::vector<std::string>>{0, {}});
-    EXPECT_EQ(GetValueStringArray(ObjectHandle(), "k", &values, &count), CS_C_NOT_FOUND);
-    EXPECT_EQ(values, nullptr);
-    EXPECT_EQ(count, 0);
-
-    values = sentinel;
-    count = -1;
-    enginedouble::Throw("GetValue(vector<string>*)", InvalidTypeException("a number"));
-    EXPECT_EQ(GetValueStringArray(ObjectHandle(), "k", &values, &count), CS_C_INVALID_TYPE);
-    EXPECT_EQ(values, sentinel);
-    EXPECT_EQ(count, -1);
-}
-
+// Elements as the caller receives them: strings cut at a NUL, booleans as the bytes 1 and 0.
 template <class T>
-void ExpectArray(int (*read)(ConfigStoreObjectStruct*, const char*, T**, int*),
-                 ConfigStoreObjectStruct* object, const char* operation,
-                 const std::vector<T>& stored) {
-    enginedouble::Answer(operation, Read<std::vector<T>>{1, stored});
-    T* values = nullptr;
+void ExpectElement(const T& delivered, const T& stored) {
+    EXPECT_EQ(delivered, stored);
+}
+void ExpectElement(char* delivered, const std::string& stored) {
+    EXPECT_EQ(std::string(delivered, stored.size() + 1), Delivered(stored));
+}
+void ExpectElement(const bool& delivered, bool stored) {
+    unsigned char byte = 2;
+    std::memcpy(&byte, &delivered, 1);
+    EXPECT_EQ(byte, stored ? 1 : 0);
+}
+
+// An array read hands out the engine's elements in order; without elements it leaves the array
+// alone with a count of 0, not found gives NULL and 0, and a refused type leaves both alone.
+template <class C, class E>
+void ExpectArrayRead(int (*read)(ConfigStoreObjectStruct*, const char*, C**, int*),
+                     ConfigStoreObjectStruct* object, const char* operation,
+                     const std::vector<E>& stored) {
+    SCOPED_TRACE(operation);
+    C sentinel{};
+    C* values = &sentinel;
     int count = -1;
-    ASSERT_EQ(read(object, "k", &values, &count), CS_C_OK) << operation;
+    enginedouble::Answer(operation, Read<std::vector<E>>{1, stored});
+    ASSERT_EQ(read(object, "k", &values, &count), CS_C_OK);
     ASSERT_EQ(count, static_cast<int>(stored.size()));
-    for (int i = 0; i < count; ++i) EXPECT_EQ(values[i], stored[i]) << operation << i;
-    std::free(values);
-}
+    for (int i = 0; i < count; ++i) ExpectElement(values[i], static_cast<E>(stored[i]));
+    Release(values, count);
 
-TEST_F(ValueOutputs, TypedArraysKeepTheEnginesOrder) {
-    ExpectArray<int>(GetValueIntArray, ObjectHandle(), "GetValue(vector<int>*)", {3, 1, 2});
-    ExpectArray<double>(GetValueDoubleArray, ObjectHandle(), "GetValue(vector<double>*)",
-                        {0.5, -2.25});
-    ExpectArray<long long>(GetValueLonglongArray, ObjectHandle(), "GetValue(vector<long long>*)",
-                           {LLONG_MAX, LLONG_MIN, 0});
-
-    enginedouble::Answer("GetValue(vector<bool>*)",
-                         Read<std::vector<bool>>{1, {true, false, true}});
-    bool* flags = nullptr;
-    int count = 0;
-    ASSERT_EQ(GetValueBoolArray(ObjectHandle(), "k", &flags, &count), CS_C_OK);
-    ASSERT_EQ(count, 3);
-    unsigned char bytes[3];
-    std::memcpy(bytes, flags, 3);
-    EXPECT_EQ(bytes[0], 1);
-    EXPECT_EQ(bytes[1], 0);
-    EXPECT_EQ(bytes[2], 1);
-    std::free(flags);
-}
-
-TEST_F(ValueOutputs, TypedArrayOutcomesWithoutElements) {
-    double sentinel = 0;
-    double* values = &sentinel;
-    int count = -1;
-    enginedouble::Answer("GetValue(vector<double>*)", Read<std::vector<double>>{1, {}});
-    EXPECT_EQ(GetValueDoubleArray(ObjectHandle(), "k", &values, &count), CS_C_OK);
-    EXPECT_EQ(values, &sentinel);
-    EXPECT_EQ(count, 0);
-
-    enginedouble::Answer("GetValue(vector<double>*)", Read<std::vector<double>>{0, {}});
-    EXPECT_EQ(GetValueDoubleArray(ObjectHandle(), "k", &values, &count), CS_C_NOT_FOUND);
+    for (int status : {1, 2}) {
+        values = &sentinel;
+        count = -1;
+        enginedouble::Answer(operation, Read<std::vector<E>>{status, {}});
+        EXPECT_EQ(read(object, "k", &values, &count),
+                  status == 1 ? CS_C_OK : CS_C_VALUE_IS_DEFAULT);
+        EXPECT_EQ(values, &sentinel);
+        EXPECT_EQ(count, 0);
+    }
+    enginedouble::Answer(operation, Read<std::vector<E>>{0, {}});
+    EXPECT_EQ(read(object, "k", &values, &count), CS_C_NOT_FOUND);
     EXPECT_EQ(values, nullptr);
     EXPECT_EQ(count, 0);
 
-    long long kept = 0;
-    long long* longs = &kept;
+    values = &sentinel;
     count = -1;
-    enginedouble::Throw("GetValue(vector<long long>*)", InvalidTypeException("a string"));
-    EXPECT_EQ(GetValueFsoLonglongArray(FilterHandle(), "k", &longs, &count), CS_C_INVALID_TYPE);
-    EXPECT_EQ(longs, &kept);
+    enginedouble::Throw(operation, InvalidTypeException("a number"));
+    EXPECT_EQ(read(object, "k", &values, &count), CS_C_INVALID_TYPE);
+    EXPECT_EQ(values, &sentinel);
     EXPECT_EQ(count, -1);
+}
+
+TEST_F(ValueOutputs, ArrayReads) {
+    ExpectArrayRead<int, int>(GetValueIntArray, object_, "GetValue(vector<int>*)", {3, 1, 2});
+    ExpectArrayRead<double, double>(GetValueDoubleArray, object_, "GetValue(vector<double>*)",
+                                    {0.5, -2.25});
+    ExpectArrayRead<long long, long long>(
+        GetValueLonglongArray, object_, "GetValue(vector<long long>*)", {LLONG_MAX, LLONG_MIN, 0});
+    ExpectArrayRead<bool, bool>(GetValueBoolArray, object_, "GetValue(vector<bool>*)",
+                                {true, false, true});
+    ExpectArrayRead<char*, std::string>(GetValueStringArray, object_, "GetValue(vector<string>*)",
+                                        {"x", "", std::string("ab\0cd", 5)});
 }
 
 TEST_F(ValueOutputs, BinaryPassesTheEnginesBufferThrough) {
     enginedouble::Answer("GetValueBinary", Read<std::string>{1, std::string("a\0b", 3)});
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    ASSERT_EQ(GetValueBinary(ObjectHandle(), "k", &data, &size), CS_C_OK);
+    ASSERT_EQ(GetValueBinary(object_, "k", &data, &size), CS_C_OK);
     ASSERT_EQ(size, 3u);
     EXPECT_EQ(std::memcmp(data, "a\0b", 3), 0);
     std::free(data);
@@ -167,7 +139,7 @@ TEST_F(ValueOutputs, BinaryPassesTheEnginesBufferThrough) {
     unsigned char byte = 0;
     data = &byte;
     size = 77;
-    EXPECT_EQ(GetValueFsoBinary(FilterHandle(), "k", &data, &size), CS_C_NOT_FOUND);
+    EXPECT_EQ(GetValueFsoBinary(filter_, "k", &data, &size), CS_C_NOT_FOUND);
     EXPECT_EQ(data, nullptr);
     EXPECT_EQ(size, 77u);
 }
@@ -181,60 +153,17 @@ TEST_F(ValueOutputs, StringListReleaseAcceptsNothingToRelease) {
     ExpectLog({});
 }
 
-TEST_F(ValueOutputs, MissingValuesAreRefusedAfterHandleAndKey) {
-    const struct {
-        const char* name;
-        int (*call)(void* handle, const char* key);
-    } writes[] = {
-        {"SetValueStr",
-         [](void* h, const char* k) {
-             return SetValueStr(static_cast<ConfigStoreObjectStruct*>(h), k, nullptr);
-         }},
-        {"SetValueFsoStr",
-         [](void* h, const char* k) {
-             return SetValueFsoStr(static_cast<FilterSpecObjectStruct*>(h), k, nullptr);
-         }},
-        {"AppendValueString",
-         [](void* h, const char* k) {
-             return AppendValueString(static_cast<ConfigStoreObjectStruct*>(h), k, nullptr);
-         }},
-        {"AppendValueFsoString",
-         [](void* h, const char* k) {
-             return AppendValueFsoString(static_cast<FilterSpecObjectStruct*>(h), k, nullptr);
-         }},
-        {"SetValueBinary",
-         [](void* h, const char* k) {
-             return SetValueBinary(static_cast<ConfigStoreObjectStruct*>(h), k, nullptr, 4);
-         }},
-        {"SetValueFsoBinary",
-         [](void* h, const char* k) {
-             return SetValueFsoBinary(static_cast<FilterSpecObjectStruct*>(h), k, nullptr, 4);
-         }},
-    };
-    for (const auto& write : writes) {
-        enginedouble::Reset();
-        void* handle = std::string(write.name).find("Fso") == std::string::npos
-                           ? static_cast<void*>(ObjectHandle())
-                           : static_cast<void*>(FilterHandle());
-        EXPECT_EQ(write.call(handle, nullptr), CS_C_INVALID_ARGUMENT);
-        EXPECT_EQ(write.call(handle, "k"), CS_C_INVALID_ARGUMENT);
-        ExpectLog({{"%s: argument 'key' not provided", {write.name}},
-                   {"%s: argument 'value' not provided", {write.name}}});
-        EXPECT_TRUE(enginedouble::Calls().empty()) << write.name;
-    }
-}
-
 TEST_F(ValueOutputs, ValuesReachTheEngineUnconverted) {
-    SetValueFloat(ObjectHandle(), "f", 0.1f);
-    SetValueDouble(ObjectHandle(), "d", 0.1);
-    SetValueLong(ObjectHandle(), "l", LONG_MIN);
-    SetValueUint16(ObjectHandle(), "u", 65535);
-    SetValueUint32(ObjectHandle(), "u", 4294967295u);
-    AppendValueFsoString(FilterHandle(), "s", "text");
-    SetValueBinary(ObjectHandle(), "b", nullptr, 0);  // an empty binary value
+    SetValueFloat(object_, "f", 0.1f);
+    SetValueDouble(object_, "d", 0.1);
+    SetValueLong(object_, "", LONG_MIN);  // an empty key is a key
+    SetValueUint16(object_, "u", 65535);
+    SetValueUint32(object_, "u", 4294967295u);
+    AppendValueFsoString(filter_, "s", "text");
+    SetValueBinary(object_, "b", nullptr, 0);  // an empty binary value
     const std::vector<std::vector<std::string>> expected = {{"f", "0.10000000149011612"},
                                                             {"d", "0.10000000000000001"},
-                                                            {"l", std::to_string(LONG_MIN)},
+                                                            {"", std::to_string(LONG_MIN)},
                                                             {"u", "65535"},
                                                             {"u", "4294967295"},
                                                             {"s", "text"},
