@@ -7,20 +7,23 @@
 
 using namespace KivConfigStore;
 using enginedouble::Read;
-using enginedouble::detail::AnswerFor;
 using enginedouble::detail::Enter;
+using enginedouble::detail::Respond;
 using enginedouble::detail::Scripted;
+using enginedouble::detail::TheState;
 
 namespace KivConfigStore {
 
 struct BaseObject::State {};
 
 BaseObject::BaseObject(const ConfigStoreObjectId& id) : objectId(id), state_(new State) {
-    enginedouble::detail::ObjectCreated();
+    ++TheState().liveObjects;
 }
 
+// Runs in destructors: with recording off it must not allocate.
 BaseObject::~BaseObject() {
-    enginedouble::detail::ObjectReleased(*this);
+    --TheState().liveObjects;
+    if (TheState().recording) TheState().released.push_back(enginedouble::detail::Label(*this));
     delete state_;
 }
 
@@ -48,52 +51,52 @@ namespace {
 
 template <class T>
 int ScriptedRead(const char* operation, const void* target, const char* key, T* value) {
-    Enter(operation, target, key);
-    const auto answer = AnswerFor<Read<T>>(operation, Read<T>{0, T{}});
+    const auto answer = Respond(operation, target, Read<T>{0, T{}}, key);
     if (answer.status != 0) *value = answer.value;
     return answer.status;
 }
 
 }  // namespace
 
-int ReadOnlyObject::GetValue(const char* key, int* value) const {
-    return ScriptedRead("GetValue(int*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, unsigned int* value) const {
-    return ScriptedRead("GetValue(unsigned int*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, unsigned short* value) const {
-    return ScriptedRead("GetValue(unsigned short*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, long* value) const {
-    return ScriptedRead("GetValue(long*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, long long* value) const {
-    return ScriptedRead("GetValue(long long*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, bool* value) const {
-    return ScriptedRead("GetValue(bool*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, double* value) const {
-    return ScriptedRead("GetValue(double*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::string* value) const {
-    return ScriptedRead("GetValue(string*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::vector<int>* value) const {
-    return ScriptedRead("GetValue(vector<int>*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::vector<long long>* value) const {
-    return ScriptedRead("GetValue(vector<long long>*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::vector<double>* value) const {
-    return ScriptedRead("GetValue(vector<double>*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::vector<bool>* value) const {
-    return ScriptedRead("GetValue(vector<bool>*)", this, key, value);
-}
-int ReadOnlyObject::GetValue(const char* key, std::vector<std::string>* value) const {
-    return ScriptedRead("GetValue(vector<string>*)", this, key, value);
+// Each typed read, write and append is recorded under its own operation name.
+#define READ(Type, name)                                               \
+    int ReadOnlyObject::GetValue(const char* key, Type* value) const { \
+        return ScriptedRead("GetValue(" name "*)", this, key, value);  \
+    }
+#define WRITE(Verb, Type)                                    \
+    void WritableObject::Verb(const char* key, Type value) { \
+        Enter(#Verb "(" #Type ")", this, key, value);        \
+    }
+
+READ(int, "int")
+READ(unsigned int, "unsigned int")
+READ(unsigned short, "unsigned short")
+READ(long, "long")
+READ(long long, "long long")
+READ(bool, "bool")
+READ(double, "double")
+READ(std::string, "string")
+READ(std::vector<int>, "vector<int>")
+READ(std::vector<long long>, "vector<long long>")
+READ(std::vector<double>, "vector<double>")
+READ(std::vector<bool>, "vector<bool>")
+READ(std::vector<std::string>, "vector<string>")
+WRITE(SetValue, int)
+WRITE(SetValue, unsigned int)
+WRITE(SetValue, unsigned short)
+WRITE(SetValue, long)
+WRITE(SetValue, long long)
+WRITE(SetValue, bool)
+WRITE(SetValue, double)
+WRITE(SetValue, float)
+WRITE(SetValue, const char*)
+WRITE(AppendValue, int)
+WRITE(AppendValue, long long)
+WRITE(AppendValue, double)
+WRITE(AppendValue, bool)
+
+void WritableObject::AppendValue(const char* key, const std::string& value) {
+    Enter("AppendValue(string)", this, key, value);
 }
 
 // The scripted bytes are handed out in a malloc() buffer, as the engine does.
@@ -109,48 +112,6 @@ int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
     return status;
 }
 
-void WritableObject::SetValue(const char* key, int value) {
-    Enter("SetValue(int)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, unsigned int value) {
-    Enter("SetValue(unsigned int)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, unsigned short value) {
-    Enter("SetValue(unsigned short)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, long value) {
-    Enter("SetValue(long)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, long long value) {
-    Enter("SetValue(long long)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, bool value) {
-    Enter("SetValue(bool)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, double value) {
-    Enter("SetValue(double)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, float value) {
-    Enter("SetValue(float)", this, key, value);
-}
-void WritableObject::SetValue(const char* key, const char* value) {
-    Enter("SetValue(const char*)", this, key, value);
-}
-void WritableObject::AppendValue(const char* key, int value) {
-    Enter("AppendValue(int)", this, key, value);
-}
-void WritableObject::AppendValue(const char* key, long long value) {
-    Enter("AppendValue(long long)", this, key, value);
-}
-void WritableObject::AppendValue(const char* key, double value) {
-    Enter("AppendValue(double)", this, key, value);
-}
-void WritableObject::AppendValue(const char* key, bool value) {
-    Enter("AppendValue(bool)", this, key, value);
-}
-void WritableObject::AppendValue(const char* key, const std::string& value) {
-    Enter("AppendValue(string)", this, key, value);
-}
 void WritableObject::SetValueBinary(const char* key, const unsigned char* data,
                                     unsigned long size) {
     const std::string bytes =
@@ -165,11 +126,11 @@ void WritableObject::Remove(const char* key) {
 }
 
 std::string ConfigStoreObject::GetVersion() const {
-    Enter("GetVersion", this);
-    return AnswerFor<std::string>("GetVersion", "1.0");
+    return Respond<std::string>("GetVersion", this, "1.0");
 }
 
-// Unscripted, a created sub-object is a new object with the sub-object's key and instance id.
+// Unscripted, a created sub-object or sub-object filter is a new object with its key and
+// instance id.
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId& id) {
     Enter("CreateSubObject", this, id);
     const auto* answer = Scripted<std::shared_ptr<ConfigStoreObject>>("CreateSubObject");
@@ -177,14 +138,12 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubO
 }
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId& id) const {
-    Enter("GetSubObject", this, id);
-    return AnswerFor<std::shared_ptr<ConfigStoreObject>>("GetSubObject", nullptr);
+    return Respond<std::shared_ptr<ConfigStoreObject>>("GetSubObject", this, nullptr, id);
 }
 
 ObjectList ConfigStoreObject::GetSubObjectInstances(
     const std::shared_ptr<FilterSpecObject>& filter) const {
-    Enter("GetSubObjectInstances", this, filter);
-    return AnswerFor<ObjectList>("GetSubObjectInstances", {});
+    return Respond<ObjectList>("GetSubObjectInstances", this, {}, filter);
 }
 
 void ConfigStoreObject::DeleteSubObject(const SubObjectId& id) {
@@ -205,8 +164,7 @@ std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const 
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(
     const SubObjectId& id) const {
-    Enter("GetSubObjectFilter", this, id);
-    return AnswerFor<std::shared_ptr<FilterSpecObject>>("GetSubObjectFilter", nullptr);
+    return Respond<std::shared_ptr<FilterSpecObject>>("GetSubObjectFilter", this, nullptr, id);
 }
 
 void FilterSpecObject::DeleteSubObjectFilter(const SubObjectId& id) {

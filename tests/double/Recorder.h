@@ -1,7 +1,8 @@
-// The double's side of the recording: what every engine entry point calls.
+// The double's side of the recording: its state, and what every engine entry point calls.
 #pragma once
 
 #include <any>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -12,14 +13,31 @@
 namespace enginedouble {
 namespace detail {
 
-std::string Text(const char* text);
+struct State {
+    std::vector<Call> calls;
+    std::vector<LogLine> log;
+    std::map<std::string, std::exception_ptr, std::less<>> errors;
+    std::map<std::string, std::any, std::less<>> answers;
+    bool recording = true;
+    std::vector<std::string> released;
+    int liveObjects = 0;
+    int liveStores = 0;
+};
+State& TheState();
+
+// "key" or "key/instanceId".
+std::string Label(const KivConfigStore::BaseObject& object);
+
+std::string Text(const char* text);  // "(null)" for NULL
 std::string Text(const std::string& text);
 std::string Text(bool value);
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id);  // "key|group|component|id"
 std::string Text(const KivConfigStore::SubObjectId& id);          // "key|instanceId"
 std::string Text(const KivConfigStore::USERDATA_CONTEXT& context);
-std::string Text(const std::shared_ptr<KivConfigStore::ConfigStoreObject>& object);
-std::string Text(const std::shared_ptr<KivConfigStore::FilterSpecObject>& filter);
+template <class Object>
+std::string Text(const std::shared_ptr<Object>& object) {
+    return object ? Label(*object) : "(none)";
+}
 // Labels of the objects of a list, joined by ",".
 template <class Object>
 std::string Text(const std::vector<std::shared_ptr<Object>>& objects) {
@@ -35,42 +53,33 @@ std::string Text(const T& number) {
     return out.str();
 }
 
-bool Recording();
-void Record(const char* operation, const void* target, std::vector<std::string> args);
-void RaiseScripted(const char* operation);
-
 // Records the call (unless recording is off), then raises what the test scripted for the
 // operation, if anything. With recording off nothing here allocates.
 template <class... Args>
 void Enter(const char* operation, const void* target, const Args&... args) {
-    if (Recording()) Record(operation, target, std::vector<std::string>{Text(args)...});
-    RaiseScripted(operation);
+    State& state = TheState();
+    if (state.recording) state.calls.push_back(Call{operation, target, {Text(args)...}});
+    auto error = state.errors.find(operation);
+    if (error != state.errors.end()) std::rethrow_exception(error->second);
 }
-
-const std::any* ScriptedAnswer(const char* operation);
 
 // The answer scripted for `operation`, or NULL when there is none.
 template <class T>
 const T* Scripted(const char* operation) {
-    const std::any* answer = ScriptedAnswer(operation);
-    if (answer == nullptr) return nullptr;
-    if (const T* typed = std::any_cast<T>(answer)) return typed;
+    auto answer = TheState().answers.find(operation);
+    if (answer == TheState().answers.end()) return nullptr;
+    if (const T* typed = std::any_cast<T>(&answer->second)) return typed;
     throw std::logic_error(std::string("engine double: scripted answer of the wrong type for ") +
                            operation);
 }
 
-template <class T>
-T AnswerFor(const char* operation, T fallback) {
+// Enters `operation`, then answers as scripted, or with `fallback`.
+template <class T, class... Args>
+T Respond(const char* operation, const void* target, T fallback, const Args&... args) {
+    Enter(operation, target, args...);
     const T* answer = Scripted<T>(operation);
     return answer == nullptr ? fallback : *answer;
 }
-
-std::string Label(const KivConfigStore::BaseObject& object);
-void ObjectCreated();
-void ObjectReleased(const KivConfigStore::BaseObject& object);
-void StoreCreated();
-void StoreReleased();
-void RecordLogLine(LogLine line);
 
 }  // namespace detail
 }  // namespace enginedouble

@@ -7,70 +7,55 @@
 #include "Recorder.h"
 
 using namespace KivConfigStore;
-using enginedouble::detail::AnswerFor;
 using enginedouble::detail::Enter;
+using enginedouble::detail::Respond;
 using enginedouble::detail::Scripted;
+using enginedouble::detail::TheState;
 
 namespace {
 
 using ObjectPtr = std::shared_ptr<ConfigStoreObject>;
 using FilterPtr = std::shared_ptr<FilterSpecObject>;
+using Context = USERDATA_CONTEXT;
+#define OP(name) "ConfigStore::" #name
 
 class DoubleStore final : public ConfigStore {
 public:
-    DoubleStore() { enginedouble::detail::StoreCreated(); }
-    ~DoubleStore() override { enginedouble::detail::StoreReleased(); }
+    DoubleStore() { ++TheState().liveStores; }
+    ~DoubleStore() override { --TheState().liveStores; }
 
     ObjectPtr Get(const ConfigStoreObjectId& id) override {
-        Enter("ConfigStore::Get", this, id);
-        return AnswerFor<ObjectPtr>("ConfigStore::Get", nullptr);
+        return Respond<ObjectPtr>(OP(Get), this, nullptr, id);
     }
     ObjectPtr GetDefaultConfig(const ConfigStoreObjectId& id) override {
-        Enter("ConfigStore::GetDefaultConfig", this, id);
-        return AnswerFor<ObjectPtr>("ConfigStore::GetDefaultConfig", nullptr);
+        return Respond<ObjectPtr>(OP(GetDefaultConfig), this, nullptr, id);
     }
     ObjectList GetDefaultConfigInstances(const FilterPtr& filter) override {
-        Enter("ConfigStore::GetDefaultConfigInstances", this, filter);
-        return AnswerFor<ObjectList>("ConfigStore::GetDefaultConfigInstances", {});
-    }
-    void Set(ObjectPtr object, const USERDATA_CONTEXT& context) override {
-        Enter("ConfigStore::Set", this, object, context);
-    }
-    void SetUserData(ObjectPtr object, const USERDATA_CONTEXT& context) override {
-        Enter("ConfigStore::SetUserData", this, object, context);
-    }
-    void SetVitalData(ObjectPtr object) override {
-        Enter("ConfigStore::SetVitalData", this, object);
-    }
-    void SetCachedData(ObjectPtr object) override {
-        Enter("ConfigStore::SetCachedData", this, object);
-    }
-    void Update(ObjectPtr object, const USERDATA_CONTEXT& context) override {
-        Enter("ConfigStore::Update", this, object, context);
-    }
-    void Delete(const ConfigStoreObjectId& id) override { Enter("ConfigStore::Delete", this, id); }
-    void DeleteInstances(const FilterPtr& filter) override {
-        Enter("ConfigStore::DeleteInstances", this, filter);
+        return Respond<ObjectList>(OP(GetDefaultConfigInstances), this, {}, filter);
     }
     ObjectList GetInstances(const FilterPtr& filter) override {
-        Enter("ConfigStore::GetInstances", this, filter);
-        return AnswerFor<ObjectList>("ConfigStore::GetInstances", {});
+        return Respond<ObjectList>(OP(GetInstances), this, {}, filter);
     }
-    void SetInstances(ObjectList objects, const USERDATA_CONTEXT& context) override {
-        Enter("ConfigStore::SetInstances", this, objects, context);
+    void Set(ObjectPtr o, const Context& c) override { Enter(OP(Set), this, o, c); }
+    void SetUserData(ObjectPtr o, const Context& c) override { Enter(OP(SetUserData), this, o, c); }
+    void SetVitalData(ObjectPtr o) override { Enter(OP(SetVitalData), this, o); }
+    void SetCachedData(ObjectPtr o) override { Enter(OP(SetCachedData), this, o); }
+    void Update(ObjectPtr o, const Context& c) override { Enter(OP(Update), this, o, c); }
+    void Delete(const ConfigStoreObjectId& id) override { Enter(OP(Delete), this, id); }
+    void DeleteInstances(const FilterPtr& f) override { Enter(OP(DeleteInstances), this, f); }
+    void SetInstances(ObjectList l, const Context& c) override {
+        Enter(OP(SetInstances), this, l, c);
     }
-    void SetUserDataInstances(ObjectList objects, const USERDATA_CONTEXT& context) override {
-        Enter("ConfigStore::SetUserDataInstances", this, objects, context);
+    void SetUserDataInstances(ObjectList l, const Context& c) override {
+        Enter(OP(SetUserDataInstances), this, l, c);
     }
-    void SetCachedDataInstances(ObjectList objects) override {
-        Enter("ConfigStore::SetCachedDataInstances", this, objects);
+    void SetCachedDataInstances(ObjectList l) override {
+        Enter(OP(SetCachedDataInstances), this, l);
     }
-    void SetVitalDataInstances(ObjectList objects) override {
-        Enter("ConfigStore::SetVitalDataInstances", this, objects);
-    }
-    void BeginTransaction() override { Enter("ConfigStore::BeginTransaction", this); }
-    void CommitTransaction() override { Enter("ConfigStore::CommitTransaction", this); }
-    void CancelTransaction() override { Enter("ConfigStore::CancelTransaction", this); }
+    void SetVitalDataInstances(ObjectList l) override { Enter(OP(SetVitalDataInstances), this, l); }
+    void BeginTransaction() override { Enter(OP(BeginTransaction), this); }
+    void CommitTransaction() override { Enter(OP(CommitTransaction), this); }
+    void CancelTransaction() override { Enter(OP(CancelTransaction), this); }
 };
 
 int nextInstanceId = 0;
@@ -87,9 +72,9 @@ ConfigStore::~ConfigStore() = default;
 
 // Records whether the caller passed the engine's own sGlobalNamespace object.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
-    Enter("ConfigStore::GetStore", nullptr, nameSpace,
+    Enter(OP(GetStore), nullptr, nameSpace,
           &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
-    const auto* answer = Scripted<std::shared_ptr<ConfigStore>>("ConfigStore::GetStore");
+    const auto* answer = Scripted<std::shared_ptr<ConfigStore>>(OP(GetStore));
     return answer != nullptr ? *answer : enginedouble::MakeStore(nameSpace);
 }
 
@@ -100,18 +85,15 @@ ObjectPtr CreateObject(const ConfigStoreObjectId& id, const std::string& value) 
 }
 
 ObjectPtr GetDesiredUserConfig(const ConfigStoreObjectId& id) {
-    Enter("GetDesiredUserConfig", nullptr, id);
-    return AnswerFor<ObjectPtr>("GetDesiredUserConfig", nullptr);
+    return Respond<ObjectPtr>("GetDesiredUserConfig", nullptr, nullptr, id);
 }
 
 ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
-    Enter("GetDesiredUserConfigInstances", nullptr, id);
-    return AnswerFor<ObjectList>("GetDesiredUserConfigInstances", {});
+    return Respond<ObjectList>("GetDesiredUserConfigInstances", nullptr, {}, id);
 }
 
 std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
-    Enter("GetSchemaVersion", nullptr, id);
-    return AnswerFor<std::string>("GetSchemaVersion", "1.0");
+    return Respond<std::string>("GetSchemaVersion", nullptr, "1.0", id);
 }
 
 void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
@@ -119,28 +101,22 @@ void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
 }
 
 std::string GenerateInstanceId() {
-    Enter("GenerateInstanceId", nullptr);
-    return AnswerFor<std::string>("GenerateInstanceId",
-                                  "instance-" + std::to_string(++nextInstanceId));
+    return Respond("GenerateInstanceId", nullptr, "instance-" + std::to_string(++nextInstanceId));
 }
 
 // Unscripted, the filter selects every object it is given.
 ObjectList FilterConfigStoreObjects(ObjectList& objects, const FilterPtr& filter) {
-    Enter("FilterConfigStoreObjects", nullptr, objects, filter);
-    return AnswerFor<ObjectList>("FilterConfigStoreObjects", objects);
+    return Respond("FilterConfigStoreObjects", nullptr, objects, objects, filter);
 }
 
 bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
-    Enter("Import", nullptr, document);
-    const auto answer =
-        AnswerFor<enginedouble::ImportAnswer>("Import", enginedouble::ImportAnswer{true, {}});
+    const auto answer = Respond("Import", nullptr, enginedouble::ImportAnswer{true, {}}, document);
     errors = answer.errors;
     return answer.accepted;
 }
 
 std::string Export(std::vector<FilterPtr> filters) {
-    Enter("Export", nullptr, filters);
-    return AnswerFor<std::string>("Export", "{}");
+    return Respond<std::string>("Export", nullptr, "{}", filters);
 }
 
 }  // namespace KivConfigStore
@@ -179,5 +155,5 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
     if (echo != nullptr && std::string(echo) == "stderr") {
         std::fprintf(stderr, "configstore: %s\n", line.Text().c_str());
     }
-    if (enginedouble::detail::Recording()) enginedouble::detail::RecordLogLine(std::move(line));
+    if (TheState().recording) TheState().log.push_back(std::move(line));
 }
