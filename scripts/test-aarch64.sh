@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Cross-builds everything for Linux aarch64 and runs every test suite under qemu-aarch64.
-# The arm64 GoogleTest package is unpacked into a private root; the system's packages of other
-# architectures are left alone.
+# The arm64 packages the build needs (GoogleTest, and SQLite, libuuid and RapidJSON for the
+# stand-in engine) are unpacked into a private root; the system's packages are left alone.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh g++-aarch64-linux-gnu qemu-user
 
 root=${CONFIGSTOREC_AARCH64_ROOT:-$PWD/.aarch64-root}
 export CONFIGSTOREC_AARCH64_ROOT=$root
-if [ ! -f "$root/.unpacked" ]; then
+arm64_packages="libgtest-dev:arm64 libsqlite3-0:arm64 libsqlite3-dev:arm64 libuuid1:arm64 uuid-dev:arm64 rapidjson-dev"
+if [ "$(cat "$root/.unpacked" 2>/dev/null)" != "$arm64_packages" ]; then
     sudo=""
     [ "$(id -u)" -eq 0 ] || sudo="sudo"
     if ! dpkg --print-foreign-architectures | grep -qx arm64; then
@@ -16,11 +17,13 @@ if [ ! -f "$root/.unpacked" ]; then
     fi
     $sudo apt-get update -q -o DPkg::Lock::Timeout=600
     downloads=$(mktemp -d)
-    (cd "$downloads" && apt-get download -q libgtest-dev:arm64)
+    # shellcheck disable=SC2086  # the list is words
+    (cd "$downloads" && apt-get download -q $arm64_packages)
+    rm -rf "$root"
     mkdir -p "$root"
     for package in "$downloads"/*.deb; do dpkg-deb -x "$package" "$root"; done
     rm -rf "$downloads"
-    touch "$root/.unpacked"
+    echo "$arm64_packages" >"$root/.unpacked"
 fi
 
 cmake -S . -B build-aarch64 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -29,8 +32,9 @@ cmake --build build-aarch64 -j "$(nproc)"
 
 # Everything that runs must really be an aarch64 program.
 for binary in build-aarch64/tests/unit_tests build-aarch64/tests/allocation_tests \
-              build-aarch64/tests/c_smoke_test build-aarch64/examples/open_store \
-              build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so; do
+              build-aarch64/tests/c_smoke_test build-aarch64/examples/settings \
+              build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so \
+              build-aarch64/standin/libconfigstore.so; do
     readelf -h "$binary" | grep -q 'Machine: *AArch64' || { echo "not aarch64: $binary"; exit 1; }
 done
 echo "aarch64 binaries checked"
