@@ -1,0 +1,458 @@
+// The stand-in engine through the C interface, each benchmark beside a baseline that does the
+// same work with SQLite and RapidJSON directly, in the same process, on the same disk and with
+// the same database settings. The closing table gives each engine/baseline ratio and its target.
+#include <benchmark/benchmark.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "configstorec.h"
+
+namespace {
+
+constexpr const char* kGroup = "network";
+constexpr const char* kComponent = "bench";
+constexpr int kBatch = 10000;          // objects per transaction in the batch write
+constexpr std::size_t kStride = 7919;  // a prime: fetches visit the whole store, out of order
+
+std::string stateDir;
+
+[[noreturn]] void Abandon(const std::string& reason) {
+    std::fprintf(stderr, "standin_bench: %s\n", reason.c_str());
+    if (!stateDir.empty()) std::filesystem::remove_all(stateDir);
+    std::_Exit(1);
+}
+
+void Require(int status, const char* call) {
+    if (status != CS_C_OK) Abandon(std::string(call) + " returned " + std::to_string(status));
+}
+
+// The values of object `index`, the same for the engine and the baseline.
+struct Values {
+    explicit Values(int index)
+        : port(8000 + index % 1000),
+          timeout(30 + index % 7),
+          retries(index % 5),
+          name("interface-" + std::to_string(index)),
+          enabled(index % 2 == 0),
+          ratio(0.25 + index % 4 * 0.125) {}
+    int port;
+    int timeout;
+    int retries;
+    std::string name;
+    bool enabled;
+    double ratio;
+};
+const char* const kTags[] = {"alpha", "beta", "gamma"};
+
+std::string KeyOf(int index) {
+    return "object" + std::to_string(index);
+}
+
+// ---- Engine side: the C interface on the stand-in engine ----------------------------------
+
+ConfigStoreObjectStruct* NewEngineObject(const std::string& key, const Values& values) {
+    ConfigStoreObjectStruct* object = nullptr;
+    Require(CreateObject(key.c_str(), kGroup, kComponent, nullptr, "", &object), "CreateObject");
+    Require(SetValueInt(object, "port", values.port), "SetValueInt");
+    Require(SetValueInt(object, "timeout", values.timeout), "SetValueInt");
+    Require(SetValueInt(object, "retries", values.retries), "SetValueInt");
+    Require(SetValueStr(object, "name", values.name.c_str()), "SetValueStr");
+    Require(SetValueBool(object, "enabled", values.enabled), "SetValueBool");
+    Require(SetValueDouble(object, "ratio", values.ratio), "SetValueDouble");
+    for (const char* tag : kTags) Require(AppendValueString(object, "tags", tag), "AppendValue");
+    return object;
+}
+
+void EngineWrite(ConfigStoreStruct* store, const std::string& key, int index) {
+    ConfigStoreObjectStruct* object = NewEngineObject(key, Values(index));
+    Require(Set(store, object, "INTERNAL"), "Set");
+    DestroyConfigStoreObject(object);
+}
+
+// Stores stay open until the end, so that each is opened and filled once.
+std::map<std::string, ConfigStoreStruct*> engineStores;
+
+ConfigStoreStruct* EngineStore(const std::string& nameSpace) {
+    ConfigStoreStruct*& store = engineStores[nameSpace];
+    if (store == nullptr) Require(GetStore(nameSpace.c_str(), &store), "GetStore");
+    return store;
+}
+
+// ---- Baseline: SQLite and RapidJSON by hand ---------------------------------------------------
+
+class BaselineStore {
+public:
+    explicit BaselineStore(const std::string& name) {
+        const std::string path = stateDir + "/baseline-" + name + ".db";
+        if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) Fail("open");
+        sqlite3_busy_timeout(db_, 5000);
+        Execute(
+            "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
+            "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
+            " component TEXT NOT NULL, instance TEXT NOT NULL, document TEXT NOT NULL,"
+            " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID");
+        insert_ = Prepare("INSERT OR REPLACE INTO objects VALUES(?1, ?2, ?3, ?4, ?5)");
+        select_ = Prepare(
+            "SELECT document FROM objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
+            " AND instance = ?4");
+    }
+    BaselineStore(const BaselineStore&) = delete;
+    BaselineStore& operator=(const BaselineStore&) = delete;
+    ~BaselineStore() {
+        sqlite3_finalize(insert_);
+        sqlite3_finalize(select_);
+        sqlite3_close(db_);
+    }
+
+    void Begin() { Execute("BEGIN IMMEDIATE"); }
+    void Commit() { Execute("COMMIT"); }
+
+    // Serializes the object's document and stores it.
+    void Put(const std::string& key, const Values& values) {
+        rapidjson::Document document(rapidjson::kObjectType);
+        auto& allocator = document.GetAllocator();
+        document.AddMember("port", values.port, allocator);
+        document.AddMember("timeout", values.timeout, allocator);
+        document.AddMember("retries", values.retries, allocator);
+        document.AddMember("name", rapidjson::Value(values.name.c_str(), allocator), allocator);
+        document.AddMember("enabled", values.enabled, allocator);
+        document.AddMember("ratio", values.ratio, allocator);
+        rapidjson::Value tags(rapidjson::kArrayType);
+        for (const char* tag : kTags) tags.PushBack(rapidjson::StringRef(tag), allocator);
+        document.AddMember("tags", tags, allocator);
+        rapidjson::StringBuffer text;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+        document.Accept(writer);
+
+        BindIdentity(insert_, key);
+        sqlite3_bind_text(insert_, 5, text.GetString(), static_cast<int>(text.GetSize()),
+                          SQLITE_STATIC);
+        if (sqlite3_step(insert_) != SQLITE_DONE) Fail("insert");
+        sqlite3_reset(insert_);
+    }
+
+    // Reads and parses the object's document.
+    rapidjson::Document Fetch(const std::string& key) {
+        BindIdentity(select_, key);
+        if (sqlite3_step(select_) != SQLITE_ROW) Fail("select " + key);
+        rapidjson::Document document;
+        document.Parse(reinterpret_cast<const char*>(sqlite3_column_text(select_, 0)),
+                       static_cast<std::size_t>(sqlite3_column_bytes(select_, 0)));
+        sqlite3_reset(select_);
+        if (!document.IsObject()) Fail("parse " + key);
+        return document;
+    }
+
+private:
+    [[noreturn]] void Fail(const std::string& what) {
+        Abandon("baseline " + what + ": " + sqlite3_errmsg(db_));
+    }
+    void Execute(const char* sql) {
+        if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(sql);
+    }
+    sqlite3_stmt* Prepare(const char* sql) {
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+            SQLITE_OK) {
+            Fail(sql);
+        }
+        return statement;
+    }
+    static void BindIdentity(sqlite3_stmt* statement, const std::string& key) {
+        sqlite3_bind_text(statement, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
+        sqlite3_bind_text(statement, 2, kGroup, -1, SQLITE_STATIC);
+        sqlite3_bind_text(statement, 3, kComponent, -1, SQLITE_STATIC);
+        sqlite3_bind_text(statement, 4, "", 0, SQLITE_STATIC);
+    }
+
+    sqlite3* db_ = nullptr;
+    sqlite3_stmt* insert_ = nullptr;
+    sqlite3_stmt* select_ = nullptr;
+};
+
+std::map<std::string, std::unique_ptr<BaselineStore>> baselineStores;
+
+BaselineStore& Baseline(const std::string& name) {
+    auto& store = baselineStores[name];
+    if (!store) store = std::make_unique<BaselineStore>(name);
+    return *store;
+}
+
+// ---- Stores of `count` objects, filled once in one transaction each ----------------------------
+
+struct Filled {
+    ConfigStoreStruct* engine;
+    BaselineStore* baseline;
+    std::vector<std::string> keys;
+};
+
+Filled& FilledStores(int count) {
+    static std::map<int, Filled> filled;
+    auto found = filled.find(count);
+    if (found != filled.end()) return found->second;
+    const std::string name = "objects" + std::to_string(count);
+    Filled stores{EngineStore(name), &Baseline(name), {}};
+    Require(BeginTransaction(stores.engine), "BeginTransaction");
+    stores.baseline->Begin();
+    for (int index = 0; index < count; ++index) {
+        stores.keys.push_back(KeyOf(index));
+        EngineWrite(stores.engine, stores.keys.back(), index);
+        stores.baseline->Put(stores.keys.back(), Values(index));
+    }
+    Require(CommitTransaction(stores.engine), "CommitTransaction");
+    stores.baseline->Commit();
+    return filled.emplace(count, std::move(stores)).first->second;
+}
+
+// ---- The benchmarks, in pairs --------------------------------------------------------------
+
+void FetchEngine(benchmark::State& state) {
+    Filled& stores = FilledStores(static_cast<int>(state.range(0)));
+    std::size_t next = 0;
+    for (auto _ : state) {
+        ConfigStoreObjectStruct* object = nullptr;
+        Require(Get(stores.engine, stores.keys[next].c_str(), kGroup, kComponent, nullptr, &object),
+                "Get");
+        DestroyConfigStoreObject(object);
+        next = (next + kStride) % stores.keys.size();
+    }
+}
+
+void FetchBaseline(benchmark::State& state) {
+    Filled& stores = FilledStores(static_cast<int>(state.range(0)));
+    std::size_t next = 0;
+    for (auto _ : state) {
+        rapidjson::Document document = stores.baseline->Fetch(stores.keys[next]);
+        benchmark::DoNotOptimize(document);
+        next = (next + kStride) % stores.keys.size();
+    }
+}
+
+void ReadScalarEngine(benchmark::State& state) {
+    Filled& stores = FilledStores(kBatch);
+    ConfigStoreObjectStruct* object = nullptr;
+    Require(Get(stores.engine, stores.keys[0].c_str(), kGroup, kComponent, nullptr, &object),
+            "Get");
+    int retries = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GetValueInt(object, "retries", &retries));
+        benchmark::DoNotOptimize(retries);
+    }
+    DestroyConfigStoreObject(object);
+}
+
+void ReadScalarBaseline(benchmark::State& state) {
+    const rapidjson::Document document = FilledStores(kBatch).baseline->Fetch(KeyOf(0));
+    int retries = 0;
+    for (auto _ : state) {
+        const auto member = document.FindMember("retries");
+        if (member != document.MemberEnd() && member->value.IsInt()) {
+            retries = member->value.GetInt();
+        }
+        benchmark::DoNotOptimize(retries);
+    }
+}
+
+// Every iteration writes a new batch of identities, so that each stores new objects.
+std::string BatchKey(int batch, int index) {
+    return "batch" + std::to_string(batch) + "-" + KeyOf(index);
+}
+
+void WriteBatchEngine(benchmark::State& state) {
+    ConfigStoreStruct* store = EngineStore("batches");
+    static int batch = 0;
+    for (auto _ : state) {
+        Require(BeginTransaction(store), "BeginTransaction");
+        for (int index = 0; index < kBatch; ++index)
+            EngineWrite(store, BatchKey(batch, index), index);
+        Require(CommitTransaction(store), "CommitTransaction");
+        ++batch;
+    }
+}
+
+void WriteBatchBaseline(benchmark::State& state) {
+    BaselineStore& store = Baseline("batches");
+    static int batch = 0;
+    for (auto _ : state) {
+        store.Begin();
+        for (int index = 0; index < kBatch; ++index)
+            store.Put(BatchKey(batch, index), Values(index));
+        store.Commit();
+        ++batch;
+    }
+}
+
+// One object written again and again, a value changed each time, each write durable on return.
+void DurableWriteEngine(benchmark::State& state) {
+    ConfigStoreStruct* store = EngineStore("durable");
+    ConfigStoreObjectStruct* object = NewEngineObject(KeyOf(0), Values(0));
+    int written = 0;
+    for (auto _ : state) {
+        Require(SetValueInt(object, "retries", ++written % 5), "SetValueInt");
+        Require(Set(store, object, "INTERNAL"), "Set");
+    }
+    DestroyConfigStoreObject(object);
+}
+
+void DurableWriteBaseline(benchmark::State& state) {
+    BaselineStore& store = Baseline("durable");
+    Values values(0);
+    int written = 0;
+    for (auto _ : state) {
+        values.retries = ++written % 5;
+        store.Put(KeyOf(0), values);
+    }
+}
+
+// ---- The ratio table -------------------------------------------------------------------------
+
+struct Target {
+    const char* pair;
+    const char* text;
+    double limit;
+    bool absolute;  // the limit is the engine's time in nanoseconds, not a ratio
+};
+const Target kTargets[] = {
+    {"Fetch/10000", "<= 2x", 2.0, false},
+    {"ReadScalar", "<= 100 ns", 100.0, true},
+    {"WriteBatch", "<= 1.5x", 1.5, false},
+    {"DurableWrite", "<= 1.2x", 1.2, false},
+};
+// The fetch stays flat when the largest store costs at most this much more than the smallest.
+constexpr double kFlatLimit = 1.5;
+const int kFetchSizes[] = {100, kBatch, 100000};
+
+std::string Nanoseconds(double ns) {
+    char text[32];
+    if (ns >= 1e6) {
+        std::snprintf(text, sizeof text, "%.2f ms", ns / 1e6);
+    } else if (ns >= 1e3) {
+        std::snprintf(text, sizeof text, "%.2f us", ns / 1e3);
+    } else {
+        std::snprintf(text, sizeof text, "%.1f ns", ns);
+    }
+    return text;
+}
+
+// Prints as the console reporter does, collects each run's real time per iteration (the median
+// when repetitions are asked for), and closes with one line per pair.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if (run.error_occurred || (run.run_type != Run::RT_Iteration && !median)) continue;
+            // "Fetch/Engine" with argument "10000" is the engine side of the pair "Fetch/10000".
+            const std::string& function = run.run_name.function_name;
+            const std::size_t slash = function.rfind('/');
+            const std::string pair = function.substr(0, slash) +
+                                     (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
+            const double ns = run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
+            (function.substr(slash + 1) == "Engine" ? engine_ : baseline_)[pair] = ns;
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void Finalize() override {
+        ConsoleReporter::Finalize();
+        std::ostream& out = GetOutputStream();
+        char line[160];
+        std::snprintf(line, sizeof line, "\n%-14s %12s %12s %8s %10s  %s\n", "pair", "engine",
+                      "baseline", "ratio", "target", "result");
+        out << line;
+        for (const auto& [pair, engineNs] : engine_) {
+            const auto baseline = baseline_.find(pair);
+            if (baseline == baseline_.end()) continue;
+            const double ratio = engineNs / baseline->second;
+            std::string target = "-";
+            std::string result;
+            for (const Target& candidate : kTargets) {
+                if (pair != candidate.pair) continue;
+                target = candidate.text;
+                result =
+                    (candidate.absolute ? engineNs : ratio) <= candidate.limit ? "met" : "NOT MET";
+            }
+            std::snprintf(line, sizeof line, "%-14s %12s %12s %7.2fx %10s  %s\n", pair.c_str(),
+                          Nanoseconds(engineNs).c_str(), Nanoseconds(baseline->second).c_str(),
+                          ratio, target.c_str(), result.c_str());
+            out << line;
+        }
+        PrintFlatness(out);
+    }
+
+private:
+    void PrintFlatness(std::ostream& out) const {
+        std::string sizes;
+        std::vector<double> times;
+        for (const int count : kFetchSizes) {
+            const auto found = engine_.find("Fetch/" + std::to_string(count));
+            if (found == engine_.end()) return;
+            times.push_back(found->second);
+            sizes += (sizes.empty() ? "" : ", ") + std::to_string(count) + " objects " +
+                     Nanoseconds(found->second);
+        }
+        const double growth = times.back() / times.front();
+        char line[80];
+        std::snprintf(line, sizeof line, "; largest/smallest %.2fx (flat: <= %.1fx) %s\n", growth,
+                      kFlatLimit, growth <= kFlatLimit ? "met" : "NOT MET");
+        out << "\nEngine fetch by store size: " << sizes << line;
+    }
+
+    std::map<std::string, double> engine_;
+    std::map<std::string, double> baseline_;
+};
+
+void RegisterPair(const std::string& name, void (*engine)(benchmark::State&),
+                  void (*baseline)(benchmark::State&),
+                  const std::function<void(benchmark::internal::Benchmark*)>& configure) {
+    configure(benchmark::RegisterBenchmark((name + "/Engine").c_str(), engine)->UseRealTime());
+    configure(benchmark::RegisterBenchmark((name + "/Baseline").c_str(), baseline)->UseRealTime());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/standin-bench-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) Abandon("cannot make a state directory");
+    stateDir = pattern;
+    // Before the first GetStore: the engine reads its directories when it opens a store.
+    setenv("CONFIGSTORE_DIR", stateDir.c_str(), 1);
+    setenv("CONFIGSTORE_RUNTIME_DIR", (stateDir + "/run").c_str(), 1);
+    setenv("CONFIGSTORE_LOG", "stderr", 0);
+
+    for (const int count : kFetchSizes) {
+        RegisterPair("Fetch", FetchEngine, FetchBaseline,
+                     [count](auto* b) { b->Arg(count)->Unit(benchmark::kMicrosecond); });
+    }
+    RegisterPair("ReadScalar", ReadScalarEngine, ReadScalarBaseline, [](auto*) {});
+    RegisterPair("WriteBatch", WriteBatchEngine, WriteBatchBaseline,
+                 [](auto* b) { b->Iterations(5)->Unit(benchmark::kMillisecond); });
+    RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
+                 [](auto* b) { b->MinTime(2.0)->Unit(benchmark::kMicrosecond); });
+
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    for (auto& entry : engineStores) DestroyStore(entry.second);
+    baselineStores.clear();
+    std::filesystem::remove_all(stateDir);
+    return 0;
+}
