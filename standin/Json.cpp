@@ -10,8 +10,10 @@ namespace standin {
 
 namespace {
 
-constexpr unsigned kParseFlags =
-    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
+// Full precision: a double stored as its shortest text must read back as the same double.
+constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag |
+                                 rapidjson::kParseIterativeFlag |
+                                 rapidjson::kParseFullPrecisionFlag;
 
 // Passes the reader's events on to the document, refusing nesting beyond the limit.
 struct DepthLimit {
