@@ -1,34 +1,20 @@
 // Allocation counts of the library's paths: scalar values allocate nothing, strings and arrays
 // are allocated once at their final size, and a failed allocation leaves nothing behind.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <new>
 
+#include "../unit/DoubleTest.h"
 #include "Allocations.h"
-#include "EngineDouble.h"
-#include "core/Handles.h"
 
 namespace {
 
 using enginedouble::Read;
 using KivConfigStore::ConfigStoreObjectId;
 
-class Allocation : public ::testing::Test {
+class Allocation : public HandleTest {
 protected:
     void SetUp() override {
-        enginedouble::Reset();
-        object_ = NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject("object"), true);
-        filter_ = NewHandle<FilterSpecObjectStruct>(
-            std::make_shared<KivConfigStore::FilterSpecObject>(ConfigStoreObjectId("f", "", "")),
-            true);
+        HandleTest::SetUp();
         enginedouble::SetRecording(false);
-    }
-    void TearDown() override {
-        DestroyConfigStoreObject(object_);
-        DestroyFilterSpecObject(filter_);
     }
 
     // Runs `work` with counting on.
@@ -38,8 +24,25 @@ protected:
         allocations::Stop();
     }
 
-    ConfigStoreObjectStruct* object_ = nullptr;
-    FilterSpecObjectStruct* filter_ = nullptr;
+    // Makes the first, second, ... allocation of `call` fail, through `fail`
+    // (allocations::FailMalloc or FailCalloc), until the call answers `success`. Each failure
+    // answers CS_C_INTERNAL_ERROR and leaves no block behind; `unchanged` checks the outputs.
+    // Returns how many allocations were made to fail.
+    static int FailEach(void (*fail)(int), int success, const std::function<int()>& call,
+                        const std::function<void()>& unchanged) {
+        for (int n = 1; n < 100; ++n) {
+            int result = 0;
+            fail(n);
+            Count([&] { result = call(); });
+            if (result == success) return n - 1;
+            SCOPED_TRACE(n);
+            EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
+            EXPECT_EQ(allocations::UnfreedBlocks(), 0);
+            unchanged();
+        }
+        ADD_FAILURE() << "the call never succeeded";
+        return 0;
+    }
 };
 
 TEST_F(Allocation, ScalarValuesAllocateNothing) {
@@ -133,22 +136,25 @@ TEST_F(Allocation, FailedCopiesReleaseWhatWasMadeAndKeepOutputs) {
     char* kept = nullptr;
     char** strings = &kept;
     int count = -1;
-    allocations::FailCalloc(3);  // the array and the first string succeed
-    int result = 0;
-    Count([&] { result = GetValueStringArray(object_, "k", &strings, &count); });
-    EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(allocations::UnfreedBlocks(), 0);
-    EXPECT_EQ(strings, &kept);
-    EXPECT_EQ(count, 0);
+    EXPECT_EQ(FailEach(
+                  allocations::FailCalloc, CS_C_OK,
+                  [&] { return GetValueStringArray(object_, "k", &strings, &count); },
+                  [&] { EXPECT_EQ(strings, &kept); }),
+              4);  // the array and three strings
+    DestroyStringArrayValue(&strings, count);
 
     char* parts[4] = {};
-    allocations::FailCalloc(3);
-    Count([&] {
-        result = GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2], &parts[3]);
-    });
-    EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(allocations::UnfreedBlocks(), 0);
-    for (char* part : parts) EXPECT_EQ(part, nullptr);
+    EXPECT_EQ(FailEach(
+                  allocations::FailCalloc, CS_C_OK,
+                  [&] {
+                      return GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2],
+                                                    &parts[3]);
+                  },
+                  [&] {
+                      for (char* part : parts) EXPECT_EQ(part, nullptr);
+                  }),
+              3);
+    for (char* part : parts) std::free(part);
 }
 
 TEST_F(Allocation, FailedHandleListReleasesTheHandlesMadeSoFar) {
@@ -158,87 +164,73 @@ TEST_F(Allocation, FailedHandleListReleasesTheHandlesMadeSoFar) {
     ConfigStoreObjectStruct* kept = nullptr;
     ConfigStoreObjectStruct** handles = &kept;
     int count = -1;
-    allocations::FailMalloc(3);  // the third handle
-    bool failed = false;
-    Count([&] {
+    const auto wrap = [&] {
         try {
-            WrapConfigStoreObjectList(objects, &handles, &count);
+            return WrapConfigStoreObjectList(objects, &handles, &count);
         } catch (const std::bad_alloc&) {
-            failed = true;
+            return static_cast<int>(CS_C_INTERNAL_ERROR);
         }
-    });
-    EXPECT_TRUE(failed);
-    EXPECT_EQ(allocations::UnfreedBlocks(), 0);
-    EXPECT_EQ(handles, &kept);
-    EXPECT_EQ(count, 0);
-    for (const auto& object : objects) EXPECT_EQ(object.use_count(), 1);
+    };
+    for (void (*fail)(int) : {allocations::FailMalloc, allocations::FailCalloc}) {
+        FailEach(fail, CS_C_OK, wrap, [&] {
+            EXPECT_EQ(handles, &kept);
+            for (const auto& object : objects) EXPECT_EQ(object.use_count(), 1);
+        });
+        for (int i = 0; i < count; ++i) DestroyConfigStoreObject(handles[i]);
+        std::free(handles);
+        handles = &kept;
+    }
 }
 
 TEST_F(Allocation, EveryFailedAllocationLeavesTheChildCacheAsItWas) {
     enginedouble::Answer("GetSubObjectInstances",
                          KivConfigStore::ObjectList{enginedouble::MakeObject("fan", "1"),
                                                     enginedouble::MakeObject("fan", "2")});
-    int result = CS_C_INTERNAL_ERROR;
-    int failures = 0;
-    for (int n = 1; result != CS_C_OK; ++n) {
-        ConfigStoreObjectStruct* sub = object_;
-        allocations::FailMalloc(n);
-        Count([&] { result = GetSubObject(object_, "fan", "2", &sub); });
-        if (result == CS_C_OK) break;
-        ++failures;
-        EXPECT_EQ(result, CS_C_INTERNAL_ERROR) << n;
-        EXPECT_EQ(sub, nullptr) << n;
-        EXPECT_TRUE(object_->children.empty()) << n;
-        EXPECT_EQ(allocations::UnfreedBlocks(), 0) << n;
-    }
-    EXPECT_GT(failures, 2);
+    ConfigStoreObjectStruct* sub = object_;
+    EXPECT_GT(FailEach(
+                  allocations::FailMalloc, CS_C_OK,
+                  [&] {
+                      sub = object_;
+                      return GetSubObject(object_, "fan", "2", &sub);
+                  },
+                  [&] {
+                      EXPECT_EQ(sub, nullptr);
+                      EXPECT_TRUE(object_->children.empty());
+                  }),
+              2);
     EXPECT_EQ(object_->children.at("fan").size(), 2u);
 
-    result = CS_C_INTERNAL_ERROR;
-    for (int n = 1; result != CS_C_OK; ++n) {
-        FilterSpecObjectStruct* sub = filter_;
-        allocations::FailMalloc(n);
-        Count([&] { result = CreateSubObjectFilter(filter_, "blade", nullptr, &sub); });
-        if (result == CS_C_OK) break;
-        EXPECT_EQ(sub, filter_) << n;
-        EXPECT_TRUE(filter_->children.empty()) << n;
-        EXPECT_EQ(allocations::UnfreedBlocks(), 0) << n;
-    }
+    FilterSpecObjectStruct* subFilter = filter_;
+    FailEach(
+        allocations::FailMalloc, CS_C_OK,
+        [&] { return CreateSubObjectFilter(filter_, "blade", nullptr, &subFilter); },
+        [&] {
+            EXPECT_EQ(subFilter, filter_);
+            EXPECT_TRUE(filter_->children.empty());
+        });
     EXPECT_EQ(filter_->children.at("blade").size(), 1u);
 }
 
 TEST_F(Allocation, FailedImportListLeavesNothingBehind) {
-    enginedouble::Answer("Import", enginedouble::ImportAnswer{false,
-                                                              {{"fan",
-                                                                "a message long enough to "
-                                                                "need the heap"},
-                                                               {"pump",
-                                                                "another long message "
-                                                                "on the heap"}}});
-    int result = CS_C_INTERNAL_ERROR;
-    for (int n = 1; result != CS_C_VALIDATION_ERROR; ++n) {
-        ErrorInfoStruct* kept = nullptr;
-        ErrorInfoStruct** errors = &kept;
-        int count = -1;
-        allocations::FailMalloc(n);
-        Count([&] { result = Import("{}", &errors, &count); });
-        if (result == CS_C_VALIDATION_ERROR) {
-            EXPECT_GT(n, 4);
-            DestroyErrorInfoList(&errors, count);
-            break;
-        }
-        EXPECT_EQ(result, CS_C_INTERNAL_ERROR) << n;
-        EXPECT_EQ(errors, &kept) << n;
-        EXPECT_EQ(count, -1) << n;
-        EXPECT_EQ(allocations::UnfreedBlocks(), 0) << n;
-    }
-    ErrorInfoStruct** errors = nullptr;
+    enginedouble::Answer(
+        "Import", enginedouble::ImportAnswer{false,
+                                             {{"fan", "a message long enough to need the heap"},
+                                              {"pump", "another long message on the heap"}}});
+    ErrorInfoStruct* kept = nullptr;
+    ErrorInfoStruct** errors = &kept;
     int count = -1;
-    allocations::FailCalloc(1);
-    Count([&] { result = Import("{}", &errors, &count); });
-    EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
-    EXPECT_EQ(allocations::UnfreedBlocks(), 0);
-    EXPECT_EQ(count, -1);
+    for (void (*fail)(int) : {allocations::FailMalloc, allocations::FailCalloc}) {
+        EXPECT_GT(FailEach(
+                      fail, CS_C_VALIDATION_ERROR, [&] { return Import("{}", &errors, &count); },
+                      [&] {
+                          EXPECT_EQ(errors, &kept);
+                          EXPECT_EQ(count, -1);
+                      }),
+                  0);
+        DestroyErrorInfoList(&errors, count);
+        errors = &kept;
+        count = -1;
+    }
 }
 
 }  // namespace

@@ -17,12 +17,6 @@ std::string Label(const KivConfigStore::BaseObject& object) {
 std::string Text(const char* text) {
     return text == nullptr ? "(null)" : text;
 }
-std::string Text(const std::string& text) {
-    return text;
-}
-std::string Text(bool value) {
-    return value ? "true" : "false";
-}
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
     return id.key + "|" + id.group + "|" + id.component + "|" + id.instanceId;
 }

@@ -28,9 +28,7 @@ State& TheState();
 // "key" or "key/instanceId".
 std::string Label(const KivConfigStore::BaseObject& object);
 
-std::string Text(const char* text);  // "(null)" for NULL
-std::string Text(const std::string& text);
-std::string Text(bool value);
+std::string Text(const char* text);                               // "(null)" for NULL
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id);  // "key|group|component|id"
 std::string Text(const KivConfigStore::SubObjectId& id);          // "key|instanceId"
 std::string Text(const KivConfigStore::USERDATA_CONTEXT& context);
@@ -45,11 +43,12 @@ std::string Text(const std::vector<std::shared_ptr<Object>>& objects) {
     for (const auto& object : objects) text += (text.empty() ? "" : ",") + Text(object);
     return text;
 }
+// Strings as they are, booleans as "true" or "false", numbers with 17 digits.
 template <class T>
-std::string Text(const T& number) {
+std::string Text(const T& value) {
     std::ostringstream out;
     out.precision(17);
-    out << number;
+    out << std::boolalpha << value;
     return out.str();
 }
 

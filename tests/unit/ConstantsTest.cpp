@@ -19,13 +19,4 @@ TEST(EngineConstants, FirstRowOfARepeatedCodeWins) {
     EXPECT_EQ(MessageOf(1085), nullptr);
 }
 
-TEST(EngineConstants, ReservedNamesCompareWholeStrings) {
-    EXPECT_EQ(kReservedNames.size(), 3u);
-    for (const char* name : {"IS_BOOT", "APPLY_BOOT", "BACKUP_FILES"}) {
-        EXPECT_EQ(kReservedNames.count(name), 1u) << name;
-    }
-    EXPECT_EQ(kReservedNames.count("is_boot"), 0u);
-    EXPECT_EQ(kReservedNames.count("IS_BOOT "), 0u);
-}
-
 }  // namespace

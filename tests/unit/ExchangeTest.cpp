@@ -14,7 +14,7 @@ std::string Take(char* text, const std::string& engineText) {
     return buffer;
 }
 
-TEST_F(Exchange, AcceptedOrRecordlessRefusalLeavesTheOutputsAlone) {
+TEST_F(Exchange, AcceptedOrRecordlessRefusalLeavesTheOutputsAloneAndNoListIsAccepted) {
     ErrorInfoStruct* sentinel = nullptr;
     ErrorInfoStruct** errors = &sentinel;
     int count = -1;
@@ -27,6 +27,17 @@ TEST_F(Exchange, AcceptedOrRecordlessRefusalLeavesTheOutputsAlone) {
     EXPECT_EQ(Import("{}", &errors, &count), CS_C_OK);
     EXPECT_EQ(errors, &sentinel);
     EXPECT_EQ(count, -1);
+    // With no list, the accessors refuse silently and release accepts nothing.
+    char* text = nullptr;
+    EXPECT_EQ(GetErrorInfoKey(nullptr, &text), CS_C_INVALID_ARGUMENT);
+    EXPECT_EQ(GetErrorInfoMessage(nullptr, &text), CS_C_INVALID_ARGUMENT);
+    EXPECT_EQ(text, nullptr);
+    errors = nullptr;
+    EXPECT_EQ(DestroyErrorInfoList(&errors, 0), CS_C_OK);
+    EXPECT_EQ(DestroyErrorInfoList(nullptr, 3), CS_C_OK);
+    // NULL entries are skipped.
+    errors = static_cast<ErrorInfoStruct**>(std::calloc(2, sizeof(ErrorInfoStruct*)));
+    EXPECT_EQ(DestroyErrorInfoList(&errors, 2), CS_C_OK);
     ExpectLog({});
 }
 
@@ -67,20 +78,6 @@ TEST_F(Exchange, ImportRefusalsAndFailuresLeaveTheOutputsAlone) {
         "Import", "Import", [&] { return Import("x", &errors, &count); }, kStoreFailures);
     EXPECT_EQ(errors, nullptr);
     EXPECT_EQ(count, -1);
-}
-
-TEST_F(Exchange, ErrorInfoAccessorsAndReleaseAcceptNothing) {
-    char* text = nullptr;
-    EXPECT_EQ(GetErrorInfoKey(nullptr, &text), CS_C_INVALID_ARGUMENT);
-    EXPECT_EQ(GetErrorInfoMessage(nullptr, &text), CS_C_INVALID_ARGUMENT);
-    EXPECT_EQ(text, nullptr);
-    ErrorInfoStruct** none = nullptr;
-    EXPECT_EQ(DestroyErrorInfoList(&none, 0), CS_C_OK);
-    EXPECT_EQ(DestroyErrorInfoList(nullptr, 3), CS_C_OK);
-    // NULL entries are skipped.
-    auto** holes = static_cast<ErrorInfoStruct**>(std::calloc(2, sizeof(ErrorInfoStruct*)));
-    EXPECT_EQ(DestroyErrorInfoList(&holes, 2), CS_C_OK);
-    ExpectLog({});
 }
 
 TEST_F(Exchange, ExportHandsOutTheDocumentOfTheSelection) {

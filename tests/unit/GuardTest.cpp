@@ -1,5 +1,6 @@
-// Exception families: each family translates its own exceptions in handler order, and the
-// catch-all answers everything else, so that nothing escapes.
+// The guard under every exported function: handlers are tried in their family's order, each
+// translated exception writes one line, and the catch-all answers everything else, so that
+// nothing escapes. Which family each function runs under is checked with the function.
 #include <new>
 
 #include "DoubleTest.h"
@@ -15,48 +16,22 @@ int Raise(std::exception_ptr error) {
     return Guard<Handlers>("Tag", [&]() -> int { std::rethrow_exception(error); });
 }
 
-struct FamilyCase {
-    const char* name;
-    int (*raise)(std::exception_ptr);
-    Results results;
-};
-
-const FamilyCase kFamilies[] = {
-    {"ValueReads", Raise<ValueReads>, kValueReads},
-    {"ArrayReads", Raise<ArrayReads>, kValueReads},
-    {"ValueWrites", Raise<ValueWrites>, kValueWrites},
-    {"ValueAppends", Raise<ValueAppends>, kValueAppends},
-    {"ObjectReads", Raise<ObjectReads>, kStoreFailures},
-    {"ObjectWrites", Raise<ObjectWrites>, kObjectWrites},
-    {"ObjectCreation", Raise<ObjectCreation>, kArgumentOrStore},
-    {"InstanceReads", Raise<InstanceReads>, kArgumentOrStore},
-    {"InstanceWrites", Raise<InstanceWrites>, kInstanceWrites},
-    {"StoreLevel", Raise<StoreLevel>, kStoreFailures},
-    {"Untranslated", Raise<Untranslated>, kUntranslated},
-};
-
-void PrintTo(const FamilyCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
-class ExceptionFamilies : public DoubleTest, public ::testing::WithParamInterface<FamilyCase> {};
-
-TEST_P(ExceptionFamilies, TranslateEachExceptionWithOneLine) {
-    const auto errors = EngineErrors();
-    for (size_t i = 0; i < errors.size(); ++i) {
-        enginedouble::Reset();
-        EXPECT_EQ(GetParam().raise(errors[i].first), GetParam().results[i]) << errors[i].second;
-        ExpectLog({{"%s: %s", {"Tag", errors[i].second}}});
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ExceptionFamilies, ::testing::ValuesIn(kFamilies),
-                         [](const auto& info) { return std::string(info.param.name); });
-
 struct NotAStandardException {};
-using CatchAll = DoubleTest;
+using Guards = DoubleTest;
 
-TEST_F(CatchAll, AnswersAllocationFailureAndForeignExceptionsAndPassesResultsThrough) {
+TEST_F(Guards, TryHandlersInOrderSoThatTheFirstMatchWins) {
+    const auto validation = std::make_exception_ptr(engine::ValidationException("invalid"));
+    using ValidationFirst = Family<ValidationFailure, StoreFailure>;
+    using StoreFirst = Family<StoreFailure, ValidationFailure>;
+    EXPECT_EQ(Raise<ValidationFirst>(validation), CS_C_VALIDATION_ERROR);
+    EXPECT_EQ(Raise<StoreFirst>(validation), CS_C_STORE_ERROR);
+    EXPECT_EQ(Raise<Family<InvalidType>>(validation), CS_C_INTERNAL_ERROR);
+    ExpectLog({{"%s: %s", {"Tag", "invalid"}},
+               {"%s: %s", {"Tag", "invalid"}},
+               {"%s: %s", {"Tag", "invalid"}}});
+}
+
+TEST_F(Guards, CatchAllAnswersAllocationFailureAndForeignExceptionsAndPassesResultsThrough) {
     EXPECT_EQ(Raise<StoreLevel>(std::make_exception_ptr(std::bad_alloc())), CS_C_INTERNAL_ERROR);
     EXPECT_EQ(Raise<ObjectWrites>(std::make_exception_ptr(NotAStandardException())),
               CS_C_INTERNAL_ERROR);

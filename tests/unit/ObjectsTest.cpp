@@ -166,11 +166,20 @@ const TextFunction kTexts[] = {
      [](ConfigStoreObjectStruct*, char** text) { return GenerateInstanceId(text); }, kUntranslated},
 };
 
-TEST_F(Objects, TextsAreCopiesOfTheEnginesAnswer) {
+TEST_F(Objects, TextsAreCopiesOfTheEnginesAnswerUnlessRefused) {
+    char* text = nullptr;
+    EXPECT_EQ(GetConfigStoreObjectId(nullptr, &text, &text, &text, &text), CS_C_VALIDATION_ERROR);
+    EXPECT_EQ(GetVersion(nullptr, &text), CS_C_INVALID_ARGUMENT);
+    EXPECT_EQ(GetSchemaVersion("k", nullptr, nullptr, &text), CS_C_INVALID_ARGUMENT);
+    ExpectLog({{"%s: ConfigStoreCPtr not provided", {"GetConfigStoreObjectId"}},
+               {"%s: obj not provided", {"GetVersion"}},
+               {"%s: argument 'component' not provided", {"GetSchemaVersion"}}});
+    EXPECT_EQ(text, nullptr);
+    EXPECT_TRUE(enginedouble::Calls().empty());
+
     for (const TextFunction& function : kTexts) {
         enginedouble::Reset();
         enginedouble::Answer(function.name, std::string("2.1"));
-        char* text = nullptr;
         ASSERT_EQ(function.call(object_, &text), CS_C_OK);
         EXPECT_STREQ(text, "2.1");
         std::free(text);
@@ -185,22 +194,9 @@ TEST_F(Objects, TextsAreCopiesOfTheEnginesAnswer) {
             function.results);
     }
     enginedouble::Reset();
-    char* text = nullptr;
     ASSERT_EQ(GetSchemaVersion("k", "g", "c", &text), CS_C_OK);
     EXPECT_EQ(enginedouble::CallsTo("GetSchemaVersion").at(0).args[0], "k|g|c|");
     std::free(text);
-}
-
-TEST_F(Objects, TextsRefuseMissingArguments) {
-    char* text = nullptr;
-    EXPECT_EQ(GetConfigStoreObjectId(nullptr, &text, &text, &text, &text), CS_C_VALIDATION_ERROR);
-    EXPECT_EQ(GetVersion(nullptr, &text), CS_C_INVALID_ARGUMENT);
-    EXPECT_EQ(GetSchemaVersion("k", nullptr, nullptr, &text), CS_C_INVALID_ARGUMENT);
-    ExpectLog({{"%s: ConfigStoreCPtr not provided", {"GetConfigStoreObjectId"}},
-               {"%s: obj not provided", {"GetVersion"}},
-               {"%s: argument 'component' not provided", {"GetSchemaVersion"}}});
-    EXPECT_EQ(text, nullptr);
-    EXPECT_TRUE(enginedouble::Calls().empty());
 }
 
 }  // namespace

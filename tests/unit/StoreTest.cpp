@@ -7,7 +7,7 @@ using namespace KivConfigStore;
 
 using Store = DoubleTest;
 
-TEST_F(Store, NamespacesAreAskedForAsGivenAndNullIsTheEnginesOwnConstant) {
+TEST_F(Store, NamespacesAreAskedForAsGivenNullIsTheEnginesOwnAndObjectsOutliveTheirStore) {
     const struct {
         const char* name;
         std::vector<std::string> args;
@@ -21,8 +21,14 @@ TEST_F(Store, NamespacesAreAskedForAsGivenAndNullIsTheEnginesOwnConstant) {
         ASSERT_NE(store, nullptr);
         ASSERT_EQ(enginedouble::Calls().size(), 1u);
         EXPECT_EQ(enginedouble::Calls()[0].args, c.args);
+        // Objects outlive the store handle they came through.
+        ConfigStoreObjectStruct* object = nullptr;
+        ASSERT_EQ(WrapConfigStoreObject(enginedouble::MakeObject("k"), &object), CS_C_OK);
         EXPECT_EQ(DestroyStore(store), CS_C_OK);
         EXPECT_EQ(enginedouble::LiveStores(), 0);
+        EXPECT_EQ(enginedouble::LiveObjects(), 1);
+        EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
+        EXPECT_EQ(enginedouble::LiveObjects(), 0);
     }
     EXPECT_EQ(DestroyStore(nullptr), CS_C_OK);
     ExpectLog({});
@@ -44,19 +50,6 @@ TEST_F(Store, NoStoreAnswersNotFoundSilentlyAndFailuresLeaveTheOutputUntouched) 
             return result;
         },
         kStoreFailures);
-}
-
-TEST_F(Store, ObjectsOutliveTheStoreHandleTheyCameThrough) {
-    ConfigStoreStruct* store = nullptr;
-    ASSERT_EQ(GetStore(nullptr, &store), CS_C_OK);
-    ConfigStoreObjectStruct* object = nullptr;
-    ASSERT_EQ(WrapConfigStoreObject(enginedouble::MakeObject("k"), &object), CS_C_OK);
-
-    EXPECT_EQ(DestroyStore(store), CS_C_OK);
-    EXPECT_EQ(enginedouble::LiveStores(), 0);
-    EXPECT_EQ(enginedouble::LiveObjects(), 1);
-    EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
-    EXPECT_EQ(enginedouble::LiveObjects(), 0);
 }
 
 }  // namespace

@@ -68,17 +68,4 @@ TEST_F(SubObjectFilters, RepeatedCreateKeepsTheFirstHandleAsTheKeysFilter) {
     EXPECT_EQ(CallsTo("GetSubObjectFilter").size(), 1u);
 }
 
-TEST_F(SubObjectFilters, EngineFailuresLeaveTheCacheAsItWas) {
-    FilterSpecObjectStruct sentinel;
-    FilterSpecObjectStruct* sub = &sentinel;
-    enginedouble::Throw("CreateSubObjectFilter", InvalidTypeException("no"));
-    enginedouble::Throw("GetSubObjectFilter", ConfigStoreException("gone"));
-    EXPECT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
-    EXPECT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
-    EXPECT_EQ(sub, &sentinel);
-    EXPECT_TRUE(filter_->children.empty());
-    ExpectLog(
-        {{"%s: %s", {"CreateSubObjectFilter", "no"}}, {"%s: %s", {"GetSubObjectFilter", "gone"}}});
-}
-
 }  // namespace

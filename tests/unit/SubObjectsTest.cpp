@@ -85,28 +85,24 @@ TEST_F(SubObjects, SingletonIsFetchedOnceThenServedFromTheCacheButAMissingOneIsA
 }
 
 TEST_F(SubObjects, InstancesAreLoadedOnceThenServedFromTheCache) {
+    ConfigStoreObjectStruct* none = object_;
+    EXPECT_EQ(GetSubObject(object_, "fan", "1", &none), CS_C_NOT_FOUND);  // a key without instances
+    EXPECT_EQ(none, nullptr);
+    EXPECT_TRUE(object_->children.empty());
+
     EngineHasFans({"1", "2"});
     ConfigStoreObjectStruct* two = nullptr;
     ConfigStoreObjectStruct* one = nullptr;
-    ConfigStoreObjectStruct* none = object_;
-    ASSERT_EQ(GetSubObject(object_, "fan", "2", &two), CS_C_OK);
+    ASSERT_EQ(GetSubObject(object_, "fan", "2", &two), CS_C_OK);  // is asked for again
     ASSERT_EQ(GetSubObject(object_, "fan", "1", &one), CS_C_OK);
     EXPECT_EQ(GetSubObject(object_, "fan", "3", &none), CS_C_NOT_FOUND);
-    EXPECT_EQ(none, nullptr);
     EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &none), CS_C_NOT_FOUND);  // no singleton
     EXPECT_EQ(two->engineObject->objectId.instanceId, "2");
     EXPECT_EQ(one->engineObject->objectId.instanceId, "1");
-    ASSERT_EQ(Loads(), 1u);
-    EXPECT_EQ(CallsTo("GetSubObjectInstances")[0].args[0], "fan");
+    const auto loads = CallsTo("GetSubObjectInstances");
+    ASSERT_EQ(loads.size(), 2u);
+    EXPECT_EQ(loads[1].args[0], "fan");
     EXPECT_TRUE(CallsTo("GetSubObject").empty());
-}
-
-TEST_F(SubObjects, KeyWithoutInstancesIsAskedForAgain) {
-    ConfigStoreObjectStruct* sub = nullptr;
-    EXPECT_EQ(GetSubObject(object_, "fan", "1", &sub), CS_C_NOT_FOUND);
-    EXPECT_EQ(GetSubObject(object_, "fan", "1", &sub), CS_C_NOT_FOUND);
-    EXPECT_EQ(Loads(), 2u);
-    EXPECT_TRUE(object_->children.empty());
 }
 
 TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
@@ -129,7 +125,7 @@ TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     EXPECT_EQ(object_->children.count("pump"), 0u);
 }
 
-TEST_F(SubObjects, EngineFailuresLeaveTheCacheAsItWas) {
+TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
     ConfigStoreObjectStruct sentinel;
     ConfigStoreObjectStruct* sub = &sentinel;
     enginedouble::Throw("GetSubObjectInstances", ConfigStoreException("load failed"));
@@ -147,12 +143,22 @@ TEST_F(SubObjects, EngineFailuresLeaveTheCacheAsItWas) {
     sub = &sentinel;
     EXPECT_EQ(CreateSubObject(object_, "fan", nullptr, &sub), CS_C_STORE_ERROR);
     EXPECT_EQ(sub, &sentinel);
+    FilterSpecObjectStruct filterSentinel;
+    FilterSpecObjectStruct* subFilter = &filterSentinel;
+    enginedouble::Throw("CreateSubObjectFilter", InvalidTypeException("no"));
+    enginedouble::Throw("GetSubObjectFilter", ConfigStoreException("gone"));
+    EXPECT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &subFilter), CS_C_STORE_ERROR);
+    EXPECT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &subFilter), CS_C_STORE_ERROR);
+    EXPECT_EQ(subFilter, &filterSentinel);
     ExpectLog({{"%s: %s", {"getAllSubObjects", "load failed"}},
                {"%s: %s", {"getAllSubObjects", "load failed"}},
                {"%s: %s", {"getAllSubObjects", "broken"}},
                {"%s: %s", {"getSubObject", "bad key"}},
-               {"%s: %s", {"CreateSubObject", "refused"}}});
+               {"%s: %s", {"CreateSubObject", "refused"}},
+               {"%s: %s", {"CreateSubObjectFilter", "no"}},
+               {"%s: %s", {"GetSubObjectFilter", "gone"}}});
     EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(filter_->children.empty());
 }
 
 TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {

@@ -9,49 +9,34 @@ namespace {
 
 using enginedouble::Read;
 
-// A value of each type the functions take or the engine delivers.
-template <class T>
+// A value of each type the functions take or the engine delivers; a missing one has no pointer
+// and a size that would need one.
+template <class T, bool missing = false>
 T Sample() {
-    if constexpr (std::is_arithmetic_v<T>) {
-        return T(1);
-    } else if constexpr (std::is_pointer_v<T>) {
-        return reinterpret_cast<T>("text");
-    } else if constexpr (std::is_same_v<T, std::string>) {
+    if constexpr (std::is_arithmetic_v<T>)
+        return T(missing ? 4 : 1);
+    else if constexpr (std::is_pointer_v<T>)
+        return missing ? nullptr : reinterpret_cast<T>("text");
+    else if constexpr (std::is_same_v<T, std::string>)
         return "text";
-    } else {
+    else
         return T(2, Sample<typename T::value_type>());
-    }
 }
 
-// A missing value: no pointer, with a size that would need one.
-template <class T>
-T Missing() {
-    if constexpr (std::is_pointer_v<T>) {
-        return nullptr;
-    } else {
-        return T(4);
-    }
-}
-
-template <class Handle, class Value>
-int Call(int (*read)(Handle*, const char*, Value*), void* handle, const char* key) {
+// Calls a read with zero-filled outputs and releases what it hands out.
+template <class Handle, class Value, class... Size>
+int Call(int (*read)(Handle*, const char*, Value*, Size*...), void* handle, const char* key) {
     Value value{};
-    const int result = read(static_cast<Handle*>(handle), key, &value);
-    Release(value, 0);
-    return result;
-}
-template <class Handle, class Value, class Size>
-int Call(int (*read)(Handle*, const char*, Value*, Size*), void* handle, const char* key) {
-    Value value{};
-    Size size{};
-    const int result = read(static_cast<Handle*>(handle), key, &value, &size);
+    std::common_type_t<Size..., int> size = 0;
+    const int result =
+        read(static_cast<Handle*>(handle), key, &value, static_cast<Size*>(&size)...);
     Release(value, static_cast<int>(size));
     return result;
 }
 template <class Handle, class... Args>
 int Write(int (*write)(Handle*, const char*, Args...), void* handle, const char* key, bool value) {
     if (value) return write(static_cast<Handle*>(handle), key, Sample<Args>()...);
-    return write(static_cast<Handle*>(handle), key, Missing<Args>()...);
+    return write(static_cast<Handle*>(handle), key, Sample<Args, true>()...);
 }
 template <class Handle, class... Args>
 constexpr bool TakesPointer(int (*)(Handle*, const char*, Args...)) {
