@@ -50,20 +50,20 @@ TEST_F(Exchange, RefusalWithRecordsHandsOutTheList) {
     int count = 0;
     ASSERT_EQ(Import("{\"fan\":{}}", &errors, &count), CS_C_VALIDATION_ERROR);
     ASSERT_EQ(count, 3);
-    char* text = nullptr;
-    for (int twice = 0; twice < 2; ++twice) {  // each call a new copy
-        ASSERT_EQ(GetErrorInfoKey(errors[0], &text), CS_C_OK);
-        EXPECT_EQ(Take(text, "fan"), Delivered("fan"));
+    // Each call a new copy; texts with an embedded NUL are cut there, in buffers of the engine
+    // text's full length.
+    const struct {
+        int (*get)(ErrorInfoStruct*, char**);
+        int entry;
+        std::string text;
+    } texts[] = {{GetErrorInfoKey, 0, "fan"},           {GetErrorInfoKey, 0, "fan"},
+                 {GetErrorInfoMessage, 0, "bad speed"}, {GetErrorInfoMessage, 1, ""},
+                 {GetErrorInfoKey, 1, nulKey},          {GetErrorInfoMessage, 2, nulMessage}};
+    for (const auto& t : texts) {
+        char* text = nullptr;
+        ASSERT_EQ(t.get(errors[t.entry], &text), CS_C_OK);
+        EXPECT_EQ(Take(text, t.text), Delivered(t.text));
     }
-    ASSERT_EQ(GetErrorInfoMessage(errors[0], &text), CS_C_OK);
-    EXPECT_EQ(Take(text, "bad speed"), Delivered("bad speed"));
-    ASSERT_EQ(GetErrorInfoMessage(errors[1], &text), CS_C_OK);
-    EXPECT_EQ(Take(text, ""), Delivered(""));
-    // Texts with an embedded NUL are cut there, in buffers of the engine text's full length.
-    ASSERT_EQ(GetErrorInfoKey(errors[1], &text), CS_C_OK);
-    EXPECT_EQ(Take(text, nulKey), Delivered(nulKey));
-    ASSERT_EQ(GetErrorInfoMessage(errors[2], &text), CS_C_OK);
-    EXPECT_EQ(Take(text, nulMessage), Delivered(nulMessage));
     EXPECT_EQ(DestroyErrorInfoList(&errors, count), CS_C_OK);
     ExpectLog({});
 }

@@ -31,7 +31,7 @@ void PrintTo(const ListRead& read, std::ostream* out) {
 
 class ListReads : public HandleTest, public ::testing::WithParamInterface<ListRead> {};
 
-TEST_P(ListReads, DeliverNewHandlesInTheEnginesOrderOrNotFound) {
+TEST_P(ListReads, DeliverNewHandlesInTheEnginesOrderOrNotFoundAndNothingOnFailures) {
     const ListRead& read = GetParam();
     ConfigStoreObjectStruct* sentinel = nullptr;
     ConfigStoreObjectStruct** objects = &sentinel;
@@ -56,10 +56,7 @@ TEST_P(ListReads, DeliverNewHandlesInTheEnginesOrderOrNotFound) {
     ASSERT_EQ(calls.size(), 2u);
     EXPECT_EQ(calls[1].args[0], read.selection);
     ExpectLog({});
-}
 
-TEST_P(ListReads, LeaveBothOutputsAloneOnFailures) {
-    const ListRead& read = GetParam();
     ExpectTranslations(
         read.operation, read.name,
         [&] {

@@ -24,7 +24,7 @@ void PrintTo(const Transaction& transaction, std::ostream* out) {
 
 class Transactions : public HandleTest, public ::testing::WithParamInterface<Transaction> {};
 
-TEST_P(Transactions, ReachTheStoreOncePerCall) {
+TEST_P(Transactions, ReachTheStoreOncePerCallAndTranslateStoreFailuresUnderTheirOwnName) {
     const Transaction& transaction = GetParam();
     EXPECT_EQ(transaction.call(store_), CS_C_OK);
     EXPECT_EQ(transaction.call(store_), CS_C_OK);
@@ -35,10 +35,6 @@ TEST_P(Transactions, ReachTheStoreOncePerCall) {
     }
     EXPECT_EQ(transaction.call(nullptr), CS_C_INVALID_ARGUMENT);
     ExpectLog({{"%s: ConfigStoreCPtr not provided", {transaction.storeTag}}});
-}
-
-TEST_P(Transactions, TranslateStoreFailuresUnderTheirOwnName) {
-    const Transaction& transaction = GetParam();
     ExpectTranslations(
         transaction.operation, transaction.name, [&] { return transaction.call(store_); },
         kStoreFailures);

@@ -77,13 +77,10 @@ ValueFunction ReadEntry(const char* name, const char* operation, const char* wor
 template <auto write>
 ValueFunction WriteEntry(const char* name, const char* operation, const char* worker,
                          const Results& results) {
-    return {name,
-            operation,
-            worker == nullptr ? name : worker,
-            &results,
-            CallWrite<write>,
-            nullptr,
-            TakesPointer(write) ? CallWithoutValue<write> : nullptr};
+    ValueFunction entry{name, operation, worker, &results, CallWrite<write>, nullptr, nullptr};
+    if (worker == nullptr) entry.worker = name;
+    if (TakesPointer(write)) entry.callWithoutValue = CallWithoutValue<write>;
+    return entry;
 }
 
 // clang-format off
@@ -100,7 +97,7 @@ const char* const kArray = "GetValueArrayInternal";
 const char* const kSet = "SetValueInternal";
 const char* const kAppend = "AppendValueInternal";
 
-const ValueFunction kFunctions[] = {
+const ValueFunction kReads[] = {
     READS(Int, int, "GetValue(int*)", kRead),
     READS(Uint16, unsigned short, "GetValue(unsigned short*)", kRead),
     READS(Uint32, unsigned int, "GetValue(unsigned int*)", kRead),
@@ -116,6 +113,9 @@ const ValueFunction kFunctions[] = {
     READS(DoubleArray, std::vector<double>, "GetValue(vector<double>*)", kArray),
     READS(LonglongArray, std::vector<long long>, "GetValue(vector<long long>*)", kArray),
     READS(BoolArray, std::vector<bool>, "GetValue(vector<bool>*)", kArray),
+};
+
+const ValueFunction kWrites[] = {
     WRITES(SetValue, Int, "SetValue(int)", kSet, kValueWrites),
     WRITES(SetValue, Uint16, "SetValue(unsigned short)", kSet, kValueWrites),
     WRITES(SetValue, Uint32, "SetValue(unsigned int)", kSet, kValueWrites),
@@ -182,8 +182,9 @@ TEST_P(ValueFunctions, TranslateOnlyTheirFamilysExceptions) {
         *function.results);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ValueFunctions, ::testing::ValuesIn(kFunctions),
-                         [](const auto& info) { return std::string(info.param.name); });
+const auto kByName = [](const auto& info) { return std::string(info.param.name); };
+INSTANTIATE_TEST_SUITE_P(Reads, ValueFunctions, ::testing::ValuesIn(kReads), kByName);
+INSTANTIATE_TEST_SUITE_P(Writes, ValueFunctions, ::testing::ValuesIn(kWrites), kByName);
 
 class ValueReads : public ValueFunctions {};
 
@@ -197,15 +198,6 @@ TEST_P(ValueReads, MapTheEnginesStatus) {
     ExpectLog({});
 }
 
-std::vector<ValueFunction> Reads() {
-    std::vector<ValueFunction> reads;
-    for (const ValueFunction& function : kFunctions) {
-        if (function.scriptStatus != nullptr) reads.push_back(function);
-    }
-    return reads;
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ValueReads, ::testing::ValuesIn(Reads()),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(All, ValueReads, ::testing::ValuesIn(kReads), kByName);
 
 }  // namespace
