@@ -127,7 +127,9 @@ void ReadInto(const char* key, const JsonValue& v, std::vector<T>* out) {
 
 // Elements that a list of `first`'s type accepts: its own type; integers in a list of doubles.
 bool SameListType(const JsonValue& first, const JsonValue& element) {
-    if (first.IsBool() || first.IsString()) return first.GetType() == element.GetType();
+    // RapidJSON gives true and false types of their own.
+    if (first.IsBool()) return element.IsBool();
+    if (first.IsString()) return element.IsString();
     if (IsInteger(first)) return IsInteger(element);
     if (first.IsNumber()) return element.IsNumber();
     return false;
