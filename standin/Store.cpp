@@ -109,6 +109,9 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
     }
     db.Execute("PRAGMA " + schema + (durable ? ".synchronous = FULL" : ".synchronous = OFF"),
                KivConfigStore::ERR_DB_OPEN_FAILED);
+    // A store made before opens without a write lock, so that it never waits for another
+    // process's transaction.
+    if (PragmaNumber(db, schema + ".user_version") == kFormat) return;
     db.Execute("BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED);
     try {
         // Another process may have created the tables since the check above.
