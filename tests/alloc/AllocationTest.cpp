@@ -1,7 +1,5 @@
 // Allocation counts of the library's paths: scalar values allocate nothing, strings and arrays
 // are allocated once at their final size, and a failed allocation leaves nothing behind.
-#include <new>
-
 #include "../unit/DoubleTest.h"
 #include "Allocations.h"
 
@@ -158,24 +156,19 @@ TEST_F(Allocation, FailedCopiesReleaseWhatWasMadeAndKeepOutputs) {
 }
 
 TEST_F(Allocation, FailedHandleListReleasesTheHandlesMadeSoFar) {
-    const KivConfigStore::ObjectList objects{enginedouble::MakeObject("a"),
-                                             enginedouble::MakeObject("b"),
-                                             enginedouble::MakeObject("c")};
+    enginedouble::Answer(
+        "ConfigStore::GetInstances",
+        KivConfigStore::ObjectList{enginedouble::MakeObject("a"), enginedouble::MakeObject("b"),
+                                   enginedouble::MakeObject("c")});
     ConfigStoreObjectStruct* kept = nullptr;
     ConfigStoreObjectStruct** handles = &kept;
     int count = -1;
-    const auto wrap = [&] {
-        try {
-            return WrapConfigStoreObjectList(objects, &handles, &count);
-        } catch (const std::bad_alloc&) {
-            return static_cast<int>(CS_C_INTERNAL_ERROR);
-        }
-    };
     for (void (*fail)(int) : {allocations::FailMalloc, allocations::FailCalloc}) {
-        FailEach(fail, CS_C_OK, wrap, [&] {
-            EXPECT_EQ(handles, &kept);
-            for (const auto& object : objects) EXPECT_EQ(object.use_count(), 1);
-        });
+        EXPECT_GT(
+            FailEach(
+                fail, CS_C_OK, [&] { return GetInstances(store_, filter_, &handles, &count); },
+                [&] { EXPECT_EQ(handles, &kept); }),
+            0);
         for (int i = 0; i < count; ++i) DestroyConfigStoreObject(handles[i]);
         std::free(handles);
         handles = &kept;

@@ -1,4 +1,5 @@
-// Top-level handles made from engine objects, and the destruction of handle trees.
+// The layout of handles and the destruction of handle trees. Wrapping engine objects in handles
+// is checked with the fetches and instance reads.
 #include "DoubleTest.h"
 
 namespace {
@@ -22,34 +23,6 @@ TEST_F(Handles, EngineObjectIsTheFirstFieldOfBothObjectHandles) {
     FilterSpecObjectStruct filter;
     EXPECT_EQ(static_cast<void*>(&object.engineObject), static_cast<void*>(&object));
     EXPECT_EQ(static_cast<void*>(&filter.engineObject), static_cast<void*>(&filter));
-}
-
-TEST_F(Handles, WrapMakesTopLevelHandlesInOrderOrAnswersNotFound) {
-    ConfigStoreObjectStruct sentinel;
-    ConfigStoreObjectStruct* handle = &sentinel;
-    EXPECT_EQ(WrapConfigStoreObject(nullptr, &handle), CS_C_NOT_FOUND);
-    EXPECT_EQ(handle, nullptr);
-    ConfigStoreObjectStruct** handles = &handle;
-    int count = -1;
-    EXPECT_EQ(WrapConfigStoreObjectList({}, &handles, &count), CS_C_NOT_FOUND);
-    EXPECT_EQ(handles, nullptr);
-    EXPECT_EQ(count, 0);
-
-    const KivConfigStore::ObjectList objects{MakeObject("a"), MakeObject("b"), MakeObject("c")};
-    ASSERT_EQ(WrapConfigStoreObject(objects[0], &handle), CS_C_OK);
-    ASSERT_EQ(WrapConfigStoreObjectList(objects, &handles, &count), CS_C_OK);
-    ASSERT_EQ(count, 3);
-    EXPECT_EQ(handle->engineObject, objects[0]);
-    EXPECT_TRUE(handle->children.empty());
-    EXPECT_TRUE(handle->isTopLevel);
-    EXPECT_EQ(DestroyConfigStoreObject(handle), CS_C_OK);
-    for (int i = 0; i < count; ++i) {
-        EXPECT_EQ(handles[i]->engineObject, objects[i]);
-        EXPECT_TRUE(handles[i]->isTopLevel);
-        EXPECT_EQ(DestroyConfigStoreObject(handles[i]), CS_C_OK);
-    }
-    std::free(handles);
-    ExpectLog({});
 }
 
 TEST_F(Handles, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) {

@@ -33,10 +33,9 @@ int Call(int (*read)(Handle*, const char*, Value*, Size*...), void* handle, cons
     Release(value, static_cast<int>(size));
     return result;
 }
-template <class Handle, class... Args>
-int Write(int (*write)(Handle*, const char*, Args...), void* handle, const char* key, bool value) {
-    if (value) return write(static_cast<Handle*>(handle), key, Sample<Args>()...);
-    return write(static_cast<Handle*>(handle), key, Sample<Args, true>()...);
+template <bool missing, class Handle, class... Args>
+int Write(int (*write)(Handle*, const char*, Args...), void* handle, const char* key) {
+    return write(static_cast<Handle*>(handle), key, Sample<Args, missing>()...);
 }
 template <class Handle, class... Args>
 constexpr bool TakesPointer(int (*)(Handle*, const char*, Args...)) {
@@ -47,13 +46,9 @@ template <auto read>
 int CallRead(void* handle, const char* key) {
     return Call(read, handle, key);
 }
-template <auto write>
+template <auto write, bool missing = false>
 int CallWrite(void* handle, const char* key) {
-    return Write(write, handle, key, true);
-}
-template <auto write>
-int CallWithoutValue(void* handle, const char* key) {
-    return Write(write, handle, key, false);
+    return Write<missing>(write, handle, key);
 }
 template <class T>
 void ScriptStatus(const char* operation, int status) {
@@ -79,7 +74,7 @@ ValueFunction WriteEntry(const char* name, const char* operation, const char* wo
                          const Results& results) {
     ValueFunction entry{name, operation, worker, &results, CallWrite<write>, nullptr, nullptr};
     if (worker == nullptr) entry.worker = name;
-    if (TakesPointer(write)) entry.callWithoutValue = CallWithoutValue<write>;
+    if (TakesPointer(write)) entry.callWithoutValue = CallWrite<write, true>;
     return entry;
 }
 
