@@ -1,0 +1,121 @@
+// The data-class rule: what a write of one class does to an identity's stored documents.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "Classes.h"
+#include "Values.h"
+
+namespace {
+
+using standin::DataClass;
+using standin::Json;
+using standin::JsonValue;
+using standin::WriteKind;
+
+Json Parse(const char* text) {
+    Json document;
+    EXPECT_EQ(standin::ParseJson(text, std::strlen(text), document), "") << text;
+    return document;
+}
+
+struct Step {
+    const char* changes;  // the values written to the object; null removes a key
+    WriteKind kind;
+    bool external = false;  // an EXTERNAL write, which records the desired configuration
+};
+
+// Stored documents are given as one JSON array: [configuration, user data, vital data, cached
+// data, desired configuration], null or left out where a class has none.
+struct Scenario {
+    const char* name;
+    bool fetched;  // the object holds the stored values; else it was created empty
+    const char* before;
+    std::vector<Step> steps;
+    const char* after;
+};
+
+constexpr WriteKind kSet{DataClass::Configuration, false};
+constexpr WriteKind kUpdate{DataClass::Configuration, true};
+constexpr WriteKind kSetUserData{DataClass::UserData, false};
+constexpr WriteKind kSetVitalData{DataClass::VitalData, false};
+
+// clang-format off
+const Scenario kScenarios[] = {
+    {"SetReplacesTheConfiguration", false, R"([{"a":1,"b":2}])",
+     {{R"({"c":3})", kSet}}, R"([{"c":3}])"},
+    {"UpdateMergesOnlyChangedKeys", false, R"([{"a":1,"b":2}])",
+     {{R"({"b":5,"c":3,"a":null})", kUpdate}}, R"([{"b":5,"c":3}])"},
+    {"SetKeepsOtherClassesUnchangedKeys", true, R"([{"a":1},{"u":1},{"v":1},{"c":1}])",
+     {{R"({"b":[2]})", kSet}}, R"([{"a":1,"b":[2]},{"u":1},{"v":1},{"c":1}])"},
+    {"ChangedKeyMovesOutOfItsOldClassAndNotIntoTheDesired", true,
+     R"([{"a":1,"b":2},null,null,null,{"a":0}])", {{R"({"a":3})", kSetUserData}},
+     R"([{"b":2},{"a":3},null,null,{"a":0}])"},
+    {"WrittenKeyStaysInItsNewClass", true, R"([{"a":1,"b":2}])",
+     {{R"({"a":3})", kSetUserData}, {"{}", kSet}, {R"({"b":4})", kSetUserData}},
+     R"([{},{"a":3,"b":4}])"},
+    {"RemovedKeyLeavesEveryClass", true, R"([{"a":1,"b":2},{"u":1},{"v":1},{"c":1}])",
+     {{R"({"a":null,"u":null,"c":null})", kSetVitalData}}, R"([{"b":2},{},{"v":1},{}])"},
+    {"ExternalWritesRecordTheDesiredConfiguration", true,
+     R"([{"a":1,"b":2},null,null,null,{"a":1,"b":0,"x":1}])",
+     {{R"({"b":null,"c":3})", kUpdate, true}, {R"({"u":true})", kSetUserData, true}},
+     R"([{"a":1,"c":3},{"u":true},null,null,{"a":1,"c":3,"u":true,"x":1}])"},
+};
+// clang-format on
+
+std::string TextOf(const std::optional<Json>& document) {
+    return document ? standin::ToText(*document) : "null";
+}
+
+// The stored documents in the scenarios' form.
+Json Gathered(const standin::StoredClasses& stored) {
+    Json all(rapidjson::kArrayType);
+    standin::JsonAllocator allocator;
+    for (const auto& document : stored) {
+        all.PushBack(document ? JsonValue(*document, allocator) : JsonValue(), allocator);
+    }
+    while (all[all.Size() - 1].IsNull()) all.PopBack();
+    return all;
+}
+
+TEST(Classes, WritesMoveKeysBetweenTheStoredDocuments) {
+    for (const Scenario& scenario : kScenarios) {
+        SCOPED_TRACE(scenario.name);
+        standin::StoredClasses stored;
+        standin::ObjectValues object;
+        Json before = Parse(scenario.before);
+        for (rapidjson::SizeType c = 0; c < before.Size(); ++c) {
+            if (before[c].IsNull()) continue;
+            stored[c].emplace().CopyFrom(before[c], stored[c]->GetAllocator());
+            if (scenario.fetched && c < standin::kValueClasses) {
+                Json loaded;
+                loaded.CopyFrom(before[c], loaded.GetAllocator());
+                standin::AddLoaded(object, static_cast<DataClass>(c), loaded);
+            }
+        }
+        long long version = 0;
+        for (const Step& step : scenario.steps) {
+            Json changes = Parse(step.changes);
+            for (auto& change : changes.GetObject()) {
+                if (change.value.IsNull()) object.Remove(change.name.GetString());
+                if (!change.value.IsNull()) {
+                    object.Write(change.name.GetString(), std::move(change.value));
+                }
+            }
+            std::array<std::string, standin::kValueClasses + 1> texts;
+            for (std::size_t c = 0; c < texts.size(); ++c) texts[c] = TextOf(stored[c]);
+            const auto changed = standin::ApplyWrite(object, step.kind, step.external, stored);
+            // The store persists only the documents reported as changed.
+            for (std::size_t c = 0; c < texts.size(); ++c) {
+                EXPECT_TRUE(changed[c] || texts[c] == TextOf(stored[c])) << "class " << c;
+            }
+            standin::MarkWritten(object, step.kind.target, ++version);
+        }
+        EXPECT_TRUE(Gathered(stored) == Parse(scenario.after)) << standin::ToText(Gathered(stored));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+// A namespace's store on disk: where its files go, the files it refuses, transactions and
+// threads on the one store of a namespace.
+#include <gtest/gtest.h>
+#include <kivconfigstore/ConfigStore.h>
+#include <kivconfigstore/ErrorCodes.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <numeric>
+#include <thread>
+
+#include "Files.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace KivConfigStore;
+
+fs::path gRoot;  // this process's temporary directory
+
+// Every store of the process lives below a fresh temporary directory, removed at the end.
+class TemporaryDirectories : public ::testing::Environment {
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "standin-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        gRoot = pattern;
+        setenv("CONFIGSTORE_DIR", (gRoot / "state" / "nested").c_str(), 1);
+        setenv("CONFIGSTORE_RUNTIME_DIR", (gRoot / "run").c_str(), 1);
+        setenv("CONFIGSTORE_LOG", "stderr", 1);
+    }
+    void TearDown() override { fs::remove_all(gRoot); }
+};
+const auto* const kDirectories = ::testing::AddGlobalTestEnvironment(new TemporaryDirectories);
+
+// A namespace of the running test's own.
+std::string TestNamespace() {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return std::string(test->test_suite_name()) + "." + test->name();
+}
+
+// The code of the ConfigStoreException that `action` raises; 0 when it raises none.
+int CodeOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const ConfigStoreException& e) {
+        return e.Code();
+    }
+    return 0;
+}
+
+std::string Contents(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
+    const std::string refused[] = {"", ".x", "a/b", "a b", "\xc3\xa9", std::string(65, 'a')};
+    for (const std::string& name : refused) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(CodeOf([&] { standin::FilesOf(name); }), ERR_DB_OPEN_FAILED);
+    }
+    const standin::StoreFiles files = standin::FilesOf(std::string(64, 'a'));
+    EXPECT_EQ(files.database,
+              (gRoot / "state" / "nested" / (std::string(64, 'a') + ".db")).string());
+    for (const fs::path& directory : {gRoot / "state", gRoot / "state" / "nested", gRoot / "run"}) {
+        struct stat status {};
+        ASSERT_EQ(stat(directory.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0700u) << directory;
+    }
+}
+
+TEST(StoreFiles, ADirectoryThatCannotBeMadeIsRefused) {
+    const std::string state = std::getenv("CONFIGSTORE_DIR");
+    std::ofstream(gRoot / "file") << "a file, not a directory";
+    setenv("CONFIGSTORE_DIR", (gRoot / "file" / "state").c_str(), 1);
+    EXPECT_EQ(CodeOf([] { ConfigStore::GetStore(TestNamespace()); }), ERR_DB_OPEN_FAILED);
+    setenv("CONFIGSTORE_DIR", state.c_str(), 1);
+}
+
+TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
+    // clang-format off
+    const std::pair<const char*, void (*)(const std::string&)> files[] = {
+        {"garbage", [](const std::string& path) { std::ofstream(path) << std::string(5000, 'x'); }},
+        {"other", [](const std::string& path) {  // a database of another application
+             sqlite3* db = nullptr;
+             sqlite3_open(path.c_str(), &db);
+             EXPECT_EQ(sqlite3_exec(db, "CREATE TABLE t(x); INSERT INTO t VALUES(1)", 0, 0, 0), 0);
+             sqlite3_close(db);
+         }},
+        {"truncated", [](const std::string& path) {  // a store cut inside a long value
+             const auto object = CreateObject({"key", "group", "component"}, "");
+             object->SetValue("k", std::string(20000, 'x').c_str());
+             ConfigStore::GetStore(fs::path(path).stem())->Set(object, INTERNAL);
+             fs::resize_file(path, fs::file_size(path) / 2);
+         }},
+    };
+    // clang-format on
+    for (const auto& [name, write] : files) {
+        SCOPED_TRACE(name);
+        const std::string nameSpace = TestNamespace() + "." + name;
+        const std::string path = standin::FilesOf(nameSpace).database;
+        write(path);
+        const std::string bytes = Contents(path);
+        EXPECT_EQ(CodeOf([&] { ConfigStore::GetStore(nameSpace); }), ERR_DB_INTEGRITY_CHECK_FAILED);
+        EXPECT_TRUE(Contents(path) == bytes);
+    }
+}
+
+class Store : public ::testing::Test {
+protected:
+    void Write(int value) {
+        const auto object = CreateObject(id_, "");
+        object->SetValue("n", value);
+        store_->Set(object, INTERNAL);
+    }
+    int Stored() {
+        int value = -1;
+        const auto object = store_->Get(id_);
+        if (object != nullptr) object->GetValue("n", &value);
+        return value;
+    }
+
+    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestNamespace());
+    const ConfigStoreObjectId id_{"key", "group", "component"};
+};
+
+TEST_F(Store, TransactionMisuseIsRefused) {
+    EXPECT_EQ(CodeOf([&] { store_->CommitTransaction(); }), ERR_TRANSACTION_COMMIT_FAILED);
+    EXPECT_EQ(CodeOf([&] { store_->CancelTransaction(); }), ERR_TRANSACTION_CANCEL_FAILED);
+    store_->BeginTransaction();
+    EXPECT_EQ(CodeOf([&] { store_->BeginTransaction(); }), ERR_TRANSACTION_START_FAILED);
+    store_->CommitTransaction();  // the first transaction stayed open
+}
+
+TEST_F(Store, TransactionsCancelledOrLeftOpenWriteNothing) {
+    Write(1);
+    store_->BeginTransaction();
+    Write(2);
+    EXPECT_EQ(Stored(), 2);
+    store_->CancelTransaction();
+    EXPECT_EQ(Stored(), 1);
+    store_->BeginTransaction();
+    Write(3);
+    store_.reset();  // the last reference: the store closes
+    store_ = ConfigStore::GetStore(TestNamespace());
+    EXPECT_EQ(Stored(), 1);
+}
+
+TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
+    constexpr int kThreads = 4;
+    constexpr int kWrites = 25;
+    const std::string nameSpace = TestNamespace();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([this, thread, nameSpace] {
+            const auto store = ConfigStore::GetStore(nameSpace);
+            EXPECT_EQ(store, store_);
+            const ConfigStoreObjectId id(std::to_string(thread), "group", "component", "");
+            for (int i = 0; i < kWrites; ++i) {
+                auto object = store->Get(id);
+                if (object == nullptr) object = CreateObject(id, "");
+                object->AppendValue("writes", i);
+                i % 2 == 0 ? store->Set(object, EXTERNAL) : store->Update(object, INTERNAL);
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    std::vector<int> expected(kWrites);
+    std::iota(expected.begin(), expected.end(), 0);
+    for (int thread = 0; thread < kThreads; ++thread) {
+        std::vector<int> writes;
+        const auto object = store_->Get({std::to_string(thread), "group", "component", ""});
+        EXPECT_TRUE(object != nullptr && object->GetValue("writes", &writes) == 1);
+        EXPECT_EQ(writes, expected) << "thread " << thread;
+    }
+}
+
+}  // namespace
