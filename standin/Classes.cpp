@@ -77,14 +77,16 @@ ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     if (kind.merge && stored[target]) written.CopyFrom(*stored[target], written.GetAllocator());
     for (const auto& member : object.values.GetObject()) {
         const char* key = member.name.GetString();
-        const bool isChanged = object.changed.count(key) != 0;
-        if (isChanged || (!kind.merge && object.ClassOf(key) == kind.target)) {
+        if ((!kind.merge && object.ClassOf(key) == kind.target) || object.changed.count(key) != 0) {
             Put(written, member.name, member.value);
         }
     }
-    for (const auto& key : object.changed) {
-        if (object.Find(key.c_str()) == nullptr) {
-            Erase(written, JsonValue(rapidjson::StringRef(key.data(), key.size())));
+    // Only a merge starts from the stored document, which may hold keys removed in memory.
+    if (kind.merge) {
+        for (const auto& key : object.changed) {
+            if (object.Find(key.c_str()) == nullptr) {
+                Erase(written, JsonValue(rapidjson::StringRef(key.data(), key.size())));
+            }
         }
     }
     // Every key lives in one class: the others give up what the target now holds and what
@@ -122,7 +124,7 @@ ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
 
 void MarkWritten(ObjectValues& object, DataClass target, long long version) {
     for (const auto& key : object.changed) {
-        if (object.Find(key.c_str()) == nullptr || target == object.loadedClass) {
+        if (target == object.loadedClass || object.Find(key.c_str()) == nullptr) {
             object.otherClasses.erase(key);
         } else {
             object.otherClasses[key] = target;

@@ -93,7 +93,8 @@ sqlite3_stmt* Database::Prepared(const Sql& sql) {
 }
 
 void Database::Bind(sqlite3_stmt* statement, int index, std::string_view text) {
-    if (sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_TRANSIENT,
+    // No copy: the text outlives the cursor, whose end clears the bindings.
+    if (sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC,
                             SQLITE_UTF8) != SQLITE_OK) {
         Raise(KivConfigStore::ERR_DB_BIND_FAILED);
     }

@@ -50,7 +50,8 @@ public:
     // Runs SQL text that takes no arguments (pragmas, schema, transaction control).
     void Execute(const std::string& text, CSErrorCodes failure);
 
-    // Runs `sql` with `arguments` bound to its parameters in order.
+    // Runs `sql` with `arguments` bound to its parameters in order. Text is bound where it is,
+    // so it must outlive the cursor.
     template <class... Arguments>
     Cursor Run(const Sql& sql, const Arguments&... arguments) {
         sqlite3_stmt* statement = Prepared(sql);

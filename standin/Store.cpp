@@ -48,7 +48,11 @@ const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
                       KivConfigStore::ERR_DB_DELETE_FAILED};
 const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,
                          KivConfigStore::ERR_DB_DELETE_FAILED};
-const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 RETURNING changes",
+// Two plain one-row statements: with RETURNING, SQLite would give every write a statement
+// journal, a 64 KiB buffer allocated and freed again each time.
+const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 WHERE id = 0",
+                       KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kReadChanges{"SELECT changes FROM main.counter WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
 const Sql kIsBooting{"SELECT 1 FROM runtime.boot WHERE " IDENTITY,
                      KivConfigStore::ERR_DB_READ_FAILED};
@@ -173,31 +177,42 @@ void NotSupportedYet(const char* operation) {
     Fail(KivConfigStore::ERR_INTERNAL_ERROR, std::string(operation) + " is not supported yet");
 }
 
-// One write's share of the store: its own transaction, or a savepoint inside the caller's,
-// so that a write that fails leaves nothing behind either way.
+// One write's share of the store: its own transaction, or inside the caller's a savepoint, so
+// that a write that fails leaves nothing behind either way. A write that changes the database
+// with one statement needs no savepoint: SQLite undoes a failed statement by itself (or, after
+// an I/O or memory failure, the whole transaction, savepoint or not).
 class Store::WriteScope {
 public:
     explicit WriteScope(Store& store) : store_(store) {
-        store_.db_.Do(store_.inTransaction_ ? kSavepoint : kBegin);
+        if (!store_.inTransaction_) store_.db_.Do(kBegin);
     }
     WriteScope(const WriteScope&) = delete;
     WriteScope& operator=(const WriteScope&) = delete;
     ~WriteScope() {
         if (done_) return;
         sqlite3* db = store_.db_.Handle();
-        if (store_.inTransaction_) {
-            sqlite3_exec(db, "ROLLBACK TO write; RELEASE write", nullptr, nullptr, nullptr);
-        } else {
+        if (!store_.inTransaction_) {
             sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        } else if (savepoint_) {
+            sqlite3_exec(db, "ROLLBACK TO write; RELEASE write", nullptr, nullptr, nullptr);
         }
     }
+    // Before the first change: the number of statements that will change the database.
+    void WillChange(int statements) {
+        if (!store_.inTransaction_ || statements < 2) return;
+        store_.db_.Do(kSavepoint);
+        savepoint_ = true;
+    }
     void Commit() {
-        store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
+        if (!store_.inTransaction_ || savepoint_) {
+            store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
+        }
         done_ = true;
     }
 
 private:
     Store& store_;
+    bool savepoint_ = false;
     bool done_ = false;
 };
 
@@ -259,8 +274,9 @@ StoredClasses Store::LoadStored(const ConfigStoreObjectId& id, long long* versio
 }
 
 long long Store::NextVersion() {
-    if (inTransaction_ && transactionVersion_ != 0) return transactionVersion_;
-    auto row = db_.Run(kCountChange);
+    if (VersionKnown()) return transactionVersion_;
+    db_.Do(kCountChange);
+    auto row = db_.Run(kReadChanges);
     if (!row.Next()) db_.Raise(kCountChange.failure);
     return row.Integer(0);
 }
@@ -315,6 +331,9 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
         durable |= changed[dataClass] && dataClass != static_cast<int>(DataClass::CachedData);
     }
+    int statements = durable && !VersionKnown() ? 1 : 0;
+    for (const bool stored : changed) statements += stored ? 1 : 0;
+    scope.WillChange(statements);
     const long long version = durable ? NextVersion() : 0;
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
         if (!changed[dataClass]) continue;
@@ -348,6 +367,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
     const std::lock_guard<std::mutex> lock(mutex_);
     WriteScope scope(*this);
+    scope.WillChange(2);  // two deletes, then perhaps the change counter
     db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
     const bool durable = sqlite3_changes(db_.Handle()) > 0;
     db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
@@ -360,6 +380,7 @@ void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
     CheckIdentity(id);
     const std::lock_guard<std::mutex> lock(mutex_);
     WriteScope scope(*this);
+    scope.WillChange(1);
     db_.Do(status ? kSetBooting : kClearBooting, id.key, id.group, id.component, id.instanceId);
     scope.Commit();
 }

@@ -62,6 +62,8 @@ private:
     // The identity's stored documents; `version` rises to the latest of its durable classes.
     StoredClasses LoadStored(const ConfigStoreObjectId& id, long long* version);
     long long NextVersion();
+    // The open transaction has counted its change already: its writes carry that version.
+    bool VersionKnown() const { return inTransaction_ && transactionVersion_ != 0; }
 
     std::mutex mutex_;
     StoreFiles files_;

@@ -151,6 +151,12 @@ JsonValue ElementOf(const char* key, const std::string& v) {
     return TextValue(key, v.data(), v.size());
 }
 
+// One search of the set, and a new string only for a key not yet listed.
+void MarkChanged(KeySet& changed, const char* key) {
+    const auto place = changed.lower_bound(key);
+    if (place == changed.end() || *place != key) changed.emplace_hint(place, key);
+}
+
 }  // namespace
 
 JsonValue NumberValue(const char* key, double value) {
@@ -248,7 +254,7 @@ void ObjectValues::Write(const char* key, JsonValue value) {
     } else {
         values.AddMember(JsonValue(key, allocator), value, allocator);
     }
-    if (changed.find(key) == changed.end()) changed.emplace(key);
+    MarkChanged(changed, key);
 }
 
 template <class T>
@@ -272,7 +278,7 @@ void ObjectValues::Append(const char* key, T element) {
     }
     JsonAllocator allocator;
     list.PushBack(added, allocator);
-    if (changed.find(key) == changed.end()) changed.emplace(key);
+    MarkChanged(changed, key);
 }
 
 template void ObjectValues::Append(const char*, int);
@@ -300,7 +306,7 @@ void ObjectValues::Remove(const char* key) {
     if (key == nullptr || *key == '\0') return;
     const auto member = values.FindMember(key);
     if (member != values.MemberEnd()) values.EraseMember(member);  // keeps the others' order
-    if (changed.find(key) == changed.end()) changed.emplace(key);
+    MarkChanged(changed, key);
 }
 
 }  // namespace standin
