@@ -8,12 +8,6 @@
 
 namespace KivConfigStore {
 
-const std::string sGlobalNamespace = "global";
-const std::string kEmptyString;
-
-ConfigStore::ConfigStore() = default;
-ConfigStore::~ConfigStore() = default;
-
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
     return standin::Store::Shared(nameSpace);
 }

@@ -33,15 +33,6 @@ const void* BaseObject::GetValuePtrDefault(const char* key, bool& isDefault) con
     return state_->Find(key);
 }
 
-ReadOnlyObject::ReadOnlyObject(const ConfigStoreObjectId& id) : BaseObject(id) {}
-ReadOnlyObject::~ReadOnlyObject() = default;
-WritableObject::WritableObject(const ConfigStoreObjectId& id) : ReadOnlyObject(id) {}
-WritableObject::~WritableObject() = default;
-ConfigStoreObject::ConfigStoreObject(const ConfigStoreObjectId& id) : WritableObject(id) {}
-ConfigStoreObject::~ConfigStoreObject() = default;
-FilterSpecObject::FilterSpecObject(const ConfigStoreObjectId& id) : WritableObject(id) {}
-FilterSpecObject::~FilterSpecObject() = default;
-
 #define STANDIN_READ(Type)                                             \
     int ReadOnlyObject::GetValue(const char* key, Type* value) const { \
         return EngineState::Of(*this).Read(key, value);                \

@@ -38,15 +38,6 @@ const void* BaseObject::GetValuePtrDefault(const char*, bool& isDefault) const {
     return nullptr;
 }
 
-ReadOnlyObject::ReadOnlyObject(const ConfigStoreObjectId& id) : BaseObject(id) {}
-ReadOnlyObject::~ReadOnlyObject() = default;
-WritableObject::WritableObject(const ConfigStoreObjectId& id) : ReadOnlyObject(id) {}
-WritableObject::~WritableObject() = default;
-ConfigStoreObject::ConfigStoreObject(const ConfigStoreObjectId& id) : WritableObject(id) {}
-ConfigStoreObject::~ConfigStoreObject() = default;
-FilterSpecObject::FilterSpecObject(const ConfigStoreObjectId& id) : WritableObject(id) {}
-FilterSpecObject::~FilterSpecObject() = default;
-
 namespace {
 
 template <class T>

@@ -64,12 +64,6 @@ int nextInstanceId = 0;
 
 namespace KivConfigStore {
 
-const std::string sGlobalNamespace = "global";
-const std::string kEmptyString;
-
-ConfigStore::ConfigStore() = default;
-ConfigStore::~ConfigStore() = default;
-
 // Records whether the caller passed the engine's own sGlobalNamespace object.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
     Enter(OP(GetStore), nullptr, nameSpace,
