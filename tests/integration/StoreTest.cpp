@@ -126,12 +126,17 @@ struct StoreWrite {
 };
 // clang-format off
 #define WRITE(call, external, durable) \
-    {#call, [](ConfigStoreStruct* s, ConfigStoreObjectStruct* o) { return call; }, external, durable}
+    {#call, [](ConfigStoreStruct* s, ConfigStoreObjectStruct* o) { return call; }, \
+     external, durable}
 const StoreWrite kWrites[] = {
-    WRITE(Set(s, o, "EXTERNAL"), true, true),         WRITE(Set(s, o, nullptr), true, true),
-    WRITE(Set(s, o, "INTERNAL"), false, true),         WRITE(Update(s, o, "EXTERNAL"), true, true),
-    WRITE(Update(s, o, "INTERNAL"), false, true),      WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
-    WRITE(SetUserData(s, o, "INTERNAL"), false, true), WRITE(SetVitalData(s, o), false, true),
+    WRITE(Set(s, o, "EXTERNAL"), true, true),
+    WRITE(Set(s, o, nullptr), true, true),
+    WRITE(Set(s, o, "INTERNAL"), false, true),
+    WRITE(Update(s, o, "EXTERNAL"), true, true),
+    WRITE(Update(s, o, "INTERNAL"), false, true),
+    WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
+    WRITE(SetUserData(s, o, "INTERNAL"), false, true),
+    WRITE(SetVitalData(s, o), false, true),
     WRITE(SetCachedData(s, o), false, false)};
 // clang-format on
 #undef WRITE

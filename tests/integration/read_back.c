@@ -4,7 +4,7 @@
  *   read_back NAMESPACE KEY GROUP COMPONENT TYPE:NAME...
  *
  * prints one line per value, "NAME=VALUE", "NAME absent" or "NAME status N", and exits with the
- * status of Get. TYPE is one of int uint16 uint32 long longlong bool double str strs bin ints
+ * status of GetStore or Get. TYPE is one of int uint16 uint32 long longlong bool double str strs bin ints
  * longlongs doubles bools; lists print as [a,b], binary values as hex bytes. */
 #include <stdio.h>
 #include <stdlib.h>
