@@ -13,32 +13,26 @@
 
 // The value functions of each kind of handle under one set of names; outside the anonymous
 // namespace so that test names show them plainly.
+// clang-format off
 #define CALL(name, function) static constexpr auto name = function;
-#define VALUE_CALLS(Fso)                                                                          \
-    CALL(SetInt, SetValue##Fso##Int)                                                              \
-    CALL(GetInt, GetValue##Fso##Int)                                                              \
-    CALL(SetUint16, SetValue##Fso##Uint16)                                                        \
-    CALL(GetUint16, GetValue##Fso##Uint16)                                                        \
-    CALL(SetUint32, SetValue##Fso##Uint32) CALL(GetUint32, GetValue##Fso##Uint32)                 \
-        CALL(SetLong, SetValue##Fso##Long) CALL(GetLong, GetValue##Fso##Long)                     \
-            CALL(SetLonglong, SetValue##Fso##Longlong) CALL(GetLonglong, GetValue##Fso##Longlong) \
-                CALL(SetBool, SetValue##Fso##Bool) CALL(GetBool, GetValue##Fso##Bool) CALL(       \
-                    SetDouble, SetValue##Fso##Double) CALL(GetDouble, GetValue##Fso##Double)      \
-                    CALL(SetFloat, SetValue##Fso##Float) CALL(SetStr, SetValue##Fso##Str)         \
-                        CALL(GetStr, GetValue##Fso##Str) CALL(SetBinary, SetValue##Fso##Binary)   \
-                            CALL(GetBinary, GetValue##Fso##Binary)                                \
-                                CALL(SetEmptyList, SetValue##Fso##EmptyList)                      \
-                                    CALL(GetStrings, GetValue##Fso##StringArray)                  \
-                                        CALL(GetInts, GetValue##Fso##IntArray) CALL(              \
-                                            GetLonglongs, GetValue##Fso##LonglongArray)           \
-                                            CALL(GetDoubles, GetValue##Fso##DoubleArray) CALL(    \
-                                                GetBools, GetValue##Fso##BoolArray)               \
-                                                CALL(AppendInt, AppendValue##Fso##Int) CALL(      \
-                                                    AppendLonglong, AppendValue##Fso##Longlong)   \
-                                                    CALL(AppendDouble, AppendValue##Fso##Double)  \
-                                                        CALL(AppendBool, AppendValue##Fso##Bool)  \
-                                                            CALL(AppendString,                    \
-                                                                 AppendValue##Fso##String)
+#define VALUE_CALLS(Fso) \
+    CALL(SetInt, SetValue##Fso##Int)             CALL(GetInt, GetValue##Fso##Int) \
+    CALL(SetUint16, SetValue##Fso##Uint16)       CALL(GetUint16, GetValue##Fso##Uint16) \
+    CALL(SetUint32, SetValue##Fso##Uint32)       CALL(GetUint32, GetValue##Fso##Uint32) \
+    CALL(SetLong, SetValue##Fso##Long)           CALL(GetLong, GetValue##Fso##Long) \
+    CALL(SetLonglong, SetValue##Fso##Longlong)   CALL(GetLonglong, GetValue##Fso##Longlong) \
+    CALL(SetBool, SetValue##Fso##Bool)           CALL(GetBool, GetValue##Fso##Bool) \
+    CALL(SetDouble, SetValue##Fso##Double)       CALL(GetDouble, GetValue##Fso##Double) \
+    CALL(SetFloat, SetValue##Fso##Float) \
+    CALL(SetStr, SetValue##Fso##Str)             CALL(GetStr, GetValue##Fso##Str) \
+    CALL(SetBinary, SetValue##Fso##Binary)       CALL(GetBinary, GetValue##Fso##Binary) \
+    CALL(SetEmptyList, SetValue##Fso##EmptyList) CALL(GetStrings, GetValue##Fso##StringArray) \
+    CALL(GetInts, GetValue##Fso##IntArray)       CALL(GetLonglongs, GetValue##Fso##LonglongArray) \
+    CALL(GetDoubles, GetValue##Fso##DoubleArray) CALL(GetBools, GetValue##Fso##BoolArray) \
+    CALL(AppendInt, AppendValue##Fso##Int)       CALL(AppendLonglong, AppendValue##Fso##Longlong) \
+    CALL(AppendDouble, AppendValue##Fso##Double) CALL(AppendBool, AppendValue##Fso##Bool) \
+    CALL(AppendString, AppendValue##Fso##String)
+// clang-format on
 
 struct Objects {
     using Handle = ConfigStoreObjectStruct;
