@@ -34,7 +34,8 @@ cmake --build build-aarch64 -j "$(nproc)"
 for binary in build-aarch64/tests/unit_tests build-aarch64/tests/allocation_tests \
               build-aarch64/tests/c_smoke_test build-aarch64/examples/settings \
               build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so \
-              build-aarch64/standin/libconfigstore.so; do
+              build-aarch64/standin/libconfigstore.so build-aarch64/tests/standin/standin_tests \
+              build-aarch64/tests/integration/integration_tests; do
     readelf -h "$binary" | grep -q 'Machine: *AArch64' || { echo "not aarch64: $binary"; exit 1; }
 done
 echo "aarch64 binaries checked"

@@ -30,7 +30,8 @@ CBuffer<T[]> AllocateArray(int count) {
 // Element counts cross the interface as int; a longer list cannot be delivered.
 int CountOf(std::size_t size);
 
-// A NUL-terminated copy in a zero-filled buffer of length + 1 bytes, released with free().
+// A copy up to the text's first NUL, in a zero-filled buffer of the text's length + 1 bytes,
+// released with free().
 char* CopyString(const std::string& text);
 
 // Copies of the elements of a non-empty list, in order, in one array released with free().
