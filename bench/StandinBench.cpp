@@ -71,7 +71,8 @@ ConfigStoreObjectStruct* NewEngineObject(const std::string& key, const Values& v
     Require(SetValueStr(object, "name", values.name.c_str()), "SetValueStr");
     Require(SetValueBool(object, "enabled", values.enabled), "SetValueBool");
     Require(SetValueDouble(object, "ratio", values.ratio), "SetValueDouble");
-    for (const char* tag : kTags) Require(AppendValueString(object, "tags", tag), "AppendValue");
+    for (const char* tag : kTags)
+        Require(AppendValueString(object, "tags", tag), "AppendValueString");
     return object;
 }
 
