@@ -27,17 +27,7 @@ std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,
         }
     }
     auto object = std::make_shared<ConfigStoreObject>(id);
-    standin::ObjectValues& values = EngineState::Of(*object);
-    // Each member goes through the checks of a write, and counts as changed: writing the new
-    // object stores all of it.
-    for (auto& member : document.GetObject()) {
-        const std::string key(member.name.GetString(), member.name.GetStringLength());
-        if (key.find('\0') != std::string::npos || values.Find(key.c_str()) != nullptr) {
-            standin::Fail<InvalidArgumentException>(ERR_JSON_INVALID,
-                                                    "value key '" + key + "' is not unique text");
-        }
-        values.Write(key.c_str(), std::move(member.value));
-    }
+    EngineState::Of(*object).Adopt(document);
     return object;
 }
 

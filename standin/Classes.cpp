@@ -53,68 +53,73 @@ const char* NameOf(DataClass dataClass) {
 }
 
 void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document) {
-    if (object.values.ObjectEmpty() && object.otherClasses.empty()) {
-        object.values.Swap(document);  // the usual case: one class, nothing to track per key
-        object.loadedClass = dataClass;
+    if (object.values.ObjectEmpty()) {
+        object.values.Swap(document);  // the usual case: the first class loaded
+        object.states.assign(object.values.MemberCount(), {dataClass, false});
         return;
     }
+    JsonAllocator allocator;
     for (auto& member : document.GetObject()) {
-        Put(object.values, member.name, member.value);
-        const std::string key(member.name.GetString(), member.name.GetStringLength());
-        if (dataClass == object.loadedClass) {
-            object.otherClasses.erase(key);
+        const auto present = object.values.FindMember(member.name);
+        if (present != object.values.MemberEnd()) {
+            present->value = std::move(member.value);
+            object.states[static_cast<std::size_t>(present - object.values.MemberBegin())] = {
+                dataClass, false};
         } else {
-            object.otherClasses[key] = dataClass;
+            object.values.AddMember(member.name, member.value, allocator);
+            object.states.push_back({dataClass, false});
         }
     }
 }
+
+namespace {
+
+bool IsRemoved(const ObjectValues& object, const JsonValue& name) {
+    return !object.removed.empty() &&
+           object.removed.count(std::string_view(name.GetString(), name.GetStringLength())) != 0;
+}
+
+void EraseRemoved(const ObjectValues& object, Json& document) {
+    for (const auto& key : object.removed) {
+        Erase(document, JsonValue(rapidjson::StringRef(key.data(), key.size())));
+    }
+}
+
+}  // namespace
 
 ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
                           StoredClasses& stored) {
     ChangedClasses changed{};
     const int target = static_cast<int>(kind.target);
     Json written(rapidjson::kObjectType);
-    if (kind.merge && stored[target]) written.CopyFrom(*stored[target], written.GetAllocator());
-    for (const auto& member : object.values.GetObject()) {
-        const char* key = member.name.GetString();
-        if ((!kind.merge && object.ClassOf(key) == kind.target) || object.changed.count(key) != 0) {
-            Put(written, member.name, member.value);
-        }
+    if (kind.merge && stored[target]) {
+        written.CopyFrom(*stored[target], written.GetAllocator());
+        EraseRemoved(object, written);  // only a merge starts from what is stored
     }
-    // Only a merge starts from the stored document, which may hold keys removed in memory.
-    if (kind.merge) {
-        for (const auto& key : object.changed) {
-            if (object.Find(key.c_str()) == nullptr) {
-                Erase(written, JsonValue(rapidjson::StringRef(key.data(), key.size())));
-            }
+    auto member = object.values.MemberBegin();
+    for (const KeyState& state : object.states) {
+        if (state.changed || (!kind.merge && state.dataClass == kind.target)) {
+            Put(written, member->name, member->value);
         }
+        ++member;
     }
     // Every key lives in one class: the others give up what the target now holds and what
     // was removed.
     for (int other = 0; other < kValueClasses; ++other) {
         if (other == target || !stored[other]) continue;
-        for (auto member = stored[other]->MemberBegin(); member != stored[other]->MemberEnd();) {
-            const bool moved = written.HasMember(member->name);
-            const bool removed =
-                object.changed.count(
-                    std::string(member->name.GetString(), member->name.GetStringLength())) != 0 &&
-                object.Find(member->name.GetString()) == nullptr;
-            if (moved || removed) {
-                member = stored[other]->EraseMember(member);
+        for (auto held = stored[other]->MemberBegin(); held != stored[other]->MemberEnd();) {
+            if (written.HasMember(held->name) || IsRemoved(object, held->name)) {
+                held = stored[other]->EraseMember(held);
                 changed[other] = true;
             } else {
-                ++member;
+                ++held;
             }
         }
     }
     if (recordDesired) {
         Json& desired = Ensure(stored[static_cast<int>(DataClass::Desired)]);
-        for (const auto& member : written.GetObject()) Put(desired, member.name, member.value);
-        for (const auto& key : object.changed) {
-            if (object.Find(key.c_str()) == nullptr) {
-                Erase(desired, JsonValue(rapidjson::StringRef(key.data(), key.size())));
-            }
-        }
+        for (const auto& field : written.GetObject()) Put(desired, field.name, field.value);
+        EraseRemoved(object, desired);
         changed[static_cast<int>(DataClass::Desired)] = true;
     }
     stored[target].emplace(std::move(written));
@@ -123,14 +128,10 @@ ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
 }
 
 void MarkWritten(ObjectValues& object, DataClass target, long long version) {
-    for (const auto& key : object.changed) {
-        if (target == object.loadedClass || object.Find(key.c_str()) == nullptr) {
-            object.otherClasses.erase(key);
-        } else {
-            object.otherClasses[key] = target;
-        }
+    for (KeyState& state : object.states) {
+        if (state.changed) state = {target, false};
     }
-    object.changed.clear();
+    object.removed.clear();
     if (version != 0) object.version = version;
 }
 

@@ -1,5 +1,6 @@
 #include "Values.h"
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -151,10 +152,26 @@ JsonValue ElementOf(const char* key, const std::string& v) {
     return TextValue(key, v.data(), v.size());
 }
 
-// One search of the set, and a new string only for a key not yet listed.
-void MarkChanged(KeySet& changed, const char* key) {
-    const auto place = changed.lower_bound(key);
-    if (place == changed.end() || *place != key) changed.emplace_hint(place, key);
+[[noreturn]] void NoKey() {
+    Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "empty value key");
+}
+
+// Three names: comparing them beats hashing a copy of the key.
+bool IsReserved(const char* key) {
+    for (const auto& name : KivConfigStore::kReservedNames) {
+        if (name == key) return true;
+    }
+    return false;
+}
+
+// The checks of a key that is not in the object yet; the object's own keys passed them.
+void CheckNewKey(const char* key, std::size_t length) {
+    if (length == 0) NoKey();
+    if (IsReserved(key)) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                       std::string("'") + key + "' is a reserved name");
+    }
+    CheckText(key, key, length);
 }
 
 }  // namespace
@@ -177,27 +194,11 @@ JsonValue TextValue(const char* key, const char* text, std::size_t length) {
     return JsonValue(text, static_cast<rapidjson::SizeType>(length), allocator);
 }
 
-void CheckValueKey(const char* key) {
-    if (key == nullptr || *key == '\0') {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "empty value key");
-    }
-    if (KivConfigStore::kReservedNames.count(key) != 0) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
-                                       std::string("'") + key + "' is a reserved name");
-    }
-    CheckText(key, key, std::strlen(key));
-}
-
 void CheckText(const char* key, const char* text, std::size_t length) {
     if (!IsValidUtf8(text, length)) {
         Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "not valid UTF-8",
                                        IsValidUtf8(key, std::strlen(key)) ? key : "(a key)");
     }
-}
-
-DataClass ObjectValues::ClassOf(const char* key) const {
-    const auto other = otherClasses.find(key);
-    return other == otherClasses.end() ? loadedClass : other->second;
 }
 
 const JsonValue* ObjectValues::Find(const char* key) const {
@@ -246,20 +247,26 @@ int ObjectValues::ReadBinary(const char* key, unsigned char** data, unsigned lon
 }
 
 void ObjectValues::Write(const char* key, JsonValue value) {
-    CheckValueKey(key);
-    JsonAllocator allocator;
+    if (key == nullptr || *key == '\0') NoKey();
     const auto member = values.FindMember(key);
     if (member != values.MemberEnd()) {
         member->value = std::move(value);
-    } else {
-        values.AddMember(JsonValue(key, allocator), value, allocator);
+        states[static_cast<std::size_t>(member - values.MemberBegin())].changed = true;
+        return;
     }
-    MarkChanged(changed, key);
+    CheckNewKey(key, std::strlen(key));
+    JsonAllocator allocator;
+    values.AddMember(JsonValue(key, allocator), value, allocator);
+    states.push_back({DataClass::Configuration, true});
+    if (!removed.empty()) {
+        const auto wasRemoved = removed.find(key);
+        if (wasRemoved != removed.end()) removed.erase(wasRemoved);
+    }
 }
 
 template <class T>
 void ObjectValues::Append(const char* key, T element) {
-    CheckValueKey(key);
+    if (key == nullptr || *key == '\0') NoKey();
     JsonValue added = ElementOf(key, element);
     const auto member = values.FindMember(key);
     if (member == values.MemberEnd()) {
@@ -278,7 +285,7 @@ void ObjectValues::Append(const char* key, T element) {
     }
     JsonAllocator allocator;
     list.PushBack(added, allocator);
-    MarkChanged(changed, key);
+    states[static_cast<std::size_t>(member - values.MemberBegin())].changed = true;
 }
 
 template void ObjectValues::Append(const char*, int);
@@ -288,7 +295,6 @@ template void ObjectValues::Append(const char*, bool);
 template void ObjectValues::Append<const std::string&>(const char*, const std::string&);
 
 void ObjectValues::WriteBinary(const char* key, const unsigned char* data, unsigned long size) {
-    CheckValueKey(key);
     if (data == nullptr && size > 0) {
         Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_VALUE, "no data", key);
     }
@@ -305,8 +311,34 @@ void ObjectValues::WriteBinary(const char* key, const unsigned char* data, unsig
 void ObjectValues::Remove(const char* key) {
     if (key == nullptr || *key == '\0') return;
     const auto member = values.FindMember(key);
-    if (member != values.MemberEnd()) values.EraseMember(member);  // keeps the others' order
-    MarkChanged(changed, key);
+    if (member != values.MemberEnd()) {
+        states.erase(states.begin() + (member - values.MemberBegin()));
+        values.EraseMember(member);  // keeps the others' order, as `states` does
+    }
+    // Also when absent here: the stored object may still hold the key.
+    if (removed.find(key) == removed.end()) removed.emplace(key);
+}
+
+void ObjectValues::Adopt(Json& document) {
+    std::vector<std::string_view> names;
+    names.reserve(document.MemberCount());
+    for (const auto& member : document.GetObject()) {
+        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
+        if (name.find('\0') != std::string_view::npos) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_JSON_INVALID,
+                                           "a value key holds a NUL character");
+        }
+        CheckNewKey(name.data(), name.size());
+        names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    const auto twin = std::adjacent_find(names.begin(), names.end());
+    if (twin != names.end()) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_JSON_INVALID,
+                                       "value key '" + std::string(*twin) + "' appears twice");
+    }
+    values.Swap(document);
+    states.assign(values.MemberCount(), {DataClass::Configuration, true});
 }
 
 }  // namespace standin

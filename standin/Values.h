@@ -3,24 +3,29 @@
 // knows what to store where.
 #pragma once
 
-#include <map>
 #include <string>
+#include <vector>
 
 #include "Classes.h"
 #include "Json.h"
 
 namespace standin {
 
+// What the engine knows of one value key: the class it was loaded from or last stored in, and
+// whether it changed in memory since.
+struct KeyState {
+    DataClass dataClass = DataClass::Configuration;
+    bool changed = false;
+};
+
 struct ObjectValues {
     Json values{rapidjson::kObjectType};
-    // Every loaded key belongs to `loadedClass` except the ones listed in `otherClasses`, so
-    // that the usual object, loaded from one class, tracks nothing per key.
-    DataClass loadedClass = DataClass::Configuration;
-    std::map<std::string, DataClass, std::less<>> otherClasses;
-    KeySet changed;  // set, appended or removed since the object was loaded or written
+    // One state per member of `values`, in member order, so that tracking a key costs no
+    // allocation of its own.
+    std::vector<KeyState> states;
+    KeySet removed;  // keys removed in memory since the object was loaded or written
     long long version = 0;
 
-    DataClass ClassOf(const char* key) const;
     const JsonValue* Find(const char* key) const;
 
     // Typed reads: 1 and the value when the key holds one, 0 when it holds none;
@@ -36,6 +41,10 @@ struct ObjectValues {
     void Append(const char* key, T element);
     void WriteBinary(const char* key, const unsigned char* data, unsigned long size);
     void Remove(const char* key);
+
+    // Takes a new object's parsed document: each member name is checked as a write checks a
+    // new key, and every member counts as changed, so that writing the object stores it all.
+    void Adopt(Json& document);
 };
 
 // Values as writes store them; each refuses what a JSON document cannot hold
@@ -43,8 +52,6 @@ struct ObjectValues {
 JsonValue NumberValue(const char* key, double value);
 JsonValue TextValue(const char* key, const char* text, std::size_t length);
 
-// Throws InvalidArgumentException unless `key` can name a value.
-void CheckValueKey(const char* key);
 // Throws InvalidArgumentException unless `text` (not NULL) is valid UTF-8.
 void CheckText(const char* key, const char* text, std::size_t length);
 
