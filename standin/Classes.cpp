@@ -1,5 +1,7 @@
 #include "Classes.h"
 
+#include <algorithm>
+
 #include "Values.h"
 
 namespace standin {
@@ -96,12 +98,17 @@ ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
         written.CopyFrom(*stored[target], written.GetAllocator());
         EraseRemoved(object, written);  // only a merge starts from what is stored
     }
-    auto member = object.values.MemberBegin();
-    for (const KeyState& state : object.states) {
-        if (state.changed || (!kind.merge && state.dataClass == kind.target)) {
-            Put(written, member->name, member->value);
+    const auto isWritten = [&](const KeyState& state) {
+        return state.changed || (!kind.merge && state.dataClass == kind.target);
+    };
+    if (!kind.merge && std::all_of(object.states.begin(), object.states.end(), isWritten)) {
+        written.CopyFrom(object.values, written.GetAllocator());  // the usual Set: all of it
+    } else {
+        auto member = object.values.MemberBegin();
+        for (const KeyState& state : object.states) {
+            if (isWritten(state)) Put(written, member->name, member->value);
+            ++member;
         }
-        ++member;
     }
     // Every key lives in one class: the others give up what the target now holds and what
     // was removed.

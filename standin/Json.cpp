@@ -82,11 +82,15 @@ std::string ToText(const JsonValue& value) {
 }
 
 bool IsValidUtf8(const char* text, std::size_t length) {
-    rapidjson::MemoryStream bytes(text, length);
+    // Keys and most values are ASCII, which needs no decoding.
+    std::size_t ascii = 0;
+    while (ascii < length && static_cast<unsigned char>(text[ascii]) < 0x80) ++ascii;
+    if (ascii == length) return true;
+    rapidjson::MemoryStream bytes(text + ascii, length - ascii);
     struct Discard {
         void Put(char) {}
     } sink;
-    while (bytes.Tell() < length) {
+    while (bytes.Tell() < length - ascii) {
         if (!rapidjson::UTF8<>::Validate(bytes, sink)) return false;
     }
     return true;

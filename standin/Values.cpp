@@ -157,9 +157,9 @@ JsonValue ElementOf(const char* key, const std::string& v) {
 }
 
 // Three names: comparing them beats hashing a copy of the key.
-bool IsReserved(const char* key) {
+bool IsReserved(const char* key, std::size_t length) {
     for (const auto& name : KivConfigStore::kReservedNames) {
-        if (name == key) return true;
+        if (name.size() == length && std::memcmp(name.data(), key, length) == 0) return true;
     }
     return false;
 }
@@ -167,7 +167,7 @@ bool IsReserved(const char* key) {
 // The checks of a key that is not in the object yet; the object's own keys passed them.
 void CheckNewKey(const char* key, std::size_t length) {
     if (length == 0) NoKey();
-    if (IsReserved(key)) {
+    if (IsReserved(key, length)) {
         Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
                                        std::string("'") + key + "' is a reserved name");
     }
@@ -254,9 +254,12 @@ void ObjectValues::Write(const char* key, JsonValue value) {
         states[static_cast<std::size_t>(member - values.MemberBegin())].changed = true;
         return;
     }
-    CheckNewKey(key, std::strlen(key));
+    const std::size_t length = std::strlen(key);
+    CheckNewKey(key, length);
     JsonAllocator allocator;
-    values.AddMember(JsonValue(key, allocator), value, allocator);
+    values.AddMember(JsonValue(key, static_cast<rapidjson::SizeType>(length), allocator), value,
+                     allocator);
+    if (states.empty()) states.reserve(16);  // as many as the members' first allocation holds
     states.push_back({DataClass::Configuration, true});
     if (!removed.empty()) {
         const auto wasRemoved = removed.find(key);
