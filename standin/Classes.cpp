@@ -89,35 +89,36 @@ void EraseRemoved(const ObjectValues& object, Json& document) {
 
 }  // namespace
 
-ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
+WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
                           StoredClasses& stored) {
-    ChangedClasses changed{};
+    WrittenClasses written{};
     const int target = static_cast<int>(kind.target);
-    Json written(rapidjson::kObjectType);
-    if (kind.merge && stored[target]) {
-        written.CopyFrom(*stored[target], written.GetAllocator());
-        EraseRemoved(object, written);  // only a merge starts from what is stored
-    }
     const auto isWritten = [&](const KeyState& state) {
         return state.changed || (!kind.merge && state.dataClass == kind.target);
     };
     if (!kind.merge && std::all_of(object.states.begin(), object.states.end(), isWritten)) {
-        written.CopyFrom(object.values, written.GetAllocator());  // the usual Set: all of it
+        written[target] = &object.values;  // the usual Set: the whole object, as it is
     } else {
+        Json& document = stored[target] && kind.merge
+                             ? *stored[target]
+                             : stored[target].emplace(rapidjson::kObjectType);
+        EraseRemoved(object, document);  // only a merge starts from what is stored
         auto member = object.values.MemberBegin();
         for (const KeyState& state : object.states) {
-            if (isWritten(state)) Put(written, member->name, member->value);
+            if (isWritten(state)) Put(document, member->name, member->value);
             ++member;
         }
+        written[target] = &document;
     }
+    const JsonValue& targetDocument = *written[target];
     // Every key lives in one class: the others give up what the target now holds and what
     // was removed.
     for (int other = 0; other < kValueClasses; ++other) {
         if (other == target || !stored[other]) continue;
         for (auto held = stored[other]->MemberBegin(); held != stored[other]->MemberEnd();) {
-            if (written.HasMember(held->name) || IsRemoved(object, held->name)) {
+            if (targetDocument.HasMember(held->name) || IsRemoved(object, held->name)) {
                 held = stored[other]->EraseMember(held);
-                changed[other] = true;
+                written[other] = &*stored[other];
             } else {
                 ++held;
             }
@@ -125,13 +126,11 @@ ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     }
     if (recordDesired) {
         Json& desired = Ensure(stored[static_cast<int>(DataClass::Desired)]);
-        for (const auto& field : written.GetObject()) Put(desired, field.name, field.value);
+        for (const auto& field : targetDocument.GetObject()) Put(desired, field.name, field.value);
         EraseRemoved(object, desired);
-        changed[static_cast<int>(DataClass::Desired)] = true;
+        written[static_cast<int>(DataClass::Desired)] = &desired;
     }
-    stored[target].emplace(std::move(written));
-    changed[target] = true;
-    return changed;
+    return written;
 }
 
 void MarkWritten(ObjectValues& object, DataClass target, long long version) {

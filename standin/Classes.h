@@ -45,14 +45,16 @@ struct ObjectValues;
 // Adds the stored document of one class to an object being loaded.
 void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document);
 
-// The classes a write changes, to be stored.
-using ChangedClasses = std::array<bool, kValueClasses + 1>;
+// The documents a write stores, by class; null where a class stays as it is.
+using WrittenClasses = std::array<const JsonValue*, kValueClasses + 1>;
 
-// Applies a write of `object` to the identity's stored documents: the target class receives
-// the object's keys of that class and every changed key (all of them when replacing, only the
-// changed ones when merging), and the other classes give up the keys it now holds and the keys
-// removed in memory. With `recordDesired` the desired configuration takes the same changes.
-ChangedClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
+// Applies a write of `object` to the identity's stored documents (`stored`, which the write
+// changes in place): the target class receives the object's keys of that class and every
+// changed key (all of them when replacing, only the changed ones when merging), and the other
+// classes give up the keys it now holds and the keys removed in memory. With `recordDesired`
+// the desired configuration takes the same changes. When a replacing write stores the whole
+// object, the target's document is the object's own values, not a copy.
+WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recordDesired,
                           StoredClasses& stored);
 
 // After the write committed: the changed keys now belong to `target`.

@@ -326,20 +326,22 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
     StoredClasses stored = LoadStored(id, &ignored);
     const bool recordDesired =
         external && (kind.target == DataClass::Configuration || kind.target == DataClass::UserData);
-    const ChangedClasses changed = ApplyWrite(values, kind, recordDesired, stored);
+    const WrittenClasses written = ApplyWrite(values, kind, recordDesired, stored);
     bool durable = false;
+    int statements = 0;
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
-        durable |= changed[dataClass] && dataClass != static_cast<int>(DataClass::CachedData);
+        if (written[dataClass] == nullptr) continue;
+        durable |= dataClass != static_cast<int>(DataClass::CachedData);
+        ++statements;
     }
-    int statements = durable && !VersionKnown() ? 1 : 0;
-    for (const bool stored : changed) statements += stored ? 1 : 0;
+    if (durable && !VersionKnown()) ++statements;
     scope.WillChange(statements);
     const long long version = durable ? NextVersion() : 0;
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
-        if (!changed[dataClass]) continue;
+        if (written[dataClass] == nullptr) continue;
         const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
         db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
-               dataClass, ToText(*stored[dataClass]), cached ? 0 : version);
+               dataClass, ToText(*written[dataClass]), cached ? 0 : version);
     }
     scope.Commit();
     if (inTransaction_ && version != 0) transactionVersion_ = version;

@@ -13,7 +13,6 @@ namespace {
 
 using standin::DataClass;
 using standin::Json;
-using standin::JsonValue;
 using standin::WriteKind;
 
 Json Parse(const char* text) {
@@ -62,7 +61,7 @@ const Scenario kScenarios[] = {
     {"ExternalWritesRecordTheDesiredConfiguration", true,
      R"([{"a":1,"b":2},null,null,null,{"a":1,"b":0,"x":1}])",
      {{R"({"b":null,"c":3})", kUpdate, true}, {R"({"u":true})", kSetUserData, true}},
-     R"([{"a":1,"c":3},{"u":true},null,null,{"a":1,"c":3,"u":true,"x":1}])"},
+     R"([{"a":1,"c":3},{"u":true},null,null,{"a":1,"x":1,"c":3,"u":true}])"},
 };
 // clang-format on
 
@@ -71,14 +70,12 @@ std::string TextOf(const std::optional<Json>& document) {
 }
 
 // The stored documents in the scenarios' form.
-Json Gathered(const standin::StoredClasses& stored) {
-    Json all(rapidjson::kArrayType);
-    standin::JsonAllocator allocator;
-    for (const auto& document : stored) {
-        all.PushBack(document ? JsonValue(*document, allocator) : JsonValue(), allocator);
-    }
-    while (all[all.Size() - 1].IsNull()) all.PopBack();
-    return all;
+std::string Gathered(const standin::StoredClasses& stored) {
+    std::string all;
+    for (const auto& document : stored) all += "," + TextOf(document);
+    while (all.size() > 5 && all.compare(all.size() - 5, 5, ",null") == 0)
+        all.resize(all.size() - 5);
+    return "[" + all.substr(1) + "]";
 }
 
 TEST(Classes, WritesMoveKeysBetweenTheStoredDocuments) {
@@ -96,25 +93,27 @@ TEST(Classes, WritesMoveKeysBetweenTheStoredDocuments) {
                 standin::AddLoaded(object, static_cast<DataClass>(c), loaded);
             }
         }
-        long long version = 0;
         for (const Step& step : scenario.steps) {
             Json changes = Parse(step.changes);
             for (auto& change : changes.GetObject()) {
-                if (change.value.IsNull()) object.Remove(change.name.GetString());
-                if (!change.value.IsNull()) {
-                    object.Write(change.name.GetString(), std::move(change.value));
-                }
+                const char* key = change.name.GetString();
+                change.value.IsNull() ? object.Remove(key)
+                                      : object.Write(key, std::move(change.value));
             }
             std::array<std::string, standin::kValueClasses + 1> texts;
             for (std::size_t c = 0; c < texts.size(); ++c) texts[c] = TextOf(stored[c]);
-            const auto changed = standin::ApplyWrite(object, step.kind, step.external, stored);
-            // The store persists only the documents reported as changed.
+            const auto written = standin::ApplyWrite(object, step.kind, step.external, stored);
+            // The store persists only the documents the write reports, and only those change.
             for (std::size_t c = 0; c < texts.size(); ++c) {
-                EXPECT_TRUE(changed[c] || texts[c] == TextOf(stored[c])) << "class " << c;
+                if (written[c] == nullptr) {
+                    EXPECT_EQ(texts[c], TextOf(stored[c])) << "class " << c;
+                } else if (!stored[c] || written[c] != &*stored[c]) {
+                    stored[c].emplace().CopyFrom(*written[c], stored[c]->GetAllocator());
+                }
             }
-            standin::MarkWritten(object, step.kind.target, ++version);
+            standin::MarkWritten(object, step.kind.target, 1);
         }
-        EXPECT_TRUE(Gathered(stored) == Parse(scenario.after)) << standin::ToText(Gathered(stored));
+        EXPECT_EQ(Gathered(stored), scenario.after);
     }
 }
 
