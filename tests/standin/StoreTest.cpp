@@ -74,14 +74,6 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
     }
 }
 
-TEST(StoreFiles, ADirectoryThatCannotBeMadeIsRefused) {
-    const std::string state = std::getenv("CONFIGSTORE_DIR");
-    std::ofstream(gRoot / "file") << "a file, not a directory";
-    setenv("CONFIGSTORE_DIR", (gRoot / "file" / "state").c_str(), 1);
-    EXPECT_EQ(CodeOf([] { ConfigStore::GetStore(TestNamespace()); }), ERR_DB_OPEN_FAILED);
-    setenv("CONFIGSTORE_DIR", state.c_str(), 1);
-}
-
 TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
     // clang-format off
     const std::pair<const char*, void (*)(const std::string&)> files[] = {
@@ -113,20 +105,7 @@ TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
 
 class Store : public ::testing::Test {
 protected:
-    void Write(int value) {
-        const auto object = CreateObject(id_, "");
-        object->SetValue("n", value);
-        store_->Set(object, INTERNAL);
-    }
-    int Stored() {
-        int value = -1;
-        const auto object = store_->Get(id_);
-        if (object != nullptr) object->GetValue("n", &value);
-        return value;
-    }
-
     std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestNamespace());
-    const ConfigStoreObjectId id_{"key", "group", "component"};
 };
 
 TEST_F(Store, TransactionMisuseIsRefused) {
@@ -135,20 +114,6 @@ TEST_F(Store, TransactionMisuseIsRefused) {
     store_->BeginTransaction();
     EXPECT_EQ(CodeOf([&] { store_->BeginTransaction(); }), ERR_TRANSACTION_START_FAILED);
     store_->CommitTransaction();  // the first transaction stayed open
-}
-
-TEST_F(Store, TransactionsCancelledOrLeftOpenWriteNothing) {
-    Write(1);
-    store_->BeginTransaction();
-    Write(2);
-    EXPECT_EQ(Stored(), 2);
-    store_->CancelTransaction();
-    EXPECT_EQ(Stored(), 1);
-    store_->BeginTransaction();
-    Write(3);
-    store_.reset();  // the last reference: the store closes
-    store_ = ConfigStore::GetStore(TestNamespace());
-    EXPECT_EQ(Stored(), 1);
 }
 
 TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
