@@ -116,6 +116,21 @@ TEST_F(Store, TransactionMisuseIsRefused) {
     store_->CommitTransaction();  // the first transaction stayed open
 }
 
+// Two objects fetched at once: each Update stores only what its own object changed.
+TEST_F(Store, AnUpdateStoresOnlyWhatChangedSinceTheFetch) {
+    const ConfigStoreObjectId id("key", "group", "component");
+    store_->Set(CreateObject(id, R"({"a":1,"b":2})"), INTERNAL);
+    const auto first = store_->Get(id), second = store_->Get(id);
+    first->SetValue("a", 10);
+    store_->Update(first, INTERNAL);
+    second->SetValue("b", 20);
+    store_->Update(second, INTERNAL);
+    int a = 0, b = 0;
+    const auto stored = store_->Get(id);
+    EXPECT_TRUE(stored->GetValue("a", &a) == 1 && stored->GetValue("b", &b) == 1);
+    EXPECT_EQ(std::make_pair(a, b), std::make_pair(10, 20));
+}
+
 TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
     constexpr int kThreads = 4;
     constexpr int kWrites = 25;
