@@ -71,6 +71,36 @@ void Database::Execute(const std::string& text, CSErrorCodes failure) {
     if (sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Raise(failure);
 }
 
+std::string Database::Pragma(const std::string& pragma) {
+    sqlite3_stmt* statement = nullptr;
+    std::string value;
+    if (sqlite3_prepare_v2(db_, ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
+            SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_text(statement, 0) != nullptr) {
+        value = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+    } else if (sqlite3_errcode(db_) != SQLITE_OK) {
+        value = sqlite3_errmsg(db_);
+    }
+    sqlite3_finalize(statement);
+    return value;
+}
+
+void Database::Attach(const std::string& path, const char* schema) {
+    sqlite3_stmt* attach = nullptr;
+    const std::string text = std::string("ATTACH DATABASE ?1 AS ") + schema;
+    int result = sqlite3_prepare_v2(db_, text.c_str(), -1, &attach, nullptr);
+    if (result == SQLITE_OK) {
+        sqlite3_bind_text(attach, 1, path.c_str(), -1, SQLITE_STATIC);
+        result = sqlite3_step(attach);
+    }
+    sqlite3_finalize(attach);
+    if (result != SQLITE_DONE) Fail(KivConfigStore::ERR_DB_OPEN_FAILED, sqlite3_errmsg(db_), path);
+}
+
+void Database::ExecuteQuietly(const char* text) noexcept {
+    sqlite3_exec(db_, text, nullptr, nullptr, nullptr);
+}
+
 void Database::Raise(CSErrorCodes code) const {
     RaiseFrom(db_, code);
 }

@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -66,7 +67,16 @@ public:
         Run(sql, arguments...).Next();
     }
 
-    sqlite3* Handle() const { return db_; }
+    // The first column of a pragma's first row as text; SQLite's message when it fails.
+    std::string Pragma(const std::string& pragma);
+    long long PragmaNumber(const std::string& pragma) { return std::atoll(Pragma(pragma).c_str()); }
+    // Attaches the database file `path` as `schema`; failures raise 1001 naming the path.
+    void Attach(const std::string& path, const char* schema);
+    // For rollbacks on a path that is failing already: a second failure has no one to tell.
+    void ExecuteQuietly(const char* text) noexcept;
+    void SetBusyTimeout(int milliseconds) { sqlite3_busy_timeout(db_, milliseconds); }
+    int Changes() const { return sqlite3_changes(db_); }
+    bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
     // Raises `code` with SQLite's description of the connection's last failure.
     [[noreturn]] void Raise(CSErrorCodes code) const;
 

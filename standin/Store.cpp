@@ -68,58 +68,32 @@ const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED}
 const Sql kSavepoint{"SAVEPOINT write", KivConfigStore::ERR_TRANSACTION_START_FAILED};
 const Sql kRelease{"RELEASE write", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
 
-long long PragmaNumber(Database& db, const std::string& pragma) {
-    sqlite3_stmt* statement = nullptr;
-    long long value = -1;
-    if (sqlite3_prepare_v2(db.Handle(), ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
-            SQLITE_OK &&
-        sqlite3_step(statement) == SQLITE_ROW) {
-        value = sqlite3_column_int64(statement, 0);
-    }
-    sqlite3_finalize(statement);
-    return value;
-}
-
-std::string PragmaText(Database& db, const std::string& pragma) {
-    sqlite3_stmt* statement = nullptr;
-    std::string value;
-    if (sqlite3_prepare_v2(db.Handle(), ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
-            SQLITE_OK &&
-        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_text(statement, 0) != nullptr) {
-        value = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-    } else if (sqlite3_errcode(db.Handle()) != SQLITE_OK) {
-        value = sqlite3_errmsg(db.Handle());
-    }
-    sqlite3_finalize(statement);
-    return value;
-}
-
 // Checks one database of the store (main or runtime) and creates its tables when it is new.
 // A file that is not a store database, or is damaged, is refused untouched.
 void PrepareDatabase(Database& db, const std::string& schema, const std::string& path,
                      const char* createTables, bool durable) {
-    const std::string check = PragmaText(db, schema + ".quick_check");
+    const std::string check = db.Pragma(schema + ".quick_check");
     if (check != "ok") {
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + check);
     }
-    const long long pages = PragmaNumber(db, schema + ".page_count");
-    const long long application = PragmaNumber(db, schema + ".application_id");
+    const long long pages = db.PragmaNumber(schema + ".page_count");
+    const long long application = db.PragmaNumber(schema + ".application_id");
     if (pages > 0 && application != kApplicationId) {
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
              path + ": not a configuration store database");
     }
-    if (PragmaText(db, schema + ".journal_mode = WAL") != "wal") {
+    if (db.Pragma(schema + ".journal_mode = WAL") != "wal") {
         Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "cannot use a write-ahead log", path);
     }
     db.Execute("PRAGMA " + schema + (durable ? ".synchronous = FULL" : ".synchronous = OFF"),
                KivConfigStore::ERR_DB_OPEN_FAILED);
     // A store made before opens without a write lock, so that it never waits for another
     // process's transaction.
-    if (PragmaNumber(db, schema + ".user_version") == kFormat) return;
+    if (db.PragmaNumber(schema + ".user_version") == kFormat) return;
     db.Execute("BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED);
     try {
         // Another process may have created the tables since the check above.
-        const long long format = PragmaNumber(db, schema + ".user_version");
+        const long long format = db.PragmaNumber(schema + ".user_version");
         if (format == 0) {
             db.Execute(createTables, KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
             db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId) +
@@ -132,24 +106,16 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
         }
         db.Execute("COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED);
     } catch (...) {
-        sqlite3_exec(db.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+        db.ExecuteQuietly("ROLLBACK");
         throw;
     }
 }
 
 // Sets up the store's main database and attaches its runtime database.
 void OpenFiles(Database& db, const StoreFiles& files) {
-    sqlite3_busy_timeout(db.Handle(), 5000);
+    db.SetBusyTimeout(5000);
     PrepareDatabase(db, "main", files.database, kCreateMain, true);
-    sqlite3_stmt* attach = nullptr;
-    sqlite3_prepare_v2(db.Handle(), "ATTACH DATABASE ?1 AS runtime", -1, &attach, nullptr);
-    sqlite3_bind_text(attach, 1, files.runtimeDatabase.c_str(), -1, SQLITE_STATIC);
-    const int attached = attach != nullptr ? sqlite3_step(attach) : SQLITE_ERROR;
-    sqlite3_finalize(attach);
-    if (attached != SQLITE_DONE) {
-        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, sqlite3_errmsg(db.Handle()),
-             files.runtimeDatabase);
-    }
+    db.Attach(files.runtimeDatabase, "runtime");
     PrepareDatabase(db, "runtime", files.runtimeDatabase, kCreateRuntime, false);
 }
 
@@ -190,11 +156,10 @@ public:
     WriteScope& operator=(const WriteScope&) = delete;
     ~WriteScope() {
         if (done_) return;
-        sqlite3* db = store_.db_.Handle();
         if (!store_.inTransaction_) {
-            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+            store_.db_.ExecuteQuietly("ROLLBACK");
         } else if (savepoint_) {
-            sqlite3_exec(db, "ROLLBACK TO write; RELEASE write", nullptr, nullptr, nullptr);
+            store_.db_.ExecuteQuietly("ROLLBACK TO write; RELEASE write");
         }
     }
     // Before the first change: the number of statements that will change the database.
@@ -246,7 +211,7 @@ Store::Store(const StoreFiles& files) : files_(files), db_(files.database, true)
 
 Store::~Store() {
     if (!inTransaction_) return;
-    sqlite3_exec(db_.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    db_.ExecuteQuietly("ROLLBACK");
     CSLogger::Log(CS_LOG_WARNING, "%s: store released with a transaction open, rolled back",
                   files_.database.c_str());
 }
@@ -371,7 +336,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
     WriteScope scope(*this);
     scope.WillChange(2);  // two deletes, then perhaps the change counter
     db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
-    const bool durable = sqlite3_changes(db_.Handle()) > 0;
+    const bool durable = db_.Changes() > 0;
     db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
     const long long version = durable ? NextVersion() : 0;
     scope.Commit();
@@ -405,7 +370,7 @@ void Store::CommitTransaction() {
     } catch (...) {
         // SQLite keeps the transaction open after some failures (the caller may retry or
         // cancel) and rolls it back after others.
-        inTransaction_ = sqlite3_get_autocommit(db_.Handle()) == 0;
+        inTransaction_ = db_.InTransaction();
         throw;
     }
     inTransaction_ = false;
@@ -416,7 +381,7 @@ void Store::CancelTransaction() {
     if (!inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
     inTransaction_ = false;
-    if (sqlite3_get_autocommit(db_.Handle()) == 0) db_.Do(kRollback);
+    if (db_.InTransaction()) db_.Do(kRollback);
 }
 
 // Lists, defaults and filters are the next part of the engine.
