@@ -7,7 +7,6 @@
 
 namespace standin {
 
-using KivConfigStore::ConfigStoreException;
 using KivConfigStore::EngineState;
 using KivConfigStore::INTERNAL;
 using KivConfigStore::InvalidArgumentException;
@@ -20,18 +19,17 @@ constexpr int kFormat = 1;
 
 // Both databases hold objects in one layout; the runtime one only cached data, and the boot
 // status, which must not outlive a reboot either.
-const char* const kCreateMain =
-    "CREATE TABLE main.objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
-    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
-    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-    " WITHOUT ROWID;"
+std::string ObjectsTable(const std::string& schema) {
+    return "CREATE TABLE " + schema +
+           ".objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
+           " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
+           " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
+           " WITHOUT ROWID;";
+}
+const char* const kMainTables =
     "CREATE TABLE main.counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
     "INSERT INTO main.counter VALUES(0, 0);";
-const char* const kCreateRuntime =
-    "CREATE TABLE runtime.objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
-    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
-    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-    " WITHOUT ROWID;"
+const char* const kRuntimeTables =
     "CREATE TABLE runtime.boot(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
     " instance TEXT NOT NULL, PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;";
 
@@ -71,7 +69,7 @@ const Sql kRelease{"RELEASE write", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILE
 // Checks one database of the store (main or runtime) and creates its tables when it is new.
 // A file that is not a store database, or is damaged, is refused untouched.
 void PrepareDatabase(Database& db, const std::string& schema, const std::string& path,
-                     const char* createTables, bool durable) {
+                     const char* otherTables, bool durable) {
     const std::string check = db.Pragma(schema + ".quick_check");
     if (check != "ok") {
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + check);
@@ -95,7 +93,8 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
         // Another process may have created the tables since the check above.
         const long long format = db.PragmaNumber(schema + ".user_version");
         if (format == 0) {
-            db.Execute(createTables, KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+            db.Execute(ObjectsTable(schema) + otherTables,
+                       KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
             db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId) +
                            "; PRAGMA " + schema + ".user_version = " + std::to_string(kFormat),
                        KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
@@ -114,9 +113,9 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
 // Sets up the store's main database and attaches its runtime database.
 void OpenFiles(Database& db, const StoreFiles& files) {
     db.SetBusyTimeout(5000);
-    PrepareDatabase(db, "main", files.database, kCreateMain, true);
+    PrepareDatabase(db, "main", files.database, kMainTables, true);
     db.Attach(files.runtimeDatabase, "runtime");
-    PrepareDatabase(db, "runtime", files.runtimeDatabase, kCreateRuntime, false);
+    PrepareDatabase(db, "runtime", files.runtimeDatabase, kRuntimeTables, false);
 }
 
 }  // namespace
