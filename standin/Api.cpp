@@ -3,6 +3,8 @@
 #include <kivconfigstore/ConfigStore.h>
 #include <uuid/uuid.h>
 
+#include "Exchange.h"
+#include "Filters.h"
 #include "ObjectState.h"
 #include "Store.h"
 
@@ -26,8 +28,10 @@ std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,
                                                     "the document is not a JSON object");
         }
     }
+    const auto schema = standin::SchemaChecked(id);
     auto object = std::make_shared<ConfigStoreObject>(id);
     EngineState::Of(*object).Adopt(document);
+    standin::UseDefaults(EngineState::Of(*object), schema);
     return object;
 }
 
@@ -47,21 +51,35 @@ std::string GenerateInstanceId() {
     return text;
 }
 
-// Instance lists, schemas, filters and the exchange format are the next part of the engine.
-ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId&) {
-    standin::NotSupportedYet("GetDesiredUserConfigInstances");
+ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
+    return standin::Store::Shared(sGlobalNamespace)->GetDesiredInstances(id);
 }
-std::string GetSchemaVersion(const ConfigStoreObjectId&) {
-    standin::NotSupportedYet("GetSchemaVersion");
+
+std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
+    const auto schema = standin::SchemaOf(id.component, id.group, id.key);
+    if (schema == nullptr) {
+        standin::Fail(ERR_SCHEMA_NOT_FOUND, {}, id.component + "/" + id.group + "/" + id.key);
+    }
+    return schema->version;
 }
-ObjectList FilterConfigStoreObjects(ObjectList&, const std::shared_ptr<FilterSpecObject>&) {
-    standin::NotSupportedYet("FilterConfigStoreObjects");
+
+// Never throws: the binding calls it without a handler of its own.
+ObjectList FilterConfigStoreObjects(ObjectList& objects,
+                                    const std::shared_ptr<FilterSpecObject>& filter) {
+    ObjectList selected;
+    if (filter == nullptr) return selected;
+    for (const auto& object : objects) {
+        if (object != nullptr && standin::Selects(*filter, *object)) selected.push_back(object);
+    }
+    return selected;
 }
-bool Import(const std::string&, std::vector<ErrorInfo>&) {
-    standin::NotSupportedYet("Import");
+
+bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
+    return standin::ImportDocument(*standin::Store::Shared(sGlobalNamespace), document, errors);
 }
-std::string Export(std::vector<std::shared_ptr<FilterSpecObject>>) {
-    standin::NotSupportedYet("Export");
+
+std::string Export(std::vector<std::shared_ptr<FilterSpecObject>> filters) {
+    return standin::ExportDocument(*standin::Store::Shared(sGlobalNamespace), filters);
 }
 
 }  // namespace KivConfigStore

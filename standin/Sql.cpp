@@ -64,6 +64,7 @@ Database::Database(const std::string& path, bool create) {
 
 Database::~Database() {
     for (auto& entry : statements_) sqlite3_finalize(entry.second);
+    for (auto& entry : queries_) sqlite3_finalize(entry.second);
     sqlite3_close_v2(db_);
 }
 
@@ -105,14 +106,19 @@ void Database::Raise(CSErrorCodes code) const {
     RaiseFrom(db_, code);
 }
 
-sqlite3_stmt* Database::Prepared(const Sql& sql) {
-    const auto found = statements_.find(&sql);
-    if (found != statements_.end()) return found->second;
+sqlite3_stmt* Database::Prepare(const char* text) {
     sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v3(db_, sql.text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+    if (sqlite3_prepare_v3(db_, text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
         SQLITE_OK) {
         Raise(KivConfigStore::ERR_DB_PREPARE_FAILED);
     }
+    return statement;
+}
+
+sqlite3_stmt* Database::Prepared(const Sql& sql) {
+    const auto found = statements_.find(&sql);
+    if (found != statements_.end()) return found->second;
+    sqlite3_stmt* statement = Prepare(sql.text);
     try {
         statements_.emplace(&sql, statement);
     } catch (...) {
@@ -120,6 +126,33 @@ sqlite3_stmt* Database::Prepared(const Sql& sql) {
         throw;
     }
     return statement;
+}
+
+Cursor Database::Query(const std::string& text, CSErrorCodes failure,
+                       const std::vector<SqlValue>& arguments) {
+    auto found = queries_.find(text);
+    if (found == queries_.end()) {
+        sqlite3_stmt* statement = Prepare(text.c_str());
+        try {
+            found = queries_.emplace(text, statement).first;
+        } catch (...) {
+            sqlite3_finalize(statement);
+            throw;
+        }
+    }
+    sqlite3_stmt* statement = found->second;
+    int index = 0;
+    for (const SqlValue& argument : arguments) {
+        ++index;
+        if (const auto* number = std::get_if<long long>(&argument)) {
+            Bind(statement, index, *number);
+        } else if (const auto* text = std::get_if<std::string>(&argument)) {
+            Bind(statement, index, std::string_view(*text));
+        } else if (sqlite3_bind_null(statement, index) != SQLITE_OK) {
+            Raise(KivConfigStore::ERR_DB_BIND_FAILED);
+        }
+    }
+    return Cursor(statement, failure);
 }
 
 void Database::Bind(sqlite3_stmt* statement, int index, std::string_view text) {

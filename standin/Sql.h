@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <variant>
+#include <vector>
 
 #include "Errors.h"
 
@@ -20,6 +22,9 @@ struct Sql {
     const char* text;
     CSErrorCodes failure;
 };
+
+// An argument of a statement built at run time: NULL, an integer or text.
+using SqlValue = std::variant<std::nullptr_t, long long, std::string>;
 
 class Cursor {
 public:
@@ -61,6 +66,11 @@ public:
         return Cursor(statement, sql.failure);
     }
 
+    // Runs statement text built at run time (a filter's query), prepared on first use and kept
+    // like the constant statements; `arguments` are bound in order and must outlive the cursor.
+    Cursor Query(const std::string& text, CSErrorCodes failure,
+                 const std::vector<SqlValue>& arguments);
+
     // Runs a statement that returns no rows.
     template <class... Arguments>
     void Do(const Sql& sql, const Arguments&... arguments) {
@@ -82,6 +92,7 @@ public:
 
 private:
     sqlite3_stmt* Prepared(const Sql& sql);
+    sqlite3_stmt* Prepare(const char* text);
     void Bind(sqlite3_stmt* statement, int index, std::string_view text);
     void Bind(sqlite3_stmt* statement, int index, long long number);
     void Bind(sqlite3_stmt* statement, int index, int number) {
@@ -94,6 +105,8 @@ private:
     sqlite3* db_ = nullptr;
     // Every statement is a constant of the engine, so its address names it.
     std::unordered_map<const Sql*, sqlite3_stmt*> statements_;
+    // Few texts: one per shape of filter (identity fields named, number of values).
+    std::unordered_map<std::string, sqlite3_stmt*> queries_;
 };
 
 }  // namespace standin

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
+#include "Filters.h"
 #include "ObjectState.h"
 
 namespace standin {
@@ -15,7 +17,13 @@ namespace {
 
 // Identifies the engine's files ("KCS1") and the layout of their tables.
 constexpr int kApplicationId = 0x4b435331;
-constexpr int kFormat = 1;
+constexpr int kFormat = 2;  // 2 added the index of filters that leave the key open
+
+// Filters that name a key use the primary key; those that leave it open, this index.
+std::string ComponentIndex(const std::string& schema) {
+    return "CREATE INDEX IF NOT EXISTS " + schema +
+           ".objects_by_component ON objects(component, grp, key, instance);";
+}
 
 // Both databases hold objects in one layout; the runtime one only cached data, and the boot
 // status, which must not outlive a reboot either.
@@ -24,7 +32,8 @@ std::string ObjectsTable(const std::string& schema) {
            ".objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
            " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
            " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-           " WITHOUT ROWID;";
+           " WITHOUT ROWID;" +
+           ComponentIndex(schema);
 }
 const char* const kMainTables =
     "CREATE TABLE main.counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
@@ -95,14 +104,17 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
         if (format == 0) {
             db.Execute(ObjectsTable(schema) + otherTables,
                        KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
-            db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId) +
-                           "; PRAGMA " + schema + ".user_version = " + std::to_string(kFormat),
+            db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId),
                        KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+        } else if (format == 1) {
+            db.Execute(ComponentIndex(schema), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
         } else if (format != kFormat) {
             Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
                  path + ": store format " + std::to_string(format) + " is not " +
                      std::to_string(kFormat));
         }
+        db.Execute("PRAGMA " + schema + ".user_version = " + std::to_string(kFormat),
+                   KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
         db.Execute("COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED);
     } catch (...) {
         db.ExecuteQuietly("ROLLBACK");
@@ -138,8 +150,35 @@ void CheckIdentity(const ConfigStoreObjectId& id) {
     }
 }
 
-void NotSupportedYet(const char* operation) {
-    Fail(KivConfigStore::ERR_INTERNAL_ERROR, std::string(operation) + " is not supported yet");
+std::string NameOf(const ConfigStoreObjectId& id) {
+    return id.component + "/" + id.group + "/" + id.key +
+           (id.instanceId.empty() ? "" : "/" + id.instanceId);
+}
+
+std::shared_ptr<const Schema> SchemaChecked(const ConfigStoreObjectId& id) {
+    std::shared_ptr<const Schema> schema = SchemaOf(id.component, id.group, id.key);
+    if (schema != nullptr && schema->singleton && !id.instanceId.empty()) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INSTANCE_ID_ON_SINGLETON, {},
+                                       NameOf(id));
+    }
+    if (schema != nullptr && !schema->singleton && id.instanceId.empty()) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INSTANCE_ID_MISSING, {}, NameOf(id));
+    }
+    return schema;
+}
+
+void CheckListOperation(const ConfigStoreObjectId& id) {
+    if (id.key.empty() || id.group.empty() || id.component.empty()) return;
+    const std::shared_ptr<const Schema> schema = SchemaOf(id.component, id.group, id.key);
+    if (schema != nullptr && schema->singleton) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_NON_SINGLETON_API_ON_SINGLETON, {},
+                                       NameOf(id));
+    }
+}
+
+void UseDefaults(EngineObject& object, const std::shared_ptr<const Schema>& schema) {
+    if (schema == nullptr || schema->defaults.ObjectEmpty()) return;
+    object.defaults = std::shared_ptr<const JsonValue>(schema, &schema->defaults);
 }
 
 // One write's share of the store: its own transaction, or inside the caller's a savepoint, so
@@ -163,7 +202,7 @@ public:
     }
     // Before the first change: the number of statements that will change the database.
     void WillChange(int statements) {
-        if (!store_.inTransaction_ || statements < 2) return;
+        if (!store_.inTransaction_ || statements < 2 || savepoint_) return;
         store_.db_.Do(kSavepoint);
         savepoint_ = true;
     }
@@ -215,21 +254,75 @@ Store::~Store() {
                   files_.database.c_str());
 }
 
+namespace {
+
+// A stored document, which the engine wrote itself: one that does not parse is damage.
+Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass) {
+    Json document;
+    const std::string problem = ParseJson(text.data(), text.size(), document);
+    if (!problem.empty() || !document.IsObject()) {
+        Fail(KivConfigStore::ERR_JSON_INVALID,
+             "stored " + std::string(NameOf(static_cast<DataClass>(dataClass))) + " of " +
+                 NameOf(id) + " is damaged");
+    }
+    return document;
+}
+
+// The values a write leaves the identity with, over the schema's defaults, checked against the
+// schema; without defaults and with one class stored, that class's document as it is.
+void ValidateStored(const Schema& schema, const WrittenClasses& written,
+                    const StoredClasses& stored) {
+    std::array<const JsonValue*, kValueClasses> classes{};
+    int count = 0;
+    for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
+        classes[dataClass] = written[dataClass] != nullptr ? written[dataClass]
+                             : stored[dataClass]           ? &*stored[dataClass]
+                                                           : nullptr;
+        count += classes[dataClass] != nullptr ? 1 : 0;
+    }
+    if (schema.defaults.ObjectEmpty() && count == 1) {
+        for (const JsonValue* document : classes) {
+            if (document != nullptr) Validate(schema, *document);
+        }
+        return;
+    }
+    JsonAllocator allocator;
+    Json merged;
+    merged.CopyFrom(schema.defaults, allocator);
+    for (const JsonValue* document : classes) {
+        if (document == nullptr) continue;
+        for (const auto& member : document->GetObject()) {
+            const auto present = merged.FindMember(member.name);
+            if (present != merged.MemberEnd()) {
+                present->value.CopyFrom(member.value, allocator);
+            } else {
+                merged.AddMember(JsonValue(member.name, allocator),
+                                 JsonValue(member.value, allocator), allocator);
+            }
+        }
+    }
+    Validate(schema, merged);
+}
+
+#define SELECTED_COLUMNS "p.key, p.grp, p.component, p.instance, p.class, p.document"
+const char* const kStoredTables[] = {"main.objects", "runtime.objects"};
+
+const Sql kSelectDesired{
+    "SELECT instance, document, version FROM main.objects"
+    " WHERE key = ?1 AND grp = ?2 AND component = ?3 AND class = 4"
+    " ORDER BY instance",
+    KivConfigStore::ERR_DB_READ_FAILED};
+
+}  // namespace
+
 StoredClasses Store::LoadStored(const ConfigStoreObjectId& id, long long* version) {
     StoredClasses stored;
     auto rows = db_.Run(kSelectIdentity, id.key, id.group, id.component, id.instanceId);
     while (rows.Next()) {
         const long long dataClass = rows.Integer(0);
         if (dataClass < 0 || dataClass > kValueClasses) continue;
-        const std::string_view text = rows.Text(1);
-        Json document;
-        const std::string problem = ParseJson(text.data(), text.size(), document);
-        if (!problem.empty() || !document.IsObject()) {
-            Fail(KivConfigStore::ERR_JSON_INVALID,
-                 "stored " + std::string(NameOf(static_cast<DataClass>(dataClass))) + " of " +
-                     id.component + "/" + id.group + "/" + id.key + " is damaged");
-        }
-        stored[static_cast<std::size_t>(dataClass)].emplace(std::move(document));
+        stored[static_cast<std::size_t>(dataClass)].emplace(
+            ParseStored(rows.Text(1), id, static_cast<int>(dataClass)));
         if (dataClass < static_cast<long long>(DataClass::CachedData)) {
             *version = std::max(*version, rows.Integer(2));
         }
@@ -247,9 +340,11 @@ long long Store::NextVersion() {
 
 std::shared_ptr<ConfigStoreObject> Store::Get(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
+    const std::shared_ptr<const Schema> schema = SchemaChecked(id);
     auto object = std::make_shared<ConfigStoreObject>(id);
-    ObjectValues& values = EngineState::Of(*object);
-    bool found = false;
+    EngineObject& values = EngineState::Of(*object);
+    UseDefaults(values, schema);
+    bool found = values.defaults != nullptr;
     const std::lock_guard<std::mutex> lock(mutex_);
     StoredClasses stored = LoadStored(id, &values.version);
     for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
@@ -260,10 +355,19 @@ std::shared_ptr<ConfigStoreObject> Store::Get(const ConfigStoreObjectId& id) {
     return found ? object : nullptr;
 }
 
+std::shared_ptr<ConfigStoreObject> Store::GetDefaultConfig(const ConfigStoreObjectId& id) {
+    CheckIdentity(id);
+    const std::shared_ptr<const Schema> schema = SchemaChecked(id);
+    auto object = std::make_shared<ConfigStoreObject>(id);
+    UseDefaults(EngineState::Of(*object), schema);
+    return EngineState::Of(*object).defaults != nullptr ? object : nullptr;
+}
+
 std::shared_ptr<ConfigStoreObject> Store::GetDesired(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
+    SchemaChecked(id);
     auto object = std::make_shared<ConfigStoreObject>(id);
-    ObjectValues& values = EngineState::Of(*object);
+    EngineObject& values = EngineState::Of(*object);
     const std::lock_guard<std::mutex> lock(mutex_);
     StoredClasses stored = LoadStored(id, &values.version);
     auto& desired = stored[static_cast<int>(DataClass::Desired)];
@@ -273,16 +377,165 @@ std::shared_ptr<ConfigStoreObject> Store::GetDesired(const ConfigStoreObjectId& 
     return object;
 }
 
-void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
-    if (object == nullptr) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
-    }
-    const ConfigStoreObjectId& id = object->objectId;
+ObjectList Store::GetDesiredInstances(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
-    ObjectValues& values = EngineState::Of(*object);
-    const bool external = context != nullptr && *context != INTERNAL;
+    CheckListOperation(id);
+    ObjectList objects;
     const std::lock_guard<std::mutex> lock(mutex_);
+    auto rows = db_.Run(kSelectDesired, id.key, id.group, id.component);
+    while (rows.Next()) {
+        const ConfigStoreObjectId instance(id.key, id.group, id.component,
+                                           std::string(rows.Text(0)));
+        auto object = std::make_shared<ConfigStoreObject>(instance);
+        EngineObject& values = EngineState::Of(*object);
+        Json document = ParseStored(rows.Text(1), instance, static_cast<int>(DataClass::Desired));
+        AddLoaded(values, DataClass::Configuration, document);
+        values.version = rows.Integer(2);
+        objects.push_back(std::move(object));
+    }
+    return objects;
+}
+
+std::shared_ptr<ConfigStoreObject> Store::Assemble(const StoredIdentity& identity,
+                                                   long long version,
+                                                   const std::shared_ptr<const Schema>& schema) {
+    auto object = std::make_shared<ConfigStoreObject>(identity.id);
+    EngineObject& values = EngineState::Of(*object);
+    bool found = false;
+    for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
+        if (!identity.texts[dataClass]) continue;
+        Json document = ParseStored(*identity.texts[dataClass], identity.id, dataClass);
+        AddLoaded(values, static_cast<DataClass>(dataClass), document);
+        found = true;
+    }
+    UseDefaults(values, schema);
+    values.version = version;
+    return found ? object : nullptr;
+}
+
+void Store::ForEachSelected(
+    const FilterSpecObject& filter,
+    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ForEachSelectedLocked(filter, visit);
+}
+
+void Store::ForEachSelectedLocked(
+    const FilterSpecObject& filter,
+    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+    const Narrowing narrowing = NarrowingOf(
+        filter, std::vector<std::string>(std::begin(kStoredTables), std::end(kStoredTables)));
+    std::string query;
+    for (const char* table : kStoredTables) {
+        if (!query.empty()) query += " UNION ALL ";
+        query += std::string("SELECT " SELECTED_COLUMNS ", p.version FROM ") + table + " p WHERE " +
+                 narrowing.condition;
+    }
+    query += " ORDER BY 1, 2, 3, 4, 5";
+    // One schema per key, group and component in a row: the rows come grouped by them.
+    std::shared_ptr<const Schema> schema;
+    StoredIdentity current;
+    long long version = 0;
+    bool pending = false;
+    const auto flush = [&] {
+        if (!pending) return;
+        pending = false;
+        std::shared_ptr<ConfigStoreObject> object = Assemble(current, version, schema);
+        if (object != nullptr
+                ? Selects(filter, *object)
+                : Selects(filter, current.id, JsonValue(rapidjson::kObjectType), nullptr)) {
+            visit(current, std::move(object));
+        }
+    };
+    auto rows = db_.Query(query, KivConfigStore::ERR_DB_READ_FAILED, narrowing.arguments);
+    while (rows.Next()) {
+        const std::string_view fields[] = {rows.Text(0), rows.Text(1), rows.Text(2), rows.Text(3)};
+        ConfigStoreObjectId& id = current.id;
+        const bool sameSchema =
+            pending && fields[0] == id.key && fields[1] == id.group && fields[2] == id.component;
+        if (!sameSchema || fields[3] != id.instanceId) {
+            flush();
+            if (!sameSchema) {
+                id.key = fields[0];
+                id.group = fields[1];
+                id.component = fields[2];
+                schema = SchemaOf(id.component, id.group, id.key);
+            }
+            id.instanceId = fields[3];
+            for (auto& text : current.texts) text.reset();
+            version = 0;
+            pending = true;
+        }
+        const long long dataClass = rows.Integer(4);
+        if (dataClass < 0 || dataClass > kValueClasses) continue;
+        current.texts[static_cast<std::size_t>(dataClass)].emplace(rows.Text(5));
+        if (dataClass < static_cast<long long>(DataClass::CachedData)) {
+            version = std::max(version, rows.Integer(6));
+        }
+    }
+    flush();
+}
+
+ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    ObjectList objects;
+    ForEachSelected(*filter, [&](const StoredIdentity&, std::shared_ptr<ConfigStoreObject> object) {
+        if (object != nullptr) objects.push_back(std::move(object));
+    });
+    return objects;
+}
+
+ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    ObjectList objects;
+    ForEachSelected(*filter,
+                    [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject> object) {
+                        if (object == nullptr || EngineState::Of(*object).defaults == nullptr)
+                            return;
+                        auto defaults = std::make_shared<ConfigStoreObject>(stored.id);
+                        EngineState::Of(*defaults).defaults = EngineState::Of(*object).defaults;
+                        objects.push_back(std::move(defaults));
+                    });
+    return objects;
+}
+
+void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<ConfigStoreObjectId> selected;
+    ForEachSelectedLocked(*filter,
+                          [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
+                              selected.push_back(stored.id);
+                          });
+    if (selected.empty()) return;
     WriteScope scope(*this);
+    scope.WillChange(2);
+    bool durable = false;
+    for (const ConfigStoreObjectId& id : selected) {
+        db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
+        durable |= db_.Changes() > 0;
+        db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+    }
+    const long long version = durable ? NextVersion() : 0;
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+}
+
+void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external, WriteScope& scope,
+                        long long& version) {
+    const ConfigStoreObjectId& id = object.objectId;
+    CheckIdentity(id);
+    const std::shared_ptr<const Schema> schema = SchemaChecked(id);
+    ObjectValues& values = EngineState::Of(object);
     if (external && db_.Run(kIsBooting, id.key, id.group, id.component, id.instanceId).Next()) {
         Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
     }
@@ -291,6 +544,7 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
     const bool recordDesired =
         external && (kind.target == DataClass::Configuration || kind.target == DataClass::UserData);
     const WrittenClasses written = ApplyWrite(values, kind, recordDesired, stored);
+    if (schema != nullptr) ValidateStored(*schema, written, stored);
     bool durable = false;
     int statements = 0;
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
@@ -298,18 +552,98 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
         durable |= dataClass != static_cast<int>(DataClass::CachedData);
         ++statements;
     }
-    if (durable && !VersionKnown()) ++statements;
+    if (durable && version == 0 && !VersionKnown()) ++statements;
     scope.WillChange(statements);
-    const long long version = durable ? NextVersion() : 0;
+    if (durable && version == 0) version = NextVersion();
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
         if (written[dataClass] == nullptr) continue;
         const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
         db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
                dataClass, ToText(*written[dataClass]), cached ? 0 : version);
     }
+}
+
+void Store::StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long& version) {
+    const ConfigStoreObjectId& id = object.objectId;
+    CheckIdentity(id);
+    const std::shared_ptr<const Schema> schema = SchemaChecked(id);
+    const ObjectValues& values = EngineState::Of(object);
+    if (schema != nullptr) {
+        WrittenClasses written{};
+        written[static_cast<int>(DataClass::Configuration)] = &values.values;
+        ValidateStored(*schema, written, StoredClasses{});
+    }
+    scope.WillChange(version == 0 && !VersionKnown() ? 2 : 1);
+    if (version == 0) version = NextVersion();
+    db_.Do(kStoreMain, id.key, id.group, id.component, id.instanceId,
+           static_cast<int>(DataClass::Desired), ToText(values.values), version);
+}
+
+void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
+    if (object == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
+    }
+    const bool external = context != nullptr && *context != INTERNAL;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    long long version = 0;
+    StoreObject(*object, kind, external, scope, version);
     scope.Commit();
     if (inTransaction_ && version != 0) transactionVersion_ = version;
-    MarkWritten(values, kind.target, version);
+    MarkWritten(EngineState::Of(*object), kind.target, version);
+}
+
+void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context) {
+    for (const auto& object : objects) {
+        if (object == nullptr) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
+        }
+        CheckIdentity(object->objectId);
+        CheckListOperation(object->objectId);
+        if (object->objectId.instanceId.empty()) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INSTANCE_ID_MISSING, {},
+                                           NameOf(object->objectId));
+        }
+    }
+    if (objects.empty()) return;
+    const bool external = context != nullptr && *context != INTERNAL;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    scope.WillChange(objects.size() > 1 ? 2 : 1);
+    long long version = 0;
+    for (const auto& object : objects) StoreObject(*object, kind, external, scope, version);
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    for (const auto& object : objects) MarkWritten(EngineState::Of(*object), kind.target, version);
+}
+
+bool Store::ReplaceAll(const std::vector<Replacement>& replacements,
+                       std::vector<KivConfigStore::ErrorInfo>& errors) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    scope.WillChange(2);
+    long long version = 0;
+    bool accepted = true;
+    for (const Replacement& replacement : replacements) {
+        try {
+            if (replacement.dataClass == DataClass::Desired) {
+                StoreDesired(*replacement.object, scope, version);
+            } else {
+                StoreObject(*replacement.object, {replacement.dataClass, false}, false, scope,
+                            version);
+            }
+        } catch (const KivConfigStore::ValidationException& e) {
+            errors.push_back({replacement.name, e.what()});
+            accepted = false;
+        } catch (const KivConfigStore::InvalidArgumentException& e) {
+            errors.push_back({replacement.name, e.what()});
+            accepted = false;
+        }
+    }
+    if (!accepted) return false;  // the scope rolls every replacement back
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    return true;
 }
 
 void Store::Set(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
@@ -328,9 +662,22 @@ void Store::SetCachedData(std::shared_ptr<ConfigStoreObject> object) {
 void Store::Update(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
     Write(object.get(), {DataClass::Configuration, true}, &context);
 }
+void Store::SetInstances(ObjectList objects, const USERDATA_CONTEXT& context) {
+    WriteList(objects, {DataClass::Configuration, false}, &context);
+}
+void Store::SetUserDataInstances(ObjectList objects, const USERDATA_CONTEXT& context) {
+    WriteList(objects, {DataClass::UserData, false}, &context);
+}
+void Store::SetCachedDataInstances(ObjectList objects) {
+    WriteList(objects, {DataClass::CachedData, false}, nullptr);
+}
+void Store::SetVitalDataInstances(ObjectList objects) {
+    WriteList(objects, {DataClass::VitalData, false}, nullptr);
+}
 
 void Store::Delete(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
+    SchemaChecked(id);
     const std::lock_guard<std::mutex> lock(mutex_);
     WriteScope scope(*this);
     scope.WillChange(2);  // two deletes, then perhaps the change counter
@@ -381,32 +728,6 @@ void Store::CancelTransaction() {
         Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
     inTransaction_ = false;
     if (db_.InTransaction()) db_.Do(kRollback);
-}
-
-// Lists, defaults and filters are the next part of the engine.
-std::shared_ptr<ConfigStoreObject> Store::GetDefaultConfig(const ConfigStoreObjectId&) {
-    NotSupportedYet("GetDefaultConfig");
-}
-ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObject>&) {
-    NotSupportedYet("GetDefaultConfigInstances");
-}
-void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>&) {
-    NotSupportedYet("DeleteInstances");
-}
-ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>&) {
-    NotSupportedYet("GetInstances");
-}
-void Store::SetInstances(ObjectList, const USERDATA_CONTEXT&) {
-    NotSupportedYet("SetInstances");
-}
-void Store::SetUserDataInstances(ObjectList, const USERDATA_CONTEXT&) {
-    NotSupportedYet("SetUserDataInstances");
-}
-void Store::SetCachedDataInstances(ObjectList) {
-    NotSupportedYet("SetCachedDataInstances");
-}
-void Store::SetVitalDataInstances(ObjectList) {
-    NotSupportedYet("SetVitalDataInstances");
 }
 
 }  // namespace standin

@@ -4,14 +4,19 @@
 
 #include <kivconfigstore/ConfigStore.h>
 
+#include <array>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "Classes.h"
 #include "Files.h"
+#include "ObjectState.h"
+#include "Schemas.h"
 #include "Sql.h"
-#include "Values.h"
 
 namespace standin {
 
@@ -52,15 +57,53 @@ public:
 
     // The desired user configuration recorded for `id`, or empty.
     std::shared_ptr<ConfigStoreObject> GetDesired(const ConfigStoreObjectId& id);
+    // The desired user configuration of every instance of `id` (its instance id unused).
+    ObjectList GetDesiredInstances(const ConfigStoreObjectId& id);
     // While set, EXTERNAL writes to `id` are refused.
     void SetBootStatus(const ConfigStoreObjectId& id, bool status);
+
+    // One stored identity: the text of each class it holds (the desired configuration too).
+    struct StoredIdentity {
+        ConfigStoreObjectId id{std::string(), std::string(), std::string(), std::string()};
+        std::array<std::optional<std::string>, kValueClasses + 1> texts;
+    };
+    // Calls `visit` for each stored identity that `filter` selects, in key, group, component and
+    // instance order, with the object its classes make (null when it holds only a desired
+    // configuration). `visit` must not call the store.
+    void ForEachSelected(const FilterSpecObject& filter,
+                         const std::function<void(const StoredIdentity&,
+                                                  std::shared_ptr<ConfigStoreObject>)>& visit);
+
+    // One object of an import: its class's document, replacing what the class holds.
+    struct Replacement {
+        std::shared_ptr<ConfigStoreObject> object;
+        DataClass dataClass;
+        std::string name;  // how errors name it
+    };
+    // Writes every replacement in one transaction (INTERNAL context), or none of them: true when
+    // all were stored, else false with one error per refused replacement.
+    bool ReplaceAll(const std::vector<Replacement>& replacements,
+                    std::vector<KivConfigStore::ErrorInfo>& errors);
 
 private:
     class WriteScope;
 
     void Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context);
+    void WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context);
+    // One object's share of a write inside `scope`; `version` is counted at the first durable
+    // write and then shared.
+    void StoreObject(ConfigStoreObject& object, WriteKind kind, bool external, WriteScope& scope,
+                     long long& version);
+    void StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long& version);
     // The identity's stored documents; `version` rises to the latest of its durable classes.
     StoredClasses LoadStored(const ConfigStoreObjectId& id, long long* version);
+    // An object made of an identity's stored class texts; null when no value class is stored.
+    std::shared_ptr<ConfigStoreObject> Assemble(const StoredIdentity& identity, long long version,
+                                                const std::shared_ptr<const Schema>& schema);
+    void ForEachSelectedLocked(
+        const FilterSpecObject& filter,
+        const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>&
+            visit);
     long long NextVersion();
     // The open transaction has counted its change already: its writes carry that version.
     bool VersionKnown() const { return inTransaction_ && transactionVersion_ != 0; }
@@ -76,6 +119,12 @@ private:
 // is valid UTF-8.
 void CheckIdentity(const ConfigStoreObjectId& id);
 
-[[noreturn]] void NotSupportedYet(const char* operation);
+// The schema of `id`, or null; InvalidArgumentException when the identity breaks its
+// singleton rule: an instance id on a singleton (1049), none on a multi-instance object (1048).
+std::shared_ptr<const Schema> SchemaChecked(const ConfigStoreObjectId& id);
+// For the operations on lists of instances: 1047 when `id` names a singleton's schema.
+void CheckListOperation(const ConfigStoreObjectId& id);
+// Lets an object's reads fall back to the schema's defaults.
+void UseDefaults(EngineObject& object, const std::shared_ptr<const Schema>& schema);
 
 }  // namespace standin

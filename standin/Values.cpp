@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Errors.h"
+#include "Schemas.h"
 
 namespace standin {
 
@@ -156,22 +157,72 @@ JsonValue ElementOf(const char* key, const std::string& v) {
     Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "empty value key");
 }
 
-// Three names: comparing them beats hashing a copy of the key.
+bool IsSubObjectsMember(const char* key, std::size_t length) {
+    return length == sizeof kSubObjectsMember - 1 &&
+           std::memcmp(key, kSubObjectsMember, length) == 0;
+}
+bool IsSubObjectsMember(const char* key) {
+    return key[0] == '$' && std::strcmp(key, kSubObjectsMember) == 0;
+}
+
+// Three names and the engine's own: comparing them beats hashing a copy of the key.
 bool IsReserved(const char* key, std::size_t length) {
     for (const auto& name : KivConfigStore::kReservedNames) {
         if (name.size() == length && std::memcmp(name.data(), key, length) == 0) return true;
     }
-    return false;
+    return IsSubObjectsMember(key, length);
+}
+
+[[noreturn]] void ReservedKey(const char* key) {
+    Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                   std::string("'") + key + "' is a reserved name");
 }
 
 // The checks of a key that is not in the object yet; the object's own keys passed them.
 void CheckNewKey(const char* key, std::size_t length) {
     if (length == 0) NoKey();
-    if (IsReserved(key, length)) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
-                                       std::string("'") + key + "' is a reserved name");
-    }
+    if (IsReserved(key, length)) ReservedKey(key);
     CheckText(key, key, length);
+}
+
+// Checks one object of values; `depth` counts sub-object levels, which the parser's nesting
+// limit bounds already.
+void CheckObject(const JsonValue& values, CSErrorCodes code, bool subObjectsAllowed) {
+    if (!values.IsObject()) {
+        Fail<InvalidArgumentException>(code, "the values are not a JSON object");
+    }
+    std::vector<std::string_view> names;
+    names.reserve(values.MemberCount());
+    for (const auto& member : values.GetObject()) {
+        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
+        if (name.find('\0') != std::string_view::npos) {
+            Fail<InvalidArgumentException>(code, "a value key holds a NUL character");
+        }
+        if (subObjectsAllowed && IsSubObjectsMember(name.data(), name.size())) {
+            if (!member.value.IsObject()) {
+                Fail<InvalidArgumentException>(code, "the sub-objects are not a JSON object");
+            }
+            for (const auto& subKey : member.value.GetObject()) {
+                if (subKey.name.GetStringLength() == 0 || !subKey.value.IsObject()) {
+                    Fail<InvalidArgumentException>(code, "sub-object '" +
+                                                             std::string(subKey.name.GetString()) +
+                                                             "' is not an object of instances");
+                }
+                for (const auto& instance : subKey.value.GetObject()) {
+                    CheckObject(instance.value, code, true);
+                }
+            }
+        } else {
+            CheckNewKey(name.data(), name.size());
+        }
+        names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    const auto twin = std::adjacent_find(names.begin(), names.end());
+    if (twin != names.end()) {
+        Fail<InvalidArgumentException>(code,
+                                       "value key '" + std::string(*twin) + "' appears twice");
+    }
 }
 
 }  // namespace
@@ -201,18 +252,40 @@ void CheckText(const char* key, const char* text, std::size_t length) {
     }
 }
 
+void CheckValues(const JsonValue& values, CSErrorCodes code) {
+    CheckObject(values, code, true);
+}
+
 const JsonValue* ObjectValues::Find(const char* key) const {
-    if (key == nullptr) return nullptr;
+    if (key == nullptr || IsSubObjectsMember(key)) return nullptr;
     const auto member = values.FindMember(key);
     return member == values.MemberEnd() ? nullptr : &member->value;
 }
 
+const JsonValue* ObjectValues::FindDefault(const char* key) const {
+    if (defaults == nullptr || key == nullptr) return nullptr;
+    const auto member = defaults->FindMember(key);
+    return member == defaults->MemberEnd() ? nullptr : &member->value;
+}
+
+namespace {
+
+// The value a read delivers and its status: 1 stored, 2 default, 0 none.
+int Lookup(const ObjectValues& object, const char* key, const JsonValue** value) {
+    *value = object.Find(key);
+    if (*value != nullptr) return 1;
+    *value = object.FindDefault(key);
+    return *value != nullptr ? 2 : 0;
+}
+
+}  // namespace
+
 template <class T>
 int ObjectValues::Read(const char* key, T* out) const {
-    const JsonValue* value = Find(key);
-    if (value == nullptr) return 0;
-    ReadInto(key, *value, out);
-    return 1;
+    const JsonValue* value = nullptr;
+    const int status = Lookup(*this, key, &value);
+    if (status != 0) ReadInto(key, *value, out);
+    return status;
 }
 
 template int ObjectValues::Read(const char*, int*) const;
@@ -230,8 +303,9 @@ template int ObjectValues::Read(const char*, std::vector<bool>*) const;
 template int ObjectValues::Read(const char*, std::vector<std::string>*) const;
 
 int ObjectValues::ReadBinary(const char* key, unsigned char** data, unsigned long* size) const {
-    const JsonValue* value = Find(key);
-    if (value == nullptr) return 0;
+    const JsonValue* value = nullptr;
+    const int status = Lookup(*this, key, &value);
+    if (status == 0) return 0;
     if (!IsBinary(*value)) WrongType(key, *value, "a binary value");
     const JsonValue& text = value->MemberBegin()->value;
     std::string bytes;
@@ -243,11 +317,12 @@ int ObjectValues::ReadBinary(const char* key, unsigned char** data, unsigned lon
     std::memcpy(buffer, bytes.data(), bytes.size());
     *data = buffer;
     *size = bytes.size();
-    return 1;
+    return status;
 }
 
 void ObjectValues::Write(const char* key, JsonValue value) {
     if (key == nullptr || *key == '\0') NoKey();
+    if (IsSubObjectsMember(key)) ReservedKey(key);
     const auto member = values.FindMember(key);
     if (member != values.MemberEnd()) {
         member->value = std::move(value);
@@ -270,6 +345,7 @@ void ObjectValues::Write(const char* key, JsonValue value) {
 template <class T>
 void ObjectValues::Append(const char* key, T element) {
     if (key == nullptr || *key == '\0') NoKey();
+    if (IsSubObjectsMember(key)) ReservedKey(key);
     JsonValue added = ElementOf(key, element);
     const auto member = values.FindMember(key);
     if (member == values.MemberEnd()) {
@@ -312,7 +388,7 @@ void ObjectValues::WriteBinary(const char* key, const unsigned char* data, unsig
 }
 
 void ObjectValues::Remove(const char* key) {
-    if (key == nullptr || *key == '\0') return;
+    if (key == nullptr || *key == '\0' || IsSubObjectsMember(key)) return;
     const auto member = values.FindMember(key);
     if (member != values.MemberEnd()) {
         states.erase(states.begin() + (member - values.MemberBegin()));
@@ -323,25 +399,26 @@ void ObjectValues::Remove(const char* key) {
 }
 
 void ObjectValues::Adopt(Json& document) {
-    std::vector<std::string_view> names;
-    names.reserve(document.MemberCount());
-    for (const auto& member : document.GetObject()) {
-        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
-        if (name.find('\0') != std::string_view::npos) {
-            Fail<InvalidArgumentException>(KivConfigStore::ERR_JSON_INVALID,
-                                           "a value key holds a NUL character");
-        }
-        CheckNewKey(name.data(), name.size());
-        names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    const auto twin = std::adjacent_find(names.begin(), names.end());
-    if (twin != names.end()) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_JSON_INVALID,
-                                       "value key '" + std::string(*twin) + "' appears twice");
-    }
+    CheckValues(document, KivConfigStore::ERR_JSON_INVALID);
     values.Swap(document);
     states.assign(values.MemberCount(), {DataClass::Configuration, true});
+}
+
+JsonValue* ObjectValues::SubObjects(bool create) {
+    const auto member = values.FindMember(kSubObjectsMember);
+    if (member != values.MemberEnd()) return &member->value;
+    if (!create) return nullptr;
+    JsonAllocator allocator;
+    values.AddMember(JsonValue(rapidjson::StringRef(kSubObjectsMember)),
+                     JsonValue(rapidjson::kObjectType), allocator);
+    states.push_back({DataClass::Configuration, true});
+    return &(values.MemberEnd() - 1)->value;
+}
+
+void ObjectValues::MarkChanged(const JsonValue& member) {
+    for (std::size_t i = 0; i < states.size(); ++i) {
+        if (&values.MemberBegin()[i].value == &member) states[i].changed = true;
+    }
 }
 
 }  // namespace standin

@@ -3,10 +3,12 @@
 // knows what to store where.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "Classes.h"
+#include "Errors.h"
 #include "Json.h"
 
 namespace standin {
@@ -25,11 +27,17 @@ struct ObjectValues {
     std::vector<KeyState> states;
     KeySet removed;  // keys removed in memory since the object was loaded or written
     long long version = 0;
+    // The defaults of the object's schema, shared with the schema; null when it has none.
+    std::shared_ptr<const JsonValue> defaults;
 
+    // The value the object holds under `key`; null for absent keys and the sub-objects member.
     const JsonValue* Find(const char* key) const;
+    // The default for a key the object does not hold; null when there is none.
+    const JsonValue* FindDefault(const char* key) const;
 
-    // Typed reads: 1 and the value when the key holds one, 0 when it holds none;
-    // InvalidTypeException when the stored value has another type or is out of range.
+    // Typed reads: 1 and the value when the key holds one, 2 and the default when only the
+    // schema has one, 0 when neither has; InvalidTypeException when the value has another type
+    // or is out of range.
     template <class T>
     int Read(const char* key, T* out) const;
     int ReadBinary(const char* key, unsigned char** data, unsigned long* size) const;
@@ -43,8 +51,15 @@ struct ObjectValues {
     void Remove(const char* key);
 
     // Takes a new object's parsed document: each member name is checked as a write checks a
-    // new key, and every member counts as changed, so that writing the object stores it all.
+    // new key (sub-objects included), and every member counts as changed, so that writing the
+    // object stores it all.
     void Adopt(Json& document);
+
+    // The engine-owned member holding the sub-objects, created empty when `create`; null when
+    // absent. Changing it is the caller's business: see MarkChanged.
+    JsonValue* SubObjects(bool create);
+    // Marks a member (the sub-objects member) changed, so that the next write stores it.
+    void MarkChanged(const JsonValue& member);
 };
 
 // Values as writes store them; each refuses what a JSON document cannot hold
@@ -54,5 +69,10 @@ JsonValue TextValue(const char* key, const char* text, std::size_t length);
 
 // Throws InvalidArgumentException unless `text` (not NULL) is valid UTF-8.
 void CheckText(const char* key, const char* text, std::size_t length);
+
+// Throws InvalidArgumentException (`code`) unless `values` is a JSON object whose member names
+// are acceptable value keys, no name twice, and whose sub-objects member, if any, maps sub-object
+// keys to instance ids to values of the same kind.
+void CheckValues(const JsonValue& values, CSErrorCodes code);
 
 }  // namespace standin

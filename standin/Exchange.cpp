@@ -1,0 +1,186 @@
+#include "Exchange.h"
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <array>
+#include <map>
+#include <set>
+
+#include "Errors.h"
+
+namespace standin {
+
+using KivConfigStore::EngineState;
+using KivConfigStore::ErrorInfo;
+
+namespace {
+
+constexpr char kFormat[] = "configstore/1";
+
+const JsonValue* Member(const JsonValue& entry, const char* name) {
+    const auto member = entry.FindMember(name);
+    return member == entry.MemberEnd() ? nullptr : &member->value;
+}
+
+std::string Text(const JsonValue& value) {
+    return std::string(value.GetString(), value.GetStringLength());
+}
+
+bool ClassNamed(const std::string& name, DataClass* dataClass) {
+    for (int number = 0; number <= kValueClasses; ++number) {
+        if (name == NameOf(static_cast<DataClass>(number))) {
+            *dataClass = static_cast<DataClass>(number);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Reads one entry of "objects" into a replacement; returns the problem, empty when none.
+std::string ReadEntry(JsonValue& entry, Store::Replacement& replacement) {
+    static const std::set<std::string> kFields{"key",        "group", "component",
+                                               "instanceId", "class", "values"};
+    if (!entry.IsObject()) return "the entry is not a JSON object";
+    for (const auto& member : entry.GetObject()) {
+        if (kFields.count(Text(member.name)) == 0) {
+            return "unknown member '" + Text(member.name) + "'";
+        }
+    }
+    std::array<std::string, 4> identity;
+    const char* const names[] = {"key", "group", "component", "instanceId"};
+    for (std::size_t i = 0; i < identity.size(); ++i) {
+        const JsonValue* field = Member(entry, names[i]);
+        if (field == nullptr && i == 3) continue;
+        if (field == nullptr || !field->IsString()) {
+            return std::string("'") + names[i] + "' is " + (field ? "not a string" : "missing");
+        }
+        identity[i] = Text(*field);
+    }
+    KivConfigStore::ConfigStoreObjectId id(identity[0], identity[1], identity[2], identity[3]);
+    replacement.name = identity[2] + "/" + identity[1] + "/" + identity[0] +
+                       (identity[3].empty() ? "" : "/" + identity[3]);
+    replacement.dataClass = DataClass::Configuration;
+    if (const JsonValue* name = Member(entry, "class")) {
+        if (!name->IsString() || !ClassNamed(Text(*name), &replacement.dataClass)) {
+            return "'class' is not one of configuration, userData, vitalData, cachedData, desired";
+        }
+    }
+    JsonValue* values = nullptr;
+    const auto member = entry.FindMember("values");
+    if (member != entry.MemberEnd()) values = &member->value;
+    if (values == nullptr || !values->IsObject()) return "'values' is not a JSON object";
+    try {
+        CheckIdentity(id);
+        Json document;
+        static_cast<JsonValue&>(document).Swap(*values);
+        replacement.object = std::make_shared<ConfigStoreObject>(id);
+        EngineState::Of(*replacement.object).Adopt(document);
+    } catch (const KivConfigStore::ConfigStoreException& e) {
+        return e.what();
+    }
+    return {};
+}
+
+}  // namespace
+
+bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo>& errors) {
+    const auto refuse = [&](const std::string& key, const std::string& problem) {
+        errors.push_back({key, Message(KivConfigStore::ERR_IMPORT_FAILED, problem)});
+        return false;
+    };
+    Json document;
+    const std::string problem = ParseJson(text.data(), text.size(), document);
+    if (!problem.empty()) {
+        errors.push_back({"", Message(KivConfigStore::ERR_JSON_PARSE_FAILED, problem)});
+        return false;
+    }
+    const JsonValue* format = document.IsObject() ? Member(document, "format") : nullptr;
+    if (format == nullptr || !format->IsString() || Text(*format) != kFormat) {
+        return refuse("", std::string("the document's \"format\" is not \"") + kFormat + "\"");
+    }
+    const auto objects = document.FindMember("objects");
+    if (objects == document.MemberEnd() || !objects->value.IsArray()) {
+        return refuse("", "the document's \"objects\" is not a list");
+    }
+    std::vector<Store::Replacement> replacements;
+    replacements.reserve(objects->value.Size());
+    std::set<std::pair<std::string, DataClass>> seen;
+    bool readable = true;
+    rapidjson::SizeType index = 0;
+    for (auto& entry : objects->value.GetArray()) {
+        Store::Replacement replacement;
+        std::string entryProblem = ReadEntry(entry, replacement);
+        if (entryProblem.empty() && !seen.emplace(replacement.name, replacement.dataClass).second) {
+            entryProblem = std::string("its ") + NameOf(replacement.dataClass) + " appears twice";
+        }
+        if (!entryProblem.empty()) {
+            refuse(replacement.name.empty() ? "objects/" + std::to_string(index) : replacement.name,
+                   entryProblem);
+            readable = false;
+        }
+        replacements.push_back(std::move(replacement));
+        ++index;
+    }
+    return readable && store.ReplaceAll(replacements, errors);
+}
+
+std::string ExportDocument(Store& store,
+                           const std::vector<std::shared_ptr<FilterSpecObject>>& filters) {
+    std::map<std::array<std::string, 4>, Store::StoredIdentity> selected;
+    for (const auto& filter : filters) {
+        if (filter == nullptr) {
+            Fail<KivConfigStore::InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                                           "no filter spec");
+        }
+        store.ForEachSelected(*filter, [&](const Store::StoredIdentity& identity,
+                                           std::shared_ptr<ConfigStoreObject>) {
+            const auto& id = identity.id;
+            selected.emplace(
+                std::array<std::string, 4>{id.key, id.group, id.component, id.instanceId},
+                identity);
+        });
+    }
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    writer.SetIndent(' ', 2);
+    const auto string = [&](const std::string& text) {
+        writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    };
+    writer.StartObject();
+    writer.Key("format");
+    writer.String(kFormat);
+    writer.Key("objects");
+    writer.StartArray();
+    for (const auto& entry : selected) {
+        const Store::StoredIdentity& identity = entry.second;
+        for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
+            const auto& text = identity.texts[dataClass];
+            if (!text) continue;
+            writer.StartObject();
+            writer.Key("key");
+            string(identity.id.key);
+            writer.Key("group");
+            string(identity.id.group);
+            writer.Key("component");
+            string(identity.id.component);
+            if (!identity.id.instanceId.empty()) {
+                writer.Key("instanceId");
+                string(identity.id.instanceId);
+            }
+            if (dataClass != static_cast<int>(DataClass::Configuration)) {
+                writer.Key("class");
+                writer.String(NameOf(static_cast<DataClass>(dataClass)));
+            }
+            writer.Key("values");
+            // The stored text as it is: the engine wrote it, compact and valid.
+            writer.RawValue(text->data(), text->size(), rapidjson::kObjectType);
+            writer.EndObject();
+        }
+    }
+    writer.EndArray();
+    writer.EndObject();
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+}  // namespace standin

@@ -1,0 +1,38 @@
+// The one matcher of filter specs: what a filter selects, decided in memory, and the narrowing
+// of a store query that SQL can do before it.
+#pragma once
+
+#include <kivconfigstore/Objects.h>
+
+#include <string>
+#include <vector>
+
+#include "Json.h"
+#include "Sql.h"
+
+namespace standin {
+
+using KivConfigStore::BaseObject;
+using KivConfigStore::ConfigStoreObjectId;
+using KivConfigStore::FilterSpecObject;
+
+// Whether `filter` selects the object `id` whose values are `values` over `defaults` (null when
+// none): each of the filter's key, group, component and instance id matches where it is not
+// empty; every value the filter holds equals the object's (JSON equality); and each of its
+// sub-object filters selects at least one of the object's sub-objects of its key.
+bool Selects(const FilterSpecObject& filter, const ConfigStoreObjectId& id, const JsonValue& values,
+             const JsonValue* defaults);
+// The same for an engine object, with its own values and defaults.
+bool Selects(const FilterSpecObject& filter, const BaseObject& object);
+
+// A query's condition on the rows of one table (alias `p`) that keeps every object the filter
+// may select: its identity fields, and no stored class holding one of its values with another
+// value. The rows kept still go through Selects.
+struct Narrowing {
+    std::string condition;  // SQL over p.key, p.grp, p.component, p.instance
+    std::vector<SqlValue> arguments;
+};
+// `tables`: the tables holding an object's stored classes, each tested for differing values.
+Narrowing NarrowingOf(const FilterSpecObject& filter, const std::vector<std::string>& tables);
+
+}  // namespace standin
