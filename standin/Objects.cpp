@@ -7,13 +7,11 @@
 #include "Errors.h"
 #include "ObjectState.h"
 
-using standin::ObjectValues;
-
 namespace KivConfigStore {
 
-struct BaseObject::State : ObjectValues {};
+struct BaseObject::State : standin::EngineObject {};
 
-ObjectValues& EngineState::Of(const BaseObject& object) {
+standin::EngineObject& EngineState::Of(const BaseObject& object) {
     return *object.state_;
 }
 
@@ -29,8 +27,9 @@ const void* BaseObject::GetValuePtr(const char* key) const {
     return state_->Find(key);
 }
 const void* BaseObject::GetValuePtrDefault(const char* key, bool& isDefault) const {
-    isDefault = false;
-    return state_->Find(key);
+    const standin::JsonValue* value = state_->Find(key);
+    isDefault = value == nullptr && (value = state_->FindDefault(key)) != nullptr;
+    return value;
 }
 
 #define STANDIN_READ(Type)                                             \
