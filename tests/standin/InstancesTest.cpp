@@ -1,0 +1,171 @@
+// What filter specs select from a store, the writes of instance lists, and the exchange
+// document. The store directories come from the test environment of StoreTest.cpp.
+#include <gtest/gtest.h>
+#include <kivconfigstore/ConfigStore.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ObjectState.h"
+
+namespace {
+
+using namespace KivConfigStore;
+
+std::string TestName() {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return std::string(test->test_suite_name()) + "." + test->name();
+}
+
+int CodeOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const ConfigStoreException& e) {
+        return e.Code();
+    }
+    return 0;
+}
+
+ConfigStoreObjectId Id(const std::string& key, const std::string& group,
+                       const std::string& component, const std::string& instance = "") {
+    return ConfigStoreObjectId(key, group, component, instance);
+}
+
+std::shared_ptr<FilterSpecObject> Filter(const ConfigStoreObjectId& id, const char* values) {
+    auto filter = std::make_shared<FilterSpecObject>(id);
+    standin::Json document;
+    document.Parse(values);
+    EngineState::Of(*filter).Adopt(document);
+    return filter;
+}
+
+// "key/instance" of each object, in the order given.
+std::string Names(const ObjectList& objects) {
+    std::string names;
+    for (const auto& object : objects) {
+        names +=
+            (names.empty() ? "" : " ") + object->objectId.key + "/" + object->objectId.instanceId;
+    }
+    return names;
+}
+
+class Instances : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const char* const ports[][2] = {{"a", R"({"mtu":1500,"up":true,"name":"uplink"})"},
+                                        {"b", R"({"mtu":9000,"up":false,"tags":["x"]})"},
+                                        {"c", R"({"mtu":1500,"up":1,"tags":["x","y"]})"}};
+        ObjectList list;
+        for (const auto& port : ports) {
+            list.push_back(CreateObject(Id("port", "if", component_, port[0]), port[1]));
+        }
+        store_->SetInstances(list, INTERNAL);
+        store_->Set(CreateObject(Id("route", "if", component_), R"({"mtu":1500})"), INTERNAL);
+    }
+
+    const std::string component_ = TestName();
+    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore("instances");
+};
+
+TEST_F(Instances, FiltersSelectByIdentityAndEqualValuesInSqlAndInMemoryAlike) {
+    const std::string& c = component_;
+    const std::tuple<ConfigStoreObjectId, const char*, const char*> rows[] = {
+        {Id("port", "if", c), "{}", "port/a port/b port/c"},
+        {Id("", "if", c), "{}", "port/a port/b port/c route/"},
+        {Id("", "", c), R"({"mtu":1500})", "port/a port/c route/"},
+        {Id("port", "if", c, "b"), "{}", "port/b"},
+        {Id("port", "if", c), R"({"mtu":1500.0})", "port/a port/c"},  // numbers by value
+        {Id("port", "if", c), R"({"up":true})", "port/a"},            // true is not 1
+        {Id("port", "if", c), R"({"tags":["x"]})", "port/b"},
+        {Id("port", "if", c), R"({"name":"uplink","mtu":1500})", "port/a"},
+        {Id("port", "if", c), R"({"absent":null})", ""},
+        {Id("port", "other", c), "{}", ""},
+    };
+    const ObjectList all = store_->GetInstances(Filter(Id("", "", c), "{}"));
+    for (const auto& [id, values, expected] : rows) {
+        SCOPED_TRACE(values);
+        const auto filter = Filter(id, values);
+        EXPECT_EQ(Names(store_->GetInstances(filter)), expected);
+        ObjectList given = all;
+        EXPECT_EQ(Names(FilterConfigStoreObjects(given, filter)), expected);
+    }
+    store_->DeleteInstances(Filter(Id("port", "if", c), R"({"mtu":9000})"));
+    EXPECT_EQ(Names(store_->GetInstances(Filter(Id("", "", c), "{}"))), "port/a port/c route/");
+}
+
+TEST_F(Instances, AListIsWrittenWholeOrNotAtAll) {
+    const ConfigStoreObjectId fresh = Id("port", "if", component_, "d");
+    const std::pair<ObjectList, int> refused[] = {
+        {{CreateObject(fresh, ""), CreateObject(Id("port", "if", component_), "")},
+         ERR_INSTANCE_ID_MISSING},
+        {{CreateObject(fresh, ""), nullptr}, ERR_INVALID_ARGUMENT},
+    };
+    for (const auto& [list, code] : refused) {
+        EXPECT_EQ(CodeOf([&] { store_->SetVitalDataInstances(list); }), code);
+        EXPECT_EQ(store_->Get(fresh), nullptr);
+    }
+    store_->BeginTransaction();
+    store_->SetUserDataInstances(
+        {CreateObject(fresh, ""), store_->Get(Id("port", "if", component_, "a"))}, EXTERNAL);
+    store_->CancelTransaction();
+    EXPECT_EQ(store_->Get(fresh), nullptr);
+    store_->SetUserDataInstances({CreateObject(fresh, R"({"x":1})")}, EXTERNAL);
+    EXPECT_EQ(Names(GetDesiredUserConfigInstances(Id("port", "if", component_))), "");  // global
+    EXPECT_EQ(Names(store_->GetInstances(Filter(Id("port", "if", component_), R"({"x":1})"))),
+              "port/d");
+}
+
+// Import and export act on the default namespace's store.
+TEST(Exchange, ExportThenImportIntoAnEmptyStoreGivesTheSameDocument) {
+    const std::string c = TestName();
+    const auto store = ConfigStore::GetStore(sGlobalNamespace);
+    auto object = CreateObject(Id("port", "if", c, "a"), R"({"mtu":1500,"ratio":0.1})");
+    store->Set(object, EXTERNAL);
+    object->SetValue("seen", 3);
+    store->SetCachedData(object);
+    store->SetVitalData(CreateObject(Id("clock", "time", c), R"({"bytes":{"$base64":"AAE="}})"));
+    const std::vector<std::shared_ptr<FilterSpecObject>> all{Filter(Id("", "", c), "{}")};
+    const std::string exported = Export(all);
+    EXPECT_NE(exported.find(R"("class": "desired")"), std::string::npos) << exported;
+    store->DeleteInstances(all[0]);
+    EXPECT_EQ(Export(all).find("port"), std::string::npos);
+    std::vector<ErrorInfo> errors;
+    ASSERT_TRUE(Import(exported, errors));
+    EXPECT_EQ(Export(all), exported);
+}
+
+TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
+    const std::string c = TestName();
+    const std::string entry =
+        R"({"key":"k","group":"g","component":")" + c + R"(","values":{"v":1}})";
+    const std::string deep = std::string(100, '[') + std::string(100, ']');
+    const std::pair<std::string, std::vector<std::string>> rows[] = {
+        {"{", {": Failed to parse JSON String: offset 1: Missing a name for object member."}},
+        {deep, {": Failed to parse JSON String: offset 64: nesting deeper than 64 levels"}},
+        {std::string(100 << 20, ' '),
+         {": Failed to parse JSON String: offset 104857600: The document is empty."}},
+        {R"({"format":"configstore/2","objects":[]})",
+         {": Import operation failed: the document's \"format\" is not \"configstore/1\""}},
+        {R"({"format":"configstore/1","objects":[)" + entry +
+             R"(,7,{"key":"k","group":"g","component":")" + c +
+             R"(","class":"user","values":{}},{"key":"k","group":"g","component":")" + c +
+             R"(","values":{"IS_BOOT":1}},)" + entry + "]}",
+         {"objects/1: Import operation failed: the entry is not a JSON object",
+          c + "/g/k: Import operation failed: 'class' is not one of configuration, userData, "
+              "vitalData, cachedData, desired",
+          c + "/g/k: Import operation failed: Invalid Argument: 'IS_BOOT' is a reserved name",
+          c + "/g/k: Import operation failed: its configuration appears twice"}},
+    };
+    for (const auto& [document, expected] : rows) {
+        SCOPED_TRACE(document.substr(0, 80));
+        std::vector<ErrorInfo> errors;
+        EXPECT_FALSE(Import(document, errors));
+        std::vector<std::string> found;
+        for (const auto& error : errors) found.push_back(error.key + ": " + error.message);
+        EXPECT_EQ(found, expected);
+    }
+    EXPECT_EQ(ConfigStore::GetStore(sGlobalNamespace)->Get(Id("k", "g", c)), nullptr);
+}
+
+}  // namespace
