@@ -1,11 +1,12 @@
-// The object classes of the engine interface, on the values of Values.h. Sub-objects and
-// sub-object filters come with the next part of the engine.
+// The object classes of the engine interface, on the values of Values.h. Their sub-object
+// operations are in SubObjects.cpp; a sub-object publishes every change made here to its parent.
 #include <kivconfigstore/Objects.h>
 
 #include <cstring>
 
 #include "Errors.h"
 #include "ObjectState.h"
+#include "SubObjects.h"
 
 namespace KivConfigStore {
 
@@ -57,96 +58,96 @@ int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
 }
 
 void WritableObject::SetValue(const char* key, int value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(value));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(value));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, unsigned int value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(value));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(value));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, unsigned short value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(static_cast<unsigned>(value)));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(static_cast<unsigned>(value)));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, long value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(static_cast<int64_t>(value)));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(static_cast<int64_t>(value)));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, long long value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(static_cast<int64_t>(value)));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(static_cast<int64_t>(value)));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, bool value) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(value));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(value));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, double value) {
-    EngineState::Of(*this).Write(key, standin::NumberValue(key, value));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::NumberValue(key, value));
+    standin::Publish(state);
 }
 // The float's own value, not the nearest decimal: 0.1f reads back as 0.10000000149011612.
 void WritableObject::SetValue(const char* key, float value) {
-    EngineState::Of(*this).Write(key, standin::NumberValue(key, static_cast<double>(value)));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::NumberValue(key, static_cast<double>(value)));
+    standin::Publish(state);
 }
 void WritableObject::SetValue(const char* key, const char* value) {
-    EngineState::Of(*this).Write(
-        key, standin::TextValue(key, value, value == nullptr ? 0 : std::strlen(value)));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::TextValue(key, value, value == nullptr ? 0 : std::strlen(value)));
+    standin::Publish(state);
 }
 
 void WritableObject::AppendValue(const char* key, int value) {
-    EngineState::Of(*this).Append(key, value);
+    auto& state = EngineState::Of(*this);
+    state.Append(key, value);
+    standin::Publish(state);
 }
 void WritableObject::AppendValue(const char* key, long long value) {
-    EngineState::Of(*this).Append(key, value);
+    auto& state = EngineState::Of(*this);
+    state.Append(key, value);
+    standin::Publish(state);
 }
 void WritableObject::AppendValue(const char* key, double value) {
-    EngineState::Of(*this).Append(key, value);
+    auto& state = EngineState::Of(*this);
+    state.Append(key, value);
+    standin::Publish(state);
 }
 void WritableObject::AppendValue(const char* key, bool value) {
-    EngineState::Of(*this).Append(key, value);
+    auto& state = EngineState::Of(*this);
+    state.Append(key, value);
+    standin::Publish(state);
 }
 void WritableObject::AppendValue(const char* key, const std::string& value) {
-    EngineState::Of(*this).Append<const std::string&>(key, value);
+    auto& state = EngineState::Of(*this);
+    state.Append<const std::string&>(key, value);
+    standin::Publish(state);
 }
 void WritableObject::SetValueBinary(const char* key, const unsigned char* data,
                                     unsigned long size) {
-    EngineState::Of(*this).WriteBinary(key, data, size);
+    auto& state = EngineState::Of(*this);
+    state.WriteBinary(key, data, size);
+    standin::Publish(state);
 }
 void WritableObject::SetValueEmptyList(const char* key) {
-    EngineState::Of(*this).Write(key, standin::JsonValue(rapidjson::kArrayType));
+    auto& state = EngineState::Of(*this);
+    state.Write(key, standin::JsonValue(rapidjson::kArrayType));
+    standin::Publish(state);
 }
 void WritableObject::Remove(const char* key) {
-    EngineState::Of(*this).Remove(key);
+    auto& state = EngineState::Of(*this);
+    state.Remove(key);
+    standin::Publish(state);
 }
 
 std::string ConfigStoreObject::GetVersion() const {
     return std::to_string(EngineState::Of(*this).version);
-}
-
-// Sub-objects and sub-object filters are not stored yet.
-namespace {
-[[noreturn]] void NotYet(const char* operation) {
-    standin::Fail(ERR_INTERNAL_ERROR, std::string(operation) + " is not supported yet");
-}
-}  // namespace
-
-std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId&) {
-    NotYet("CreateSubObject");
-}
-std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId&) const {
-    NotYet("GetSubObject");
-}
-std::vector<std::shared_ptr<ConfigStoreObject>> ConfigStoreObject::GetSubObjectInstances(
-    const std::shared_ptr<FilterSpecObject>&) const {
-    NotYet("GetSubObjectInstances");
-}
-void ConfigStoreObject::DeleteSubObject(const SubObjectId&) {
-    NotYet("DeleteSubObject");
-}
-void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>&) {
-    NotYet("DeleteSubObjectInstances");
-}
-std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId&) {
-    NotYet("CreateSubObjectFilter");
-}
-std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(const SubObjectId&) const {
-    NotYet("GetSubObjectFilter");
-}
-void FilterSpecObject::DeleteSubObjectFilter(const SubObjectId&) {
-    NotYet("DeleteSubObjectFilter");
 }
 
 }  // namespace KivConfigStore

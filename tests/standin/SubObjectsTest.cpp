@@ -1,0 +1,182 @@
+// Sub-objects kept in their parent's values: stored and loaded with the parent, the rules of
+// their keys, selection and deletion, one engine object per instance, and sub-object filters.
+// The store directories come from the test environment of StoreTest.cpp.
+#include <gtest/gtest.h>
+#include <kivconfigstore/ConfigStore.h>
+
+#include <functional>
+#include <string>
+#include <tuple>
+
+#include "Filters.h"
+#include "ObjectState.h"
+
+namespace {
+
+using namespace KivConfigStore;
+
+std::string TestName() {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return std::string(test->test_suite_name()) + "." + test->name();
+}
+
+int CodeOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const ConfigStoreException& e) {
+        return e.Code();
+    }
+    return 0;
+}
+
+std::shared_ptr<FilterSpecObject> Filter(const std::string& key, const char* values = "{}") {
+    auto filter = std::make_shared<FilterSpecObject>(ConfigStoreObjectId(key, "", "", ""));
+    standin::Json document;
+    document.Parse(values);
+    EngineState::Of(*filter).Adopt(document);
+    return filter;
+}
+
+// "key/instance" of each sub-object, in order.
+std::string Names(const ObjectList& objects) {
+    std::string names;
+    for (const auto& object : objects) {
+        names +=
+            (names.empty() ? "" : " ") + object->objectId.key + "/" + object->objectId.instanceId;
+    }
+    return names;
+}
+
+int IntOf(const std::shared_ptr<ConfigStoreObject>& object, const char* key) {
+    int value = -1;
+    EXPECT_EQ(object->GetValue(key, &value), 1) << key;
+    return value;
+}
+
+class SubObjects : public ::testing::Test {
+protected:
+    const ConfigStoreObjectId id_{"eth0", "interfaces", TestName(), ""};
+    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore("subobjects");
+    std::shared_ptr<ConfigStoreObject> parent_ = CreateObject(id_, R"({"mtu":1500})");
+};
+
+TEST_F(SubObjects, AreStoredWithTheParentAndLoadedBack) {
+    parent_->CreateSubObject({"link", ""})->SetValue("speed", 1000);
+    for (const char* instance : {"a1", "a2"}) {
+        const auto address = parent_->CreateSubObject({"addr", instance});
+        address->SetValue("prefix", instance[1] - '0');
+        address->AppendValue("tags", std::string(instance));
+    }
+    parent_->GetSubObject({"addr", "a1"})->CreateSubObject({"label", ""})->SetValue("len", 8);
+    store_->Set(parent_, INTERNAL);
+    // A change after the write reaches the store with the parent's next Update.
+    parent_->GetSubObject({"link", ""})->SetValue("duplex", 2);
+    store_->Update(parent_, INTERNAL);
+
+    const auto loaded = store_->Get(id_);
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(loaded->GetValuePtr("$subObjects"), nullptr);  // the engine's member is not a value
+    const auto link = loaded->GetSubObject({"link", ""});
+    ASSERT_NE(link, nullptr);
+    EXPECT_EQ(link->objectId.group, "interfaces");
+    EXPECT_EQ(IntOf(link, "speed") + IntOf(link, "duplex"), 1002);
+    const ObjectList addresses = loaded->GetSubObjectInstances(Filter("addr"));
+    ASSERT_EQ(Names(addresses), "addr/a1 addr/a2");
+    EXPECT_EQ(IntOf(addresses[1], "prefix"), 2);
+    EXPECT_EQ(IntOf(addresses[0]->GetSubObject({"label", ""}), "len"), 8);
+    EXPECT_EQ(loaded->GetSubObject({"addr", "a3"}), nullptr);
+}
+
+TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
+    parent_->CreateSubObject({"single", ""});
+    parent_->CreateSubObject({"multi", "1"});
+    const auto filter = std::make_shared<FilterSpecObject>(id_);
+    filter->CreateSubObjectFilter({"multi", "1"});
+    auto deepest = parent_;
+    for (int level = 1; level <= 16; ++level) deepest = deepest->CreateSubObject({"nested", ""});
+    const std::tuple<ConfigStoreObject*, SubObjectId, int> creates[] = {
+        {parent_.get(), {"single", ""}, ERR_OBJECT_EXISTS},
+        {parent_.get(), {"multi", "1"}, ERR_OBJECT_EXISTS},
+        {parent_.get(), {"multi", ""}, ERR_NOT_SINGLETON},
+        {parent_.get(), {"single", "2"}, ERR_NOT_NON_SINGLETON},
+        {parent_.get(), {"", ""}, ERR_INVALID_ARGUMENT},
+        {parent_.get(), {"bad\xff", ""}, ERR_INVALID_ARGUMENT},
+        {parent_.get(), {"multi", std::string("a\0b", 3)}, ERR_INVALID_ARGUMENT},
+        {deepest.get(), {"nested", ""}, ERR_INVALID_ARGUMENT},  // a 17th level
+        {parent_.get(), {"multi", "2"}, 0},
+    };
+    for (const auto& [object, id, code] : creates) {
+        EXPECT_EQ(CodeOf([&] { object->CreateSubObject(id); }), code) << id.key << id.instanceId;
+    }
+    EXPECT_EQ(CodeOf([&] {
+                  filter->CreateSubObjectFilter({"multi", "1"});
+              }),
+              ERR_FILTER_SPEC_EXISTS);
+    EXPECT_EQ(CodeOf([&] { filter->CreateSubObjectFilter({"", "1"}); }), ERR_INVALID_ARGUMENT);
+    EXPECT_EQ(CodeOf([&] { parent_->GetSubObjectInstances(nullptr); }), ERR_INVALID_ARGUMENT);
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("multi"))), "multi/1 multi/2");
+    try {
+        parent_->CreateSubObject({"multi", "1"});
+        ADD_FAILURE();
+    } catch (const ConfigStoreException& e) {
+        EXPECT_STREQ(e.what(), "Configuration object already exists: multi/1");
+    }
+}
+
+TEST_F(SubObjects, FiltersSelectInstancesAndDeleteThem) {
+    for (const auto& [instance, mtu] : {std::pair{"1", 1500}, {"2", 9000}, {"3", 1500}}) {
+        parent_->CreateSubObject({"port", instance})->SetValue("mtu", mtu);
+    }
+    parent_->CreateSubObject({"other", "1"})->SetValue("mtu", 1500);
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port"))), "port/1 port/2 port/3");
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port", R"({"mtu":1500})"))),
+              "port/1 port/3");
+    auto elsewhere = std::make_shared<FilterSpecObject>(ConfigStoreObjectId("port", "x", "", ""));
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(elsewhere)), "");
+
+    const auto deleted = parent_->GetSubObject({"port", "2"});
+    parent_->DeleteSubObject({"port", "2"});
+    parent_->DeleteSubObject({"port", "2"});  // absent: nothing to do
+    deleted->SetValue("mtu", 1);              // a deleted sub-object publishes nowhere
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port"))), "port/1 port/3");
+    parent_->DeleteSubObjectInstances(Filter("port", R"({"mtu":1500})"));
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter(""))), "other/1");
+    parent_->CreateSubObject({"port", ""})->SetValue("mtu", 576);
+    store_->Set(parent_, INTERNAL);
+
+    const auto loaded = store_->Get(id_);
+    EXPECT_EQ(Names(loaded->GetSubObjectInstances(Filter("port"))), "port/");
+    EXPECT_EQ(IntOf(loaded->GetSubObject({"port", ""}), "mtu"), 576);
+    EXPECT_EQ(IntOf(loaded->GetSubObject({"other", "1"}), "mtu"), 1500);
+}
+
+TEST_F(SubObjects, EachInstanceIsOneEngineObjectThatKeepsItsParentAlive) {
+    const auto created = parent_->CreateSubObject({"port", "1"});
+    EXPECT_EQ(parent_->GetSubObject({"port", "1"}), created);
+    EXPECT_EQ(parent_->GetSubObjectInstances(Filter("port")).at(0), created);
+    const std::weak_ptr<ConfigStoreObject> parent = parent_;
+    parent_.reset();
+    EXPECT_FALSE(parent.expired());
+    created->CreateSubObject({"queue", ""})->SetValue("depth", 4);
+    created->SetValue("mtu", 9000);
+    const auto again = parent.lock()->GetSubObject({"port", "1"});
+    EXPECT_EQ(IntOf(again, "mtu"), 9000);
+    EXPECT_EQ(IntOf(again->GetSubObject({"queue", ""}), "depth"), 4);
+}
+
+TEST_F(SubObjects, SubObjectFiltersSelectParentsWithAMatchingInstance) {
+    parent_->CreateSubObject({"port", "1"})->SetValue("mtu", 9000);
+    const auto filter = std::make_shared<FilterSpecObject>(ConfigStoreObjectId("eth0", "", "", ""));
+    const auto portFilter = filter->CreateSubObjectFilter({"port", ""});
+    EXPECT_EQ(filter->GetSubObjectFilter({"port", ""}), portFilter);
+    EXPECT_EQ(filter->GetSubObjectFilter({"port", "1"}), nullptr);
+    portFilter->SetValue("mtu", 9000);
+    EXPECT_TRUE(standin::Selects(*filter, *parent_));
+    portFilter->SetValue("mtu", 1500);
+    EXPECT_FALSE(standin::Selects(*filter, *parent_));
+    filter->DeleteSubObjectFilter({"port", ""});
+    EXPECT_EQ(filter->GetSubObjectFilter({"port", ""}), nullptr);
+    EXPECT_TRUE(standin::Selects(*filter, *parent_));
+}
+
+}  // namespace
