@@ -1,23 +1,20 @@
 // The library on the stand-in engine's store: what is written is read back by a new process
 // (read_back), in every data class and context, through transactions and failures.
-#include <stdlib.h>
-#include <sys/wait.h>
+#include <kivconfigstore/ConfigStore.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
 #include <string>
 #include <tuple>
+#include <vector>
 
-#include "configstorec.h"
+#include "Integration.h"
 
 namespace {
 
+using namespace integration;
+using Engine = KivConfigStore::ConfigStore;
 namespace fs = std::filesystem;
 
 fs::path gRoot;  // this process's store directories
@@ -32,28 +29,11 @@ class StoreDirectories : public ::testing::Environment {
         setenv("CONFIGSTORE_DIR", (gRoot / "state").c_str(), 1);
         setenv("CONFIGSTORE_RUNTIME_DIR", (gRoot / "run").c_str(), 1);
         setenv("CONFIGSTORE_LOG", "stderr", 1);
+        setenv("CONFIGSTORE_COMPONENTS_DIR", COMPONENTS_DIR, 1);  // the repository's examples
     }
     void TearDown() override { fs::remove_all(gRoot); }
 };
 const auto* const kDirectories = ::testing::AddGlobalTestEnvironment(new StoreDirectories);
-
-constexpr char kGroup[] = "tests";
-constexpr char kComponent[] = "integration";
-
-using Store = std::unique_ptr<ConfigStoreStruct, decltype(&DestroyStore)>;
-using Object = std::unique_ptr<ConfigStoreObjectStruct, decltype(&DestroyConfigStoreObject)>;
-
-Store Open(const std::string& nameSpace) {
-    ConfigStoreStruct* store = nullptr;
-    EXPECT_EQ(GetStore(nameSpace.c_str(), &store), CS_C_OK) << nameSpace;
-    return Store(store, DestroyStore);
-}
-
-Object Create(const std::string& key, const char* document = "") {
-    ConfigStoreObjectStruct* object = nullptr;
-    EXPECT_EQ(CreateObject(key.c_str(), kGroup, kComponent, nullptr, document, &object), CS_C_OK);
-    return Object(object, DestroyConfigStoreObject);
-}
 
 Object Fetch(ConfigStoreStruct* store, const std::string& key, int expected = CS_C_OK) {
     ConfigStoreObjectStruct* object = nullptr;
@@ -69,31 +49,6 @@ std::string VersionOf(ConfigStoreObjectStruct* object) {
     return version;
 }
 
-// Runs `call`, expecting `status` and, unless `line` is empty, `line` in the log.
-void ExpectLogged(const std::function<int()>& call, int status, const std::string& line) {
-    ::testing::internal::CaptureStderr();
-    const int actual = call();
-    const std::string log = ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(actual, status) << log;
-    EXPECT_TRUE(line.empty() || log.find(line) != std::string::npos) << log;
-}
-
-// Runs read_back (through the emulator when cross-compiled) as a new process with this one's
-// environment, reading the int values `names` of one object; its output, and "exit N" when its
-// Get did not answer CS_C_OK.
-std::string ReadBack(const std::string& nameSpace, const std::string& key,
-                     const std::string& names = "") {
-    const std::string command = std::string(READ_BACK_COMMAND) + " " + nameSpace + " " + key + " " +
-                                kGroup + " " + kComponent + " " + names;
-    FILE* child = popen(command.c_str(), "r");
-    if (child == nullptr) return "cannot start " + command;
-    std::string text;
-    for (int c; (c = std::fgetc(child)) != EOF;) text += static_cast<char>(c);
-    const int status = pclose(child);
-    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return code == 0 ? text : text + "exit " + std::to_string(code) + "\n";
-}
-
 // Each test has a namespace of its own, named as the test, and an object key of the same name.
 class StoreTest : public ::testing::Test {
 protected:
@@ -102,8 +57,10 @@ protected:
     Store store = Open(nameSpace);
 };
 
-// The store writes, in each context; `external` ones record the desired configuration and are
-// refused during boot, `durable` ones count as versions. Update merges what changed, Set replaces.
+// The store writes of single objects and of lists, in each context; `external` ones record the
+// desired configuration and are refused during boot, `durable` ones count as versions. Update
+// merges what changed, Set and SetInstances replace the configuration. The library's list
+// workers are called directly too, named as themselves in the log.
 struct StoreWrite {
     const char* call;
     ConfigStoreCStatus (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct*);
@@ -123,52 +80,68 @@ const StoreWrite kWrites[] = {
     WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
     WRITE(SetUserData(s, o, "INTERNAL"), false, true),
     WRITE(SetVitalData(s, o), false, true),
-    WRITE(SetCachedData(s, o), false, false)};
+    WRITE(SetCachedData(s, o), false, false),
+    WRITE(SetInstances(s, &o, 1, "EXTERNAL"), true, true),
+    WRITE(SetInstances(s, &o, 1, "INTERNAL"), false, true),
+    WRITE(SetUserDataInstances(s, &o, 1, nullptr), true, true),
+    WRITE(SetVitalDataInstances(s, &o, 1), false, true),
+    WRITE(SetCachedDataInstances(s, &o, 1), false, false),
+    WRITE(SetInstancesCInternalContext(s, &o, 1, &Engine::SetUserDataInstances, "EXTERNAL",
+                                       "SetInstancesCInternalContext"), true, true),
+    WRITE(SetInstancesCInternal(s, &o, 1, &Engine::SetVitalDataInstances,
+                                "SetInstancesCInternal"), false, true)};
 // clang-format on
 #undef WRITE
 
 TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
     const Store global = Open("global");  // where boot status and desired configuration live
+    const char* const instance = "i";     // lists hold instances only
     for (std::size_t row = 0; row < std::size(kWrites); ++row) {
         const StoreWrite& write = kWrites[row];
         SCOPED_TRACE(write.call);
+        const std::string function(write.call, std::strchr(write.call, '('));
         const std::string rowKey = key + std::to_string(row), n = std::to_string(row);
-        // Stored before: a Set replaces it, the other writes leave it.
-        ASSERT_EQ(Set(global.get(), Create(rowKey, "{\"old\": 1}").get(), "INTERNAL"), CS_C_OK);
-        const bool replaces = std::strncmp(write.call, "Set(", 4) == 0;
-        const Object object = Create(rowKey, ("{\"n\": " + n + "}").c_str());
+        const char* const k = rowKey.c_str();
+        // Stored before: Set and SetInstances replace it, the other writes leave it.
+        ASSERT_EQ(Set(global.get(), Make(k, instance, "{\"old\": 1}").get(), "INTERNAL"), CS_C_OK);
+        const bool replaces = function == "Set" || function == "SetInstances";
+        const Object object = Make(k, instance, ("{\"n\": " + n + "}").c_str());
         const auto run = [&] { return write.write(global.get(), object.get()); };
-        ASSERT_EQ(SetBootStatus(rowKey.c_str(), kGroup, kComponent, nullptr, true), CS_C_OK);
+        ASSERT_EQ(SetBootStatus(k, kGroup, kComponent, instance, true), CS_C_OK);
         if (write.external) {  // refused during boot, and stored once it is over
             ExpectLogged(run, CS_C_STORE_ERROR,
-                         "configstore: " + std::string(write.call, std::strchr(write.call, '(')) +
+                         "configstore: " + function +
                              ": API cannot be invoked with EXTERNAL context during boot");
-            EXPECT_EQ(ReadBack("global", rowKey, "n"), "n absent\n");
-            ASSERT_EQ(SetBootStatus(rowKey.c_str(), kGroup, kComponent, nullptr, false), CS_C_OK);
+            EXPECT_EQ(ReadBack("global", rowKey + "/i", "n"), "n absent\n");
+            ASSERT_EQ(SetBootStatus(k, kGroup, kComponent, instance, false), CS_C_OK);
         }
         ASSERT_EQ(run(), CS_C_OK);
         EXPECT_EQ(VersionOf(object.get()) != "0", write.durable);
-        EXPECT_EQ(ReadBack("global", rowKey, "n old"),
+        EXPECT_EQ(ReadBack("global", rowKey + "/i", "n old"),
                   "n=" + n + (replaces ? "\nold absent\n" : "\nold=1\n"));
 
         ConfigStoreObjectStruct* desired = nullptr;
-        ASSERT_EQ(GetDesiredUserConfig(rowKey.c_str(), kGroup, kComponent, nullptr, &desired),
+        ASSERT_EQ(GetDesiredUserConfig(k, kGroup, kComponent, instance, &desired),
                   write.external ? CS_C_OK : CS_C_NOT_FOUND);
-        const Object owned(desired, DestroyConfigStoreObject);
-        int desiredN = -1;
-        if (desired != nullptr) GetValueInt(desired, "n", &desiredN);
-        EXPECT_EQ(desiredN, write.external ? static_cast<int>(row) : -1);
+        EXPECT_EQ(desired != nullptr ? IntOf(Object(desired, DestroyConfigStoreObject).get(), "n")
+                                     : "none",
+                  write.external ? n : "none");
+        ConfigStoreObjectStruct** list = nullptr;
+        int count = 0;
+        EXPECT_EQ(GetDesiredUserConfigInstances(k, kGroup, kComponent, &list, &count),
+                  write.external ? CS_C_OK : CS_C_NOT_FOUND);
+        EXPECT_EQ(Listed(list, count, "n"), write.external ? rowKey + "/i:" + n : "");
     }
 }
 
 TEST_F(StoreTest, ClassesEndWithTheRuntimeDirectoryOrDelete) {
-    const Object object = Create(key, "{\"a\": 1}");
+    const Object object = Make(key, nullptr, "{\"a\": 1}");
     ASSERT_EQ(Set(store.get(), object.get(), "INTERNAL"), CS_C_OK);
     const std::string first = VersionOf(object.get());
     ASSERT_EQ(SetValueInt(object.get(), "cached", 2), CS_C_OK);
     ASSERT_EQ(SetCachedData(store.get(), object.get()), CS_C_OK);
     EXPECT_EQ(VersionOf(object.get()), first);  // cached data counts no versions
-    ASSERT_EQ(SetVitalData(store.get(), Create(key, "{\"vital\": 3}").get()), CS_C_OK);
+    ASSERT_EQ(SetVitalData(store.get(), Make(key, nullptr, "{\"vital\": 3}").get()), CS_C_OK);
     EXPECT_GT(std::stoll(VersionOf(Fetch(store.get(), key).get())), std::stoll(first));
     const std::string values = "a cached vital";
     EXPECT_EQ(ReadBack(nameSpace, key, values), "a=1\ncached=2\nvital=3\n");
@@ -211,12 +184,12 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
 
 TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
     const std::string other = key + "-other";
-    ASSERT_EQ(Set(store.get(), Create(key, "{\"a\": 0}").get(), nullptr), CS_C_OK);
+    ASSERT_EQ(Set(store.get(), Make(key, nullptr, "{\"a\": 0}").get(), nullptr), CS_C_OK);
     for (const std::string end : {"cancel", "release the store", "commit"}) {
         SCOPED_TRACE(end);
         ASSERT_EQ(BeginTransaction(store.get()), CS_C_OK);
-        ASSERT_EQ(Set(store.get(), Create(key, "{\"a\": 1}").get(), nullptr), CS_C_OK);
-        ASSERT_EQ(SetCachedData(store.get(), Create(other, "{\"b\": 2}").get()), CS_C_OK);
+        ASSERT_EQ(Set(store.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
+        ASSERT_EQ(SetCachedData(store.get(), Make(other, nullptr, "{\"b\": 2}").get()), CS_C_OK);
         EXPECT_EQ(ReadBack(nameSpace, key, "a"), "a=0\n");  // not yet, but here it is
         int a = -1;
         EXPECT_EQ(GetValueInt(Fetch(store.get(), key).get(), "a", &a), CS_C_OK);
@@ -275,6 +248,9 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
         ROW(BeginTransaction(s), CS_C_OK, nullptr),
         ROW(BeginTransaction(s), CS_C_STORE_ERROR,
             "Failed to start transaction: a transaction is already open"),
+        // The worker behind the three, under the caller's name.
+        ROW(TransactionInternal(s, &Engine::BeginTransaction, "TransactionInternal"),
+            CS_C_STORE_ERROR, "Failed to start transaction: a transaction is already open"),
         ROW(CommitTransaction(s), CS_C_OK, nullptr)};
 #undef ROW
     for (const auto& [name, call, status, line] : rows) {

@@ -111,6 +111,12 @@ std::string Read(ConfigStoreCStatus (*get)(H*, const char*, T**, N*), H* h, cons
     return text;
 }
 
+// The worker behind GetValueStringArray and GetValueFsoStringArray, for either kind of handle.
+template <class H>
+ConfigStoreCStatus StringsByWorker(H* handle, const char* key, char*** values, int* count) {
+    return GetValueStringArrayInternal(handle, key, values, count, "StringsByWorker");
+}
+
 template <class C>
 class HandleValues : public ::testing::Test {
 protected:
@@ -153,6 +159,8 @@ TYPED_TEST(HandleValues, EachFamilyReachesTheEngineAndMapsItsOutcomes) {
         ROW(C::AppendDouble(h, "ds", -1e300), Read(C::GetDoubles, h, "ds"), "OK OK:[-1e+300]"),
         ROW(C::AppendBool(h, "bs", false), Read(C::GetBools, h, "bs"), "OK OK:[false]"),
         ROW(C::AppendString(h, "ss", "a"), Read(C::GetStrings, h, "ss"), "OK OK:[a]"),
+        ROW(C::AppendString(h, "ss", "b"), Read(StringsByWorker<typename C::Handle>, h, "ss"),
+            "OK OK:[a,b]"),
         // Each reading worker refuses another type, as do appends.
         ROW(C::SetInt(h, "wide", 65536), Read(C::GetUint16, h, "wide"), "OK INVALID_TYPE"),
         ROW(C::SetInt(h, "seven", 7), Read(C::GetStr, h, "seven"), "OK INVALID_TYPE:"),
