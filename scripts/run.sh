@@ -1,21 +1,25 @@
 #!/usr/bin/env bash
 # Builds the library and the stand-in engine, then runs the example program twice, as two
-# processes: the first stores a configuration object in a transaction, the second reads it
-# back from the store's files and prints it. The store lives in build/example-store.
+# processes: the first stores three instances of a network interface object with their
+# addresses as sub-objects in one transaction, the second reads them back from the store's
+# files through a filter spec and prints the component's export. The store lives in
+# build/example-store and starts empty; the schema comes from examples/components.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build build -j "$(nproc)" --target settings
+cmake --build build -j "$(nproc)" --target interfaces
 
 export CONFIGSTORE_DIR="$PWD/build/example-store"
 export CONFIGSTORE_RUNTIME_DIR="$CONFIGSTORE_DIR/run"
+export CONFIGSTORE_COMPONENTS_DIR="$PWD/examples/components"
 export CONFIGSTORE_LOG=stderr
-echo "== engine: $(ldd build/examples/settings | grep -o 'libconfigstore\.so => [^ ]*')"
-echo "== process 1: settings write"
-build/examples/settings write
-echo "== process 2: settings read"
-build/examples/settings read
+rm -rf "$CONFIGSTORE_DIR"
+echo "== engine: $(ldd build/examples/interfaces | grep -o 'libconfigstore\.so => [^ ]*')"
+echo "== process 1: interfaces write"
+build/examples/interfaces write
+echo "== process 2: interfaces read"
+build/examples/interfaces read
 echo "== store files"
 ls -l "$CONFIGSTORE_DIR"/*.db "$CONFIGSTORE_RUNTIME_DIR"/*.db

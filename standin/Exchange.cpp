@@ -117,12 +117,14 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
         if (!entryProblem.empty()) {
             refuse(replacement.name.empty() ? "objects/" + std::to_string(index) : replacement.name,
                    entryProblem);
+            replacement.object = nullptr;
             readable = false;
         }
         replacements.push_back(std::move(replacement));
         ++index;
     }
-    return readable && store.ReplaceAll(replacements, errors);
+    // Entries that were read still go to the store, so that its refusals are listed too.
+    return store.ReplaceAll(replacements, readable, errors) && readable;
 }
 
 std::string ExportDocument(Store& store,

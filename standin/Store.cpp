@@ -617,7 +617,7 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
     for (const auto& object : objects) MarkWritten(EngineState::Of(*object), kind.target, version);
 }
 
-bool Store::ReplaceAll(const std::vector<Replacement>& replacements,
+bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
                        std::vector<KivConfigStore::ErrorInfo>& errors) {
     const std::lock_guard<std::mutex> lock(mutex_);
     WriteScope scope(*this);
@@ -625,6 +625,7 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements,
     long long version = 0;
     bool accepted = true;
     for (const Replacement& replacement : replacements) {
+        if (replacement.object == nullptr) continue;  // refused before it reached the store
         try {
             if (replacement.dataClass == DataClass::Desired) {
                 StoreDesired(*replacement.object, scope, version);
@@ -640,7 +641,7 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements,
             accepted = false;
         }
     }
-    if (!accepted) return false;  // the scope rolls every replacement back
+    if (!accepted || !keep) return false;  // the scope rolls every replacement back
     scope.Commit();
     if (inTransaction_ && version != 0) transactionVersion_ = version;
     return true;

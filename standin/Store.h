@@ -81,8 +81,9 @@ public:
         std::string name;  // how errors name it
     };
     // Writes every replacement in one transaction (INTERNAL context), or none of them: true when
-    // all were stored, else false with one error per refused replacement.
-    bool ReplaceAll(const std::vector<Replacement>& replacements,
+    // all were stored, else false with one error per refused replacement. Without `keep`, every
+    // replacement is tried and then rolled back, to find what the store refuses.
+    bool ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
 private:
