@@ -33,6 +33,7 @@ cmake --build build-aarch64 -j "$(nproc)"
 # Everything that runs must really be an aarch64 program.
 for binary in build-aarch64/tests/unit_tests build-aarch64/tests/allocation_tests \
               build-aarch64/tests/c_smoke_test build-aarch64/examples/settings \
+              build-aarch64/examples/interfaces \
               build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so \
               build-aarch64/standin/libconfigstore.so build-aarch64/tests/standin/standin_tests \
               build-aarch64/tests/integration/integration_tests; do
