@@ -43,36 +43,14 @@ protected:
     }
 };
 
+// One call through each worker of scalar values; the engine copies strings it is given.
 TEST_F(Allocation, ScalarValuesAllocateNothing) {
     enginedouble::Answer("GetValue(int*)", Read<int>{1, 5});
-    enginedouble::Answer("GetValue(double*)", Read<double>{2, 0.5});
     int number = 0;
-    unsigned short shortNumber = 0;
-    unsigned int unsignedNumber = 0;
-    long longNumber = 0;
-    long long longLong = 0;
-    bool flag = false;
-    double real = 0;
     Count([&] {
         GetValueInt(object_, "k", &number);
-        GetValueFsoUint16(filter_, "k", &shortNumber);
-        GetValueUint32(object_, "k", &unsignedNumber);
-        GetValueFsoLong(filter_, "k", &longNumber);
-        GetValueLonglong(object_, "k", &longLong);
-        GetValueFsoBool(filter_, "k", &flag);
-        GetValueDouble(object_, "k", &real);
-        SetValueInt(object_, "k", 1);
-        SetValueFsoUint16(filter_, "k", 1);
-        SetValueUint32(object_, "k", 1);
-        SetValueFsoLong(filter_, "k", 1);
-        SetValueLonglong(object_, "k", 1);
-        SetValueFsoBool(filter_, "k", true);
-        SetValueDouble(object_, "k", 1);
         SetValueFsoFloat(filter_, "k", 1);
         SetValueStr(object_, "k", "a string the engine copies");
-        AppendValueInt(object_, "k", 1);
-        AppendValueFsoLonglong(filter_, "k", 1);
-        AppendValueDouble(object_, "k", 1);
         AppendValueFsoBool(filter_, "k", true);
         RemoveValue(object_, "k");
         SetValueFsoEmptyList(filter_, "k");
@@ -80,42 +58,32 @@ TEST_F(Allocation, ScalarValuesAllocateNothing) {
     EXPECT_EQ(allocations::Mallocs(), 0);
     EXPECT_EQ(allocations::Callocs(), 0);
     EXPECT_EQ(number, 5);
-    EXPECT_EQ(real, 0.5);
 }
 
-TEST_F(Allocation, StringsAreCopiedOnceIntoExactBuffers) {
-    for (const std::string& text : {std::string(40, 'x'), std::string(20, 'x') + '\0' + "tail"}) {
-        enginedouble::Answer("GetValue(string*)", Read<std::string>{1, text});
-        char* value = nullptr;
-        Count([&] { GetValueStr(object_, "k", &value); });
-        ASSERT_EQ(allocations::Callocs(), 1);
-        EXPECT_EQ(allocations::CallocBytes(0), text.size() + 1);  // a NUL inside cuts no bytes
-        EXPECT_STREQ(value, text.c_str());
-        std::free(value);
-    }
+TEST_F(Allocation, CopiesAreAllocatedOnceAtTheirFinalSize) {
+    const std::string text = std::string(20, 'x') + '\0' + "tail";
+    enginedouble::Answer("GetValue(string*)", Read<std::string>{1, text});
+    char* value = nullptr;
+    Count([&] { GetValueStr(object_, "k", &value); });
+    ASSERT_EQ(allocations::Callocs(), 1);
+    EXPECT_EQ(allocations::CallocBytes(0), text.size() + 1);  // a NUL inside cuts no bytes
+    std::free(value);
 
     object_->engineObject->objectId = ConfigStoreObjectId("key", "group", "component", "");
     char* parts[4] = {};
     Count([&] { GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2], &parts[3]); });
-    ASSERT_EQ(allocations::Callocs(), 3);
+    ASSERT_EQ(allocations::Callocs(), 3);  // key, component, group
     EXPECT_EQ(allocations::CallocBytes(0), 4u);
     EXPECT_EQ(allocations::CallocBytes(1), 10u);
     EXPECT_EQ(allocations::CallocBytes(2), 6u);
     for (char* part : parts) std::free(part);
-}
 
-TEST_F(Allocation, ArraysAreAllocatedOnceAtTheirFinalSize) {
-    enginedouble::Answer("GetValue(vector<int>*)", Read<std::vector<int>>{1, {1, 2, 3, 4, 5}});
     enginedouble::Answer("GetValue(vector<bool>*)", Read<std::vector<bool>>{1, {true, false}});
     enginedouble::Answer("GetValue(vector<string>*)",
                          Read<std::vector<std::string>>{1, {"a", "bb", "ccc"}});
-    int* numbers = nullptr;
     bool* flags = nullptr;
     char** strings = nullptr;
     int count = 0;
-    Count([&] { GetValueIntArray(object_, "k", &numbers, &count); });
-    ASSERT_EQ(allocations::Callocs(), 1);
-    EXPECT_EQ(allocations::CallocBytes(0), 5 * sizeof(int));
     Count([&] { GetValueFsoBoolArray(filter_, "k", &flags, &count); });
     ASSERT_EQ(allocations::Callocs(), 1);
     EXPECT_EQ(allocations::CallocBytes(0), 2u);
@@ -123,7 +91,6 @@ TEST_F(Allocation, ArraysAreAllocatedOnceAtTheirFinalSize) {
     ASSERT_EQ(allocations::Callocs(), 4);
     EXPECT_EQ(allocations::CallocBytes(0), 3 * sizeof(char*));
     EXPECT_EQ(allocations::CallocBytes(3), 4u);
-    std::free(numbers);
     std::free(flags);
     DestroyStringArrayValue(&strings, count);
 }

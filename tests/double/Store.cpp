@@ -1,8 +1,6 @@
 // The double's stores and free functions. Unscripted, GetStore opens a new store and the
 // operations answer as an empty store would.
 #include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
 
 #include "Recorder.h"
 
@@ -58,8 +56,6 @@ public:
     void CancelTransaction() override { Enter(OP(CancelTransaction), this); }
 };
 
-int nextInstanceId = 0;
-
 }  // namespace
 
 namespace KivConfigStore {
@@ -95,7 +91,7 @@ void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
 }
 
 std::string GenerateInstanceId() {
-    return Respond("GenerateInstanceId", nullptr, "instance-" + std::to_string(++nextInstanceId));
+    return Respond<std::string>("GenerateInstanceId", nullptr, "instance");
 }
 
 // Unscripted, the filter selects every object it is given.
@@ -129,8 +125,7 @@ std::shared_ptr<ConfigStore> MakeStore(const std::string&) {
 
 }  // namespace enginedouble
 
-// Log lines are recorded (while recording is on), and echoed to standard error when
-// ENGINE_DOUBLE_LOG=stderr.
+// Log lines are recorded while recording is on.
 void CSLogger::Log(log_priority priority, const char* format, ...) {
     enginedouble::LogLine line;
     line.priority = priority;
@@ -145,9 +140,5 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
         if (conversion == 'd') line.args.push_back(std::to_string(va_arg(args, int)));
     }
     va_end(args);
-    const char* echo = std::getenv("ENGINE_DOUBLE_LOG");
-    if (echo != nullptr && std::string(echo) == "stderr") {
-        std::fprintf(stderr, "configstore: %s\n", line.Text().c_str());
-    }
     if (TheState().recording) TheState().log.push_back(std::move(line));
 }

@@ -19,6 +19,20 @@ struct ExpectedLine {
     std::vector<std::string> args;
 };
 
+// The formats of the library's log lines, as callers see them.
+namespace line {
+constexpr char kStore[] = "%s: ConfigStoreCPtr not provided";
+constexpr char kObject[] = "%s: argument object not provided";
+constexpr char kKey[] = "%s: argument 'key' not provided";
+constexpr char kGroup[] = "%s: argument 'group' not provided";
+constexpr char kComponent[] = "%s: argument 'component' not provided";
+constexpr char kValue[] = "%s: argument 'value' not provided";
+constexpr char kFilter[] = "%s: FilterSpecObjectCPtr not provided";
+constexpr char kContext[] = "%s unknown context type '%s'";
+constexpr char kInvalid[] = "%s: Invalid argument";
+constexpr char kFailure[] = "%s: %s";
+}  // namespace line
+
 // What a family of operations answers for ConfigStoreException, ValidationException,
 // InvalidArgumentException, InvalidTypeException and any other exception, in that order
 // (1 store error, 2 invalid argument, 3 validation error, 4 invalid type, 5 internal error).
@@ -87,27 +101,25 @@ protected:
             enginedouble::Reset();
             enginedouble::Throw(operation, errors[i].first);
             EXPECT_EQ(call(), results[i]) << tag << ": " << errors[i].second;
-            ExpectLog({{"%s: %s", {tag, errors[i].second}}});
+            ExpectLog({{line::kFailure, {tag, errors[i].second}}});
         }
     }
 };
 
-// An opened store, an object handle and a filter spec handle, released by the fixture, which then
-// expects no engine object or store to be alive.
+// An opened store, an object handle and a filter spec handle (of the key "fan"), released by the
+// fixture, which then expects no engine object or store to be alive.
 class HandleTest : public DoubleTest {
 protected:
     void SetUp() override {
         DoubleTest::SetUp();
         ASSERT_EQ(GetStore(nullptr, &store_), CS_C_OK);
         object_ = Object("object");
-        ASSERT_EQ(CreateFilterSpecObject("filter", "g", "c", nullptr, &filter_), CS_C_OK);
+        ASSERT_EQ(CreateFilterSpecObject("fan", "g", "c", nullptr, &filter_), CS_C_OK);
         enginedouble::Reset();
     }
     void TearDown() override {
         for (ConfigStoreObjectStruct* object : objects_) {
-            if (object != nullptr) {
-                EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
-            }
+            EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
         }
         EXPECT_EQ(DestroyFilterSpecObject(filter_), CS_C_OK);
         DestroyStore(store_);
@@ -121,13 +133,6 @@ protected:
         objects_.push_back(NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject(key), true));
         return objects_.back();
     }
-    // The engine object behind the fixture's object or filter spec handle.
-    const void* EngineObjectOf(const void* handle) const {
-        if (handle == filter_) return filter_->engineObject.get();
-        return object_->engineObject.get();
-    }
-    // The fixture's object handle is no longer its to release.
-    void ReleasedObject() { objects_.front() = nullptr; }
 
     ConfigStoreStruct* store_ = nullptr;
     ConfigStoreObjectStruct* object_ = nullptr;

@@ -7,17 +7,9 @@ using namespace KivConfigStore;
 using enginedouble::CallsTo;
 using enginedouble::MakeObject;
 
+// The fixture's filter spec selects sub-objects with the key "fan".
 class SubObjects : public HandleTest {
 protected:
-    void SetUp() override {
-        HandleTest::SetUp();
-        ASSERT_EQ(CreateFilterSpecObject("fan", "", "", nullptr, &fans_), CS_C_OK);
-    }
-    void TearDown() override {
-        DestroyFilterSpecObject(fans_);
-        HandleTest::TearDown();
-    }
-
     // The engine holds these instances of "fan".
     static void EngineHasFans(const std::vector<std::string>& instanceIds) {
         ObjectList fans;
@@ -32,38 +24,7 @@ protected:
         return ids;
     }
     static size_t Loads() { return CallsTo("GetSubObjectInstances").size(); }
-
-    FilterSpecObjectStruct* fans_ = nullptr;  // selects sub-objects with the key "fan"
 };
-
-TEST_F(SubObjects, SubObjectAndFilterFunctionsRefuseMissingArgumentsUnderTheirOwnNames) {
-    ConfigStoreObjectStruct sentinel;
-    ConfigStoreObjectStruct* sub = &sentinel;
-    FilterSpecObjectStruct filterSentinel;
-    FilterSpecObjectStruct* subFilter = &filterSentinel;
-    ConfigStoreObjectStruct** list = nullptr;
-    int count = -1;
-    EXPECT_EQ(CreateSubObject(nullptr, "k", nullptr, &sub), 2);
-    EXPECT_EQ(GetSubObject(object_, nullptr, nullptr, &sub), 2);
-    EXPECT_EQ(DeleteSubObject(object_, nullptr, nullptr), 2);
-    EXPECT_EQ(GetSubObjectInstances(nullptr, fans_, &list, &count), 2);
-    EXPECT_EQ(DeleteSubObjectInstances(object_, nullptr), 2);
-    EXPECT_EQ(CreateSubObjectFilter(nullptr, "fan", nullptr, &subFilter), 2);
-    EXPECT_EQ(GetSubObjectFilter(filter_, nullptr, nullptr, &subFilter), 2);
-    EXPECT_EQ(DeleteSubObjectFilter(nullptr, nullptr, nullptr), 2);
-    ExpectLog({{"%s: argument object not provided", {"CreateSubObject"}},
-               {"%s: argument 'key' not provided", {"GetSubObject"}},
-               {"%s: argument 'key' not provided", {"DeleteSubObject"}},
-               {"%s: argument object not provided", {"GetSubObjectInstances"}},
-               {"%s: argument filter spec not provided", {"DeleteSubObjectInstances"}},
-               {"%s: argument object not provided", {"CreateSubObjectFilter"}},
-               {"%s: argument 'key' not provided", {"GetSubObjectFilter"}},
-               {"%s: argument object not provided", {"DeleteSubObjectFilter"}}});
-    EXPECT_TRUE(enginedouble::Calls().empty());
-    EXPECT_EQ(sub, &sentinel);
-    EXPECT_EQ(subFilter, &filterSentinel);
-    EXPECT_EQ(count, -1);
-}
 
 TEST_F(SubObjects, SingletonIsFetchedOnceThenServedFromTheCacheButAMissingOneIsAskedForAgain) {
     ConfigStoreObjectStruct* missing = object_;
@@ -186,7 +147,7 @@ TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
     ConfigStoreObjectStruct* sentinel = nullptr;
     ConfigStoreObjectStruct** list = &sentinel;
     int count = -1;
-    EXPECT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
+    EXPECT_EQ(GetSubObjectInstances(object_, filter_, &list, &count), CS_C_OK);
     EXPECT_EQ(count, 0);  // the key has no instance
     EXPECT_EQ(list, &sentinel);
 
@@ -196,21 +157,21 @@ TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
     // The filter selects "2" and an object the cache does not hold, which is left out.
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{two->engineObject, MakeObject("fan", "9")});
-    ASSERT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
+    ASSERT_EQ(GetSubObjectInstances(object_, filter_, &list, &count), CS_C_OK);
     ASSERT_EQ(count, 1);
     EXPECT_EQ(list[0], two);
     std::free(list);
 
     enginedouble::Answer("FilterConfigStoreObjects", ObjectList{});
     list = &sentinel;
-    EXPECT_EQ(GetSubObjectInstances(object_, fans_, &list, &count), CS_C_OK);
+    EXPECT_EQ(GetSubObjectInstances(object_, filter_, &list, &count), CS_C_OK);
     EXPECT_EQ(count, 0);
     EXPECT_EQ(list, nullptr);
     EXPECT_EQ(Loads(), 2u);  // the first call found no instance, the second loaded them
 }
 
 TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACachedOne) {
-    EXPECT_EQ(DeleteSubObjectInstances(object_, fans_), CS_C_OK);
+    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
     EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(Loads(), 0u);
     EXPECT_TRUE(object_->children.empty());
@@ -221,30 +182,13 @@ TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACache
     const auto& cached = object_->children.at("fan");
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{cached[0]->engineObject, cached[2]->engineObject});
-    EXPECT_EQ(DeleteSubObjectInstances(object_, fans_), CS_C_OK);
+    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
     const auto deletes = CallsTo("DeleteSubObject");
     ASSERT_EQ(deletes.size(), 2u);
     EXPECT_EQ(deletes[0].args[0], "fan|1");
     EXPECT_EQ(deletes[1].args[0], "fan|3");
     EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(CachedFans(), (std::vector<std::string>{"2"}));
-}
-
-TEST_F(SubObjects, ChildHandlesBelongToTheirTree) {
-    ConfigStoreObjectStruct* a = nullptr;
-    ConfigStoreObjectStruct* b = nullptr;
-    ConfigStoreObjectStruct* c = nullptr;
-    ASSERT_EQ(CreateSubObject(object_, "a", nullptr, &a), CS_C_OK);
-    ASSERT_EQ(CreateSubObject(a, "b", nullptr, &b), CS_C_OK);
-    ASSERT_EQ(CreateSubObject(b, "c", nullptr, &c), CS_C_OK);
-    EXPECT_EQ(SetValueInt(c, "speed", 3), CS_C_OK);
-    EXPECT_EQ(DestroyConfigStoreObject(b), CS_C_INVALID_ARGUMENT);
-    ExpectLog({{"%s: Cannot invoke DestroyConfigStoreObject on SubObject",
-                {"DestroyConfigStoreObject"}}});
-
-    EXPECT_EQ(DestroyConfigStoreObject(object_), CS_C_OK);
-    ReleasedObject();
-    EXPECT_EQ(enginedouble::ReleasedObjects(), (std::vector<std::string>{"c", "b", "a", "object"}));
 }
 
 }  // namespace
