@@ -1,18 +1,62 @@
-// placeholder until the schemas file lands
+// Object schemas: one JSON file per object in the components directory, read once and kept
+// for the process, saying whether the object is a singleton, its default values and the JSON
+// Schema (draft 4) its values must meet.
 #pragma once
+
 #include <memory>
 #include <string>
+
 #include "Json.h"
+
 namespace standin {
+
+// The member of an object's values that holds its sub-objects (engine-owned, never a value key;
+// validation ignores it).
 constexpr char kSubObjectsMember[] = "$subObjects";
+
+// The compiled JSON Schema of a file (RapidJSON's schema document), private to Schemas.cpp.
+struct CompiledSchema;
+
+// An object's schema file: <components dir>/<component>/<group>/<key>.json holding
+// {"version": "1.0", "singleton": true, "schema": {...JSON Schema draft 4...}, "defaults": {...}}.
 struct Schema {
-    std::string file;
-    std::string version;
-    bool singleton = true;
-    Json defaults{rapidjson::kObjectType};
+    std::string file;                                // its path, for messages
+    std::string version;                             // "version"; empty when absent
+    bool singleton = true;                           // "singleton"; true when absent
+    Json defaults{rapidjson::kObjectType};           // "defaults"; an empty object when absent
+    std::shared_ptr<const CompiledSchema> compiled;  // "schema"; null when absent
 };
+
+// CONFIGSTORE_COMPONENTS_DIR when set and non-empty, else KivConfigStore::kComponentsPath.
 std::string ComponentsDirectory();
+
+// The schema of (component, group, key), or null when there is none (no file, or a name that
+// cannot be one path component: empty, ".", "..", containing '/' or NUL). Files are read once
+// and kept for the process; a file whose (device, inode, size, mtime) changed since is read
+// again, a removed one is forgotten. Thread-safe.
+//
+// Refused files (ConfigStoreException, the file's path in the message):
+// - 1081 (ERR_JSON_FILE_PARSE_FAILED): not a readable regular file of at most 16 MiB, or not
+//   strict JSON (the reason with its offset follows);
+// - 1037 (ERR_SCHEMA_NOT_FOUND): the wrong shape: not an object, "version" not a string,
+//   "singleton" not a bool, "schema"/"defaults" not objects, a defaults key that is empty,
+//   reserved (KivConfigStore::kReservedNames) or kSubObjectsMember; a "schema" that is not a
+//   draft 4 JSON Schema (checked against draft 4's meta-schema) or that the validator cannot run
+//   safely: a "$ref" other than "#" or "#/definitions/<name>" of the same schema, references or
+//   allOf/anyOf/oneOf/not that lead back to themselves or fan out to thousands of schemas, a
+//   pattern whose counted repetitions ("{n,m}") expand too far;
+// - 1084 (ERR_DEFAULT_CONFIG_INVALID): defaults that break the file's own schema. Defaults are
+//   a partial object, so a missing "required" key at their top level is accepted.
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,
                                        const std::string& key);
+
+// Validates an object's values against the schema (no-op when the file has no "schema"); the
+// top-level member kSubObjectsMember is skipped. Failure: ValidationException 1083
+// (ERR_VALIDATION_ERROR) with the message
+//   Validation Error: '<JSON pointer of the offending value>' fails the schema's '<keyword>' at
+//   '#<JSON pointer of the failed schema>'
+// e.g. "Validation Error: '/port' fails the schema's 'maximum' at '#/properties/port'". The
+// values themselves (a failed "required", say) have the pointer '' (JSON Pointer's root).
 void Validate(const Schema& schema, const JsonValue& values);
-}
+
+}  // namespace standin

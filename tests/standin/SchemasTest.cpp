@@ -1,0 +1,179 @@
+// Object schemas from the components directory: the files the engine accepts or refuses, its
+// cache of them, and the messages of values that break them.
+#include <gtest/gtest.h>
+#include <kivconfigstore/ErrorCodes.h>
+#include <kivconfigstore/Exceptions.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "Schemas.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace KivConfigStore;
+
+fs::path gComponents;  // this process's components directory
+
+// The shipped examples, copied into a temporary components directory that the cases add to.
+class ComponentsDirectory : public ::testing::Environment {
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "standin-components-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        gComponents = pattern;
+        const fs::path examples = fs::path(__FILE__).parent_path() / "../../examples/components";
+        fs::copy(examples, gComponents, fs::copy_options::recursive);
+        setenv("CONFIGSTORE_COMPONENTS_DIR", gComponents.c_str(), 1);
+    }
+    void TearDown() override { fs::remove_all(gComponents); }
+};
+const auto* const kComponents = ::testing::AddGlobalTestEnvironment(new ComponentsDirectory);
+
+// Writes <components>/<component>/group/key.json and returns its path.
+std::string WriteSchema(const std::string& component, const std::string& text) {
+    const fs::path file = gComponents / component / "group" / "key.json";
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << text;
+    return file.string();
+}
+
+standin::Json Parse(const char* text) {
+    standin::Json document;
+    EXPECT_EQ(standin::ParseJson(text, std::strlen(text), document), "") << text;
+    return document;
+}
+
+TEST(Schemas, TheExamplesLoad) {
+    const auto interface = standin::SchemaOf("network", "interfaces", "interface");
+    ASSERT_NE(interface, nullptr);
+    EXPECT_EQ(interface->version, "1.0");
+    EXPECT_FALSE(interface->singleton);
+    EXPECT_TRUE(interface->defaults == Parse(R"({"enabled": true, "mtu": 1500})"));
+    const auto clock = standin::SchemaOf("system", "time", "clock");
+    ASSERT_NE(clock, nullptr);
+    EXPECT_EQ(clock->version, "2.1");
+    EXPECT_TRUE(clock->singleton);
+    EXPECT_TRUE(clock->defaults == Parse(R"({"timezone": "UTC", "ntp": true})"));
+}
+
+TEST(Schemas, AbsentFilesAndNamesThatAreNoFileNameHaveNone) {
+    WriteSchema("names", "{}");
+    ASSERT_NE(standin::SchemaOf("names", "group", "key"), nullptr);
+    const std::string names[][3] = {
+        {"absent", "group", "key"},
+        {"names", "group", "absent"},
+        {"names/group", ".", "key"},
+        {"names", "..", "names/group/key"},
+        {"", "names", "group/key"},
+        {"names", "group", "."},
+        {"names", "group", std::string("key\0", 4)},
+    };
+    for (const auto& name : names) {
+        EXPECT_EQ(standin::SchemaOf(name[0], name[1], name[2]), nullptr)
+            << name[0] << ' ' << name[1];
+    }
+}
+
+TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
+    // clang-format off
+    const struct { const char* name; std::string text; int code; } files[] = {
+        {"syntax", "{\"version\": ", ERR_JSON_FILE_PARSE_FAILED},
+        {"deep", std::string(100, '[') + std::string(100, ']'), ERR_JSON_FILE_PARSE_FAILED},
+        {"array", "[]", ERR_SCHEMA_NOT_FOUND},
+        {"version", R"({"version": 1})", ERR_SCHEMA_NOT_FOUND},
+        {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
+        {"defaults", R"({"defaults": []})", ERR_SCHEMA_NOT_FOUND},
+        {"reserved", R"({"defaults": {"IS_BOOT": 1}})", ERR_SCHEMA_NOT_FOUND},
+        {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
+        {"schema", R"({"schema": true})", ERR_SCHEMA_NOT_FOUND},
+        {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
+        {"not", R"({"schema": {"not": 5}})", ERR_SCHEMA_NOT_FOUND},
+        {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
+        {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
+        {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
+        {"combinator-loop", R"({"schema": {"anyOf": [{"$ref": "#"}]}})", ERR_SCHEMA_NOT_FOUND},
+        {"hidden-keyword", R"({"schema": {"default": {"patternProperties": 1}}})", ERR_SCHEMA_NOT_FOUND},
+        {"pattern", R"({"schema": {"pattern": "(a{1000}){1000}"}})", ERR_SCHEMA_NOT_FOUND},
+        {"empty-alternative", R"x({"schema": {"patternProperties": {"(d(|y))": {}}}})x", ERR_SCHEMA_NOT_FOUND},
+        {"endless-match", R"({"schema": {"pattern": "^(a*)*$"}})", ERR_SCHEMA_NOT_FOUND},
+        {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"required", R"({"schema": {"required": ["name"]}, "defaults": {"mtu": 1}})", 0},
+        {"address", R"({"schema": {"pattern": "^([0-9]{1,3}\\.){3}[0-9]{1,3}$"}})", 0},
+        {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
+    };
+    // clang-format on
+    for (const auto& file : files) {
+        const std::string path = WriteSchema(std::string("broken-") + file.name, file.text);
+        try {
+            standin::SchemaOf(std::string("broken-") + file.name, "group", "key");
+            EXPECT_EQ(file.code, 0) << file.name;
+        } catch (const ConfigStoreException& e) {
+            EXPECT_EQ(e.Code(), file.code) << file.name << ": " << e.what();
+            EXPECT_NE(std::string(e.what()).find(path), std::string::npos) << e.what();
+        }
+    }
+    const fs::path fifo = fs::path(WriteSchema("fifo", "")).replace_filename("fifo.json");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    try {  // refused at once, not waited on
+        standin::SchemaOf("fifo", "group", "fifo");
+        ADD_FAILURE() << "a FIFO was read as a schema";
+    } catch (const ConfigStoreException& e) {
+        EXPECT_EQ(e.Code(), ERR_JSON_FILE_PARSE_FAILED);
+    }
+}
+
+TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
+    const std::string path = WriteSchema("changing", R"({"version": "1"})");
+    const auto first = standin::SchemaOf("changing", "group", "key");
+    EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), first);
+    WriteSchema("changing", R"({"version": "1.1"})");
+    EXPECT_EQ(standin::SchemaOf("changing", "group", "key")->version, "1.1");
+    fs::remove(path);
+    EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), nullptr);
+}
+
+TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
+    WriteSchema("strict", R"({"schema": {"required": ["name"], "additionalProperties": false,
+                              "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
+    // clang-format off
+    const struct { const char* component; const char* values; const char* message; } cases[] = {
+        {"network", R"({"mtu": 9000, "description": "uplink", "extra": {"any": 1}})", ""},
+        {"network", R"({"mtu": 9217})", "'/mtu' fails the schema's 'maximum' at '#/properties/mtu'"},
+        {"network", R"({"speed": -1})", "'/speed' fails the schema's 'minimum' at '#/properties/speed'"},
+        {"network", R"({"enabled": "yes"})", "'/enabled' fails the schema's 'type' at '#/properties/enabled'"},
+        {"network", R"({"nameservers": ["10.0.0.1", 2]})",
+         "'/nameservers/1' fails the schema's 'type' at '#/properties/nameservers/items'"},
+        {"system", R"({"servers": ["a", "b", "c", "d", "e", "f", "g", "h", "i"]})",
+         "'/servers' fails the schema's 'maxItems' at '#/properties/servers'"},
+        {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
+        {"strict", R"({"name": "Eth"})", "'/name' fails the schema's 'pattern' at '#/properties/name'"},
+        {"strict", R"({"name": "eth", "other": 1})", "'/other' fails the schema's 'additionalProperties' at '#'"},
+        {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
+    };
+    // clang-format on
+    const auto schemaOf = [](const std::string& component) {
+        return component == "network"  ? standin::SchemaOf("network", "interfaces", "interface")
+               : component == "system" ? standin::SchemaOf("system", "time", "clock")
+                                       : standin::SchemaOf(component, "group", "key");
+    };
+    for (const auto& test : cases) {
+        const auto schema = schemaOf(test.component);
+        ASSERT_NE(schema, nullptr);
+        std::string message;
+        try {
+            standin::Validate(*schema, Parse(test.values));
+        } catch (const ValidationException& e) {
+            EXPECT_EQ(e.Code(), ERR_VALIDATION_ERROR);
+            message = e.what();
+        }
+        EXPECT_EQ(message, *test.message ? std::string("Validation Error: ") + test.message : "")
+            << test.values;
+    }
+}
+
+}  // namespace
