@@ -41,10 +41,11 @@ std::string ComponentsDirectory();
 // - 1037 (ERR_SCHEMA_NOT_FOUND): the wrong shape: not an object, "version" not a string,
 //   "singleton" not a bool, "schema"/"defaults" not objects, a defaults key that is empty,
 //   reserved (KivConfigStore::kReservedNames) or kSubObjectsMember; a "schema" that is not a
-//   draft 4 JSON Schema (checked against draft 4's meta-schema) or that the validator cannot run
-//   safely: a "$ref" other than "#" or "#/definitions/<name>" of the same schema, references or
-//   allOf/anyOf/oneOf/not that lead back to themselves or fan out to thousands of schemas, a
-//   pattern whose counted repetitions ("{n,m}") expand too far;
+//   draft 4 JSON Schema (checked against draft 4's meta-schema) or that RapidJSON 1.1.0 cannot
+//   run safely: more than 4096 objects; a "$ref" other than "#" or "#/definitions/<name>" of the
+//   same schema, or chains of more than 16; allOf/anyOf/oneOf/not that lead back to themselves
+//   or set more than 256 schemas to work on one value; a pattern its regular expressions cannot
+//   read, crash on, or would match in exponential time (see PatternFault in Schemas.cpp);
 // - 1084 (ERR_DEFAULT_CONFIG_INVALID): defaults that break the file's own schema. Defaults are
 //   a partial object, so a missing "required" key at their top level is accepted.
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,
