@@ -1,5 +1,6 @@
 #include "Schemas.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <rapidjson/pointer.h>
@@ -10,10 +11,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -475,6 +479,7 @@ struct FileIdentity {
           inode(status.st_ino),
           size(status.st_size),
           modified(status.st_mtim) {}
+    bool operator!=(const FileIdentity& other) const { return !(*this == other); }
     bool operator==(const FileIdentity& other) const {
         return device == other.device && inode == other.inode && size == other.size &&
                modified.tv_sec == other.modified.tv_sec &&
@@ -579,13 +584,36 @@ std::shared_ptr<const Schema> Load(const std::string& file, const std::string& t
     return schema;
 }
 
-struct CachedSchema {
-    FileIdentity identity;
-    std::shared_ptr<const Schema> schema;
+// Every read and write of an object asks for its schema: the files of a group directory are
+// listed, and a schema file looked at, again only a second after the last look, so that most
+// calls make no system call at all. Objects without schemas cost no memory of their own.
+constexpr std::chrono::seconds kLookAgainAfter(1);
+constexpr std::size_t kMaxCachedDirectories = 4096;  // beyond, the listings start afresh
+
+struct CachedDirectory {
+    std::set<std::string, std::less<>> files;  // empty when the directory is absent
+    std::chrono::steady_clock::time_point seen;
 };
 
+struct CachedSchema {
+    std::optional<FileIdentity> identity;
+    std::shared_ptr<const Schema> schema;
+    std::chrono::steady_clock::time_point seen;
+};
+
+// The names of the files in `directory`; none when it cannot be listed.
+std::set<std::string, std::less<>> FilesIn(const std::string& directory) {
+    std::set<std::string, std::less<>> files;
+    DIR* listing = opendir(directory.c_str());
+    if (listing == nullptr) return files;
+    while (const dirent* entry = readdir(listing)) files.emplace(entry->d_name);
+    closedir(listing);
+    return files;
+}
+
 std::mutex gCacheMutex;
-std::map<std::string, CachedSchema> gCache;  // by file path
+std::map<std::string, CachedDirectory> gDirectories;  // by directory path
+std::map<std::string, CachedSchema> gCache;           // by file path, existing files only
 
 }  // namespace
 
@@ -599,24 +627,47 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
     if (!IsPathComponent(component) || !IsPathComponent(group) || !IsPathComponent(key)) {
         return nullptr;
     }
-    const std::string file =
-        ComponentsDirectory() + "/" + component + "/" + group + "/" + key + ".json";
+    const std::string directory = ComponentsDirectory() + "/" + component + "/" + group;
+    const std::string name = key + ".json";
+    const std::string file = directory + "/" + name;
+    const auto now = std::chrono::steady_clock::now();
     const std::lock_guard<std::mutex> lock(gCacheMutex);
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) {
-        if (errno != ENOENT && errno != ENOTDIR) FailFile(file, std::strerror(errno));
-        gCache.erase(file);
+    auto listed = gDirectories.find(directory);
+    if (listed == gDirectories.end() || now - listed->second.seen >= kLookAgainAfter) {
+        if (listed == gDirectories.end()) {
+            if (gDirectories.size() >= kMaxCachedDirectories) gDirectories.clear();
+            listed = gDirectories.emplace(directory, CachedDirectory{}).first;
+        }
+        listed->second = {FilesIn(directory), now};
+    }
+    auto cached = gCache.find(file);
+    if (listed->second.files.count(name) == 0) {
+        if (cached != gCache.end()) gCache.erase(cached);
         return nullptr;
     }
-    const auto cached = gCache.find(file);
-    if (cached != gCache.end()) {
-        if (cached->second.identity == FileIdentity(status)) return cached->second.schema;
-        gCache.erase(cached);
+    if (cached != gCache.end() && now - cached->second.seen < kLookAgainAfter) {
+        return cached->second.schema;
     }
-    const std::string text = ReadFile(file, status);
-    std::shared_ptr<const Schema> schema = Load(file, text);
-    gCache.emplace(file, CachedSchema{FileIdentity(status), schema});
-    return schema;
+    if (cached == gCache.end()) cached = gCache.emplace(file, CachedSchema{}).first;
+    CachedSchema& entry = cached->second;
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0) {
+        const int error = errno;
+        gCache.erase(cached);
+        if (error != ENOENT && error != ENOTDIR) FailFile(file, std::strerror(error));
+        return nullptr;
+    }
+    if (entry.identity != FileIdentity(status)) {
+        try {
+            entry.schema = Load(file, ReadFile(file, status));
+        } catch (...) {
+            gCache.erase(cached);  // a broken file is read again at its next use
+            throw;
+        }
+        entry.identity = FileIdentity(status);
+    }
+    entry.seen = now;
+    return entry.schema;
 }
 
 void Validate(const Schema& schema, const JsonValue& values) {

@@ -5,11 +5,13 @@
 #include <kivconfigstore/Exceptions.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "Schemas.h"
 
@@ -132,8 +134,11 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
     const auto first = standin::SchemaOf("changing", "group", "key");
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), first);
     WriteSchema("changing", R"({"version": "1.1"})");
+    // A file is looked at again a second after its last look.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key")->version, "1.1");
     fs::remove(path);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), nullptr);
 }
 
