@@ -1,0 +1,248 @@
+// The store's lists: what a filter spec selects, instance lists and their writes, deletes by
+// filter, and the replacements of an import.
+#include <algorithm>
+#include <iterator>
+
+#include "Filters.h"
+#include "StoreParts.h"
+
+namespace standin {
+
+using KivConfigStore::EngineState;
+using KivConfigStore::INTERNAL;
+using KivConfigStore::InvalidArgumentException;
+
+namespace {
+
+#define SELECTED_COLUMNS "p.key, p.grp, p.component, p.instance, p.class, p.document"
+const char* const kStoredTables[] = {"main.objects", "runtime.objects"};
+
+const Sql kSelectDesired{
+    "SELECT instance, document, version FROM main.objects"
+    " WHERE key = ?1 AND grp = ?2 AND component = ?3 AND class = 4"
+    " ORDER BY instance",
+    KivConfigStore::ERR_DB_READ_FAILED};
+
+}  // namespace
+
+ObjectList Store::GetDesiredInstances(const ConfigStoreObjectId& id) {
+    CheckIdentity(id);
+    CheckListOperation(id);
+    ObjectList objects;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    auto rows = db_.Run(kSelectDesired, id.key, id.group, id.component);
+    while (rows.Next()) {
+        const ConfigStoreObjectId instance(id.key, id.group, id.component,
+                                           std::string(rows.Text(0)));
+        auto object = std::make_shared<ConfigStoreObject>(instance);
+        EngineObject& values = EngineState::Of(*object);
+        Json document = ParseStored(rows.Text(1), instance, static_cast<int>(DataClass::Desired));
+        AddLoaded(values, DataClass::Configuration, document);
+        values.version = rows.Integer(2);
+        objects.push_back(std::move(object));
+    }
+    return objects;
+}
+
+std::shared_ptr<ConfigStoreObject> Store::Assemble(const StoredIdentity& identity,
+                                                   long long version,
+                                                   const std::shared_ptr<const Schema>& schema) {
+    auto object = std::make_shared<ConfigStoreObject>(identity.id);
+    EngineObject& values = EngineState::Of(*object);
+    bool found = false;
+    for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
+        if (!identity.texts[dataClass]) continue;
+        Json document = ParseStored(*identity.texts[dataClass], identity.id, dataClass);
+        AddLoaded(values, static_cast<DataClass>(dataClass), document);
+        found = true;
+    }
+    UseDefaults(values, schema);
+    values.version = version;
+    return found ? object : nullptr;
+}
+
+void Store::ForEachSelected(
+    const FilterSpecObject& filter,
+    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ForEachSelectedLocked(filter, visit);
+}
+
+void Store::ForEachSelectedLocked(
+    const FilterSpecObject& filter,
+    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+    const Narrowing narrowing = NarrowingOf(
+        filter, std::vector<std::string>(std::begin(kStoredTables), std::end(kStoredTables)));
+    std::string query;
+    for (const char* table : kStoredTables) {
+        if (!query.empty()) query += " UNION ALL ";
+        query += std::string("SELECT " SELECTED_COLUMNS ", p.version FROM ") + table + " p WHERE " +
+                 narrowing.condition;
+    }
+    query += " ORDER BY 1, 2, 3, 4, 5";
+    // One schema per key, group and component in a row: the rows come grouped by them.
+    std::shared_ptr<const Schema> schema;
+    StoredIdentity current;
+    long long version = 0;
+    bool pending = false;
+    const auto flush = [&] {
+        if (!pending) return;
+        pending = false;
+        std::shared_ptr<ConfigStoreObject> object = Assemble(current, version, schema);
+        if (object != nullptr
+                ? Selects(filter, *object)
+                : Selects(filter, current.id, JsonValue(rapidjson::kObjectType), nullptr)) {
+            visit(current, std::move(object));
+        }
+    };
+    auto rows = db_.Query(query, KivConfigStore::ERR_DB_READ_FAILED, narrowing.arguments);
+    while (rows.Next()) {
+        const std::string_view fields[] = {rows.Text(0), rows.Text(1), rows.Text(2), rows.Text(3)};
+        ConfigStoreObjectId& id = current.id;
+        const bool sameSchema =
+            pending && fields[0] == id.key && fields[1] == id.group && fields[2] == id.component;
+        if (!sameSchema || fields[3] != id.instanceId) {
+            flush();
+            if (!sameSchema) {
+                id.key = fields[0];
+                id.group = fields[1];
+                id.component = fields[2];
+                schema = SchemaOf(id.component, id.group, id.key);
+            }
+            id.instanceId = fields[3];
+            for (auto& text : current.texts) text.reset();
+            version = 0;
+            pending = true;
+        }
+        const long long dataClass = rows.Integer(4);
+        if (dataClass < 0 || dataClass > kValueClasses) continue;
+        current.texts[static_cast<std::size_t>(dataClass)].emplace(rows.Text(5));
+        if (dataClass < static_cast<long long>(DataClass::CachedData)) {
+            version = std::max(version, rows.Integer(6));
+        }
+    }
+    flush();
+}
+
+ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    ObjectList objects;
+    ForEachSelected(*filter, [&](const StoredIdentity&, std::shared_ptr<ConfigStoreObject> object) {
+        if (object != nullptr) objects.push_back(std::move(object));
+    });
+    return objects;
+}
+
+ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    ObjectList objects;
+    ForEachSelected(*filter,
+                    [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject> object) {
+                        if (object == nullptr || EngineState::Of(*object).defaults == nullptr)
+                            return;
+                        auto defaults = std::make_shared<ConfigStoreObject>(stored.id);
+                        EngineState::Of(*defaults).defaults = EngineState::Of(*object).defaults;
+                        objects.push_back(std::move(defaults));
+                    });
+    return objects;
+}
+
+void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+    if (filter == nullptr) {
+        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
+    }
+    CheckListOperation(filter->objectId);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<ConfigStoreObjectId> selected;
+    ForEachSelectedLocked(*filter,
+                          [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
+                              selected.push_back(stored.id);
+                          });
+    if (selected.empty()) return;
+    WriteScope scope(*this);
+    scope.WillChange(2);
+    bool durable = false;
+    for (const ConfigStoreObjectId& id : selected) {
+        db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
+        durable |= db_.Changes() > 0;
+        db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+    }
+    const long long version = durable ? NextVersion() : 0;
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+}
+
+void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context) {
+    for (const auto& object : objects) {
+        if (object == nullptr) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
+        }
+        CheckIdentity(object->objectId);
+        CheckListOperation(object->objectId);
+        if (object->objectId.instanceId.empty()) {
+            Fail<InvalidArgumentException>(KivConfigStore::ERR_INSTANCE_ID_MISSING, {},
+                                           NameOf(object->objectId));
+        }
+    }
+    if (objects.empty()) return;
+    const bool external = context != nullptr && *context != INTERNAL;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    scope.WillChange(objects.size() > 1 ? 2 : 1);
+    long long version = 0;
+    for (const auto& object : objects) StoreObject(*object, kind, external, scope, version);
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    for (const auto& object : objects) MarkWritten(EngineState::Of(*object), kind.target, version);
+}
+
+bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
+                       std::vector<KivConfigStore::ErrorInfo>& errors) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    WriteScope scope(*this);
+    scope.WillChange(2);
+    long long version = 0;
+    bool accepted = true;
+    for (const Replacement& replacement : replacements) {
+        if (replacement.object == nullptr) continue;  // refused before it reached the store
+        try {
+            if (replacement.dataClass == DataClass::Desired) {
+                StoreDesired(*replacement.object, scope, version);
+            } else {
+                StoreObject(*replacement.object, {replacement.dataClass, false}, false, scope,
+                            version);
+            }
+        } catch (const KivConfigStore::ValidationException& e) {
+            errors.push_back({replacement.name, e.what()});
+            accepted = false;
+        } catch (const KivConfigStore::InvalidArgumentException& e) {
+            errors.push_back({replacement.name, e.what()});
+            accepted = false;
+        }
+    }
+    if (!accepted || !keep) return false;  // the scope rolls every replacement back
+    scope.Commit();
+    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    return true;
+}
+
+void Store::SetInstances(ObjectList objects, const USERDATA_CONTEXT& context) {
+    WriteList(objects, {DataClass::Configuration, false}, &context);
+}
+void Store::SetUserDataInstances(ObjectList objects, const USERDATA_CONTEXT& context) {
+    WriteList(objects, {DataClass::UserData, false}, &context);
+}
+void Store::SetCachedDataInstances(ObjectList objects) {
+    WriteList(objects, {DataClass::CachedData, false}, nullptr);
+}
+void Store::SetVitalDataInstances(ObjectList objects) {
+    WriteList(objects, {DataClass::VitalData, false}, nullptr);
+}
+
+}  // namespace standin

@@ -1,0 +1,63 @@
+// What the store's source files share: its statements, the scope of one write and the reading
+// of stored documents.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Store.h"
+
+namespace standin {
+
+extern const Sql kSelectIdentity, kStoreMain, kStoreRuntime, kDeleteMain, kDeleteRuntime;
+extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
+
+// Sets up the store's main database and attaches its runtime database, creating their tables
+// in new files; files that are not store databases, or are damaged, are refused untouched.
+void OpenFiles(Database& db, const StoreFiles& files);
+
+// A stored document, which the engine wrote itself: one that does not parse is damage.
+Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass);
+
+// "component/group/key[/instance]", as messages name an object.
+std::string NameOf(const ConfigStoreObjectId& id);
+
+// One write's share of the store: its own transaction, or inside the caller's a savepoint, so
+// that a write that fails leaves nothing behind either way. A write that changes the database
+// with one statement needs no savepoint: SQLite undoes a failed statement by itself (or, after
+// an I/O or memory failure, the whole transaction, savepoint or not).
+class Store::WriteScope {
+public:
+    explicit WriteScope(Store& store) : store_(store) {
+        if (!store_.inTransaction_) store_.db_.Do(kBegin);
+    }
+    WriteScope(const WriteScope&) = delete;
+    WriteScope& operator=(const WriteScope&) = delete;
+    ~WriteScope() {
+        if (done_) return;
+        if (!store_.inTransaction_) {
+            store_.db_.ExecuteQuietly("ROLLBACK");
+        } else if (savepoint_) {
+            store_.db_.ExecuteQuietly("ROLLBACK TO write; RELEASE write");
+        }
+    }
+    // Before the first change: the number of statements that will change the database.
+    void WillChange(int statements) {
+        if (!store_.inTransaction_ || statements < 2 || savepoint_) return;
+        store_.db_.Do(kSavepoint);
+        savepoint_ = true;
+    }
+    void Commit() {
+        if (!store_.inTransaction_ || savepoint_) {
+            store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
+        }
+        done_ = true;
+    }
+
+private:
+    Store& store_;
+    bool savepoint_ = false;
+    bool done_ = false;
+};
+
+}  // namespace standin
