@@ -45,7 +45,7 @@ std::string ComponentsDirectory();
 //   run safely: more than 4096 objects; a "$ref" other than "#" or "#/definitions/<name>" of the
 //   same schema, or chains of more than 16; allOf/anyOf/oneOf/not that lead back to themselves
 //   or set more than 256 schemas to work on one value; a pattern its regular expressions cannot
-//   read, crash on, or would match in exponential time (see PatternFault in Schemas.cpp);
+//   read, crash on, or would match in exponential time (see PatternFault in SchemaSafety.cpp);
 // - 1084 (ERR_DEFAULT_CONFIG_INVALID): defaults that break the file's own schema. Defaults are
 //   a partial object, so a missing "required" key at their top level is accepted.
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,

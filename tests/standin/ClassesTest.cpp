@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
 #include <optional>
 #include <vector>
 
 #include "Classes.h"
+#include "StandinTest.h"
 #include "Values.h"
 
 namespace {
@@ -14,12 +14,7 @@ namespace {
 using standin::DataClass;
 using standin::Json;
 using standin::WriteKind;
-
-Json Parse(const char* text) {
-    Json document;
-    EXPECT_EQ(standin::ParseJson(text, std::strlen(text), document), "") << text;
-    return document;
-}
+using standin_test::Parse;
 
 struct Step {
     const char* changes;  // the values written to the object; null removes a key

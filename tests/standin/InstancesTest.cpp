@@ -1,53 +1,22 @@
 // What filter specs select from a store, the writes of instance lists, and the exchange
-// document. The store directories come from the test environment of StoreTest.cpp.
+// document.
 #include <gtest/gtest.h>
 #include <kivconfigstore/ConfigStore.h>
+#include <kivconfigstore/ErrorCodes.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "ObjectState.h"
+#include "StandinTest.h"
 
 namespace {
 
 using namespace KivConfigStore;
-
-std::string TestName() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    return std::string(test->test_suite_name()) + "." + test->name();
-}
-
-int CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const ConfigStoreException& e) {
-        return e.Code();
-    }
-    return 0;
-}
+using namespace standin_test;
 
 ConfigStoreObjectId Id(const std::string& key, const std::string& group,
                        const std::string& component, const std::string& instance = "") {
     return ConfigStoreObjectId(key, group, component, instance);
-}
-
-std::shared_ptr<FilterSpecObject> Filter(const ConfigStoreObjectId& id, const char* values) {
-    auto filter = std::make_shared<FilterSpecObject>(id);
-    standin::Json document;
-    document.Parse(values);
-    EngineState::Of(*filter).Adopt(document);
-    return filter;
-}
-
-// "key/instance" of each object, in the order given.
-std::string Names(const ObjectList& objects) {
-    std::string names;
-    for (const auto& object : objects) {
-        names +=
-            (names.empty() ? "" : " ") + object->objectId.key + "/" + object->objectId.instanceId;
-    }
-    return names;
 }
 
 class Instances : public ::testing::Test {

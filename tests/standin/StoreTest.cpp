@@ -6,52 +6,20 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <numeric>
 #include <thread>
 
 #include "Files.h"
+#include "StandinTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace KivConfigStore;
-
-fs::path gRoot;  // this process's temporary directory
-
-// Every store of the process lives below a fresh temporary directory, removed at the end.
-class TemporaryDirectories : public ::testing::Environment {
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "standin-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        gRoot = pattern;
-        setenv("CONFIGSTORE_DIR", (gRoot / "state" / "nested").c_str(), 1);
-        setenv("CONFIGSTORE_RUNTIME_DIR", (gRoot / "run").c_str(), 1);
-        setenv("CONFIGSTORE_LOG", "stderr", 1);
-    }
-    void TearDown() override { fs::remove_all(gRoot); }
-};
-const auto* const kDirectories = ::testing::AddGlobalTestEnvironment(new TemporaryDirectories);
-
-// A namespace of the running test's own.
-std::string TestNamespace() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    return std::string(test->test_suite_name()) + "." + test->name();
-}
-
-// The code of the ConfigStoreException that `action` raises; 0 when it raises none.
-int CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const ConfigStoreException& e) {
-        return e.Code();
-    }
-    return 0;
-}
+using namespace standin_test;
 
 std::string Contents(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -65,9 +33,10 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
         EXPECT_EQ(CodeOf([&] { standin::FilesOf(name); }), ERR_DB_OPEN_FAILED);
     }
     const standin::StoreFiles files = standin::FilesOf(std::string(64, 'a'));
+    const fs::path& root = TestDirectory();
     EXPECT_EQ(files.database,
-              (gRoot / "state" / "nested" / (std::string(64, 'a') + ".db")).string());
-    for (const fs::path& directory : {gRoot / "state", gRoot / "state" / "nested", gRoot / "run"}) {
+              (root / "state" / "nested" / (std::string(64, 'a') + ".db")).string());
+    for (const fs::path& directory : {root / "state", root / "state" / "nested", root / "run"}) {
         struct stat status {};
         ASSERT_EQ(stat(directory.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0700u) << directory;
@@ -94,7 +63,7 @@ TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
     // clang-format on
     for (const auto& [name, write] : files) {
         SCOPED_TRACE(name);
-        const std::string nameSpace = TestNamespace() + "." + name;
+        const std::string nameSpace = TestName() + "." + name;
         const std::string path = standin::FilesOf(nameSpace).database;
         write(path);
         const std::string bytes = Contents(path);
@@ -105,7 +74,7 @@ TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
 
 class Store : public ::testing::Test {
 protected:
-    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestNamespace());
+    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestName());
 };
 
 TEST_F(Store, TransactionMisuseIsRefused) {
@@ -134,7 +103,7 @@ TEST_F(Store, AnUpdateStoresOnlyWhatChangedSinceTheFetch) {
 TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
     constexpr int kThreads = 4;
     constexpr int kWrites = 25;
-    const std::string nameSpace = TestNamespace();
+    const std::string nameSpace = TestName();
     std::vector<std::thread> threads;
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([this, thread, nameSpace] {

@@ -1,50 +1,22 @@
 // Sub-objects kept in their parent's values: stored and loaded with the parent, the rules of
 // their keys, selection and deletion, one engine object per instance, and sub-object filters.
-// The store directories come from the test environment of StoreTest.cpp.
 #include <gtest/gtest.h>
 #include <kivconfigstore/ConfigStore.h>
 
-#include <functional>
 #include <string>
 #include <tuple>
 
 #include "Filters.h"
-#include "ObjectState.h"
+#include "StandinTest.h"
 
 namespace {
 
 using namespace KivConfigStore;
+using namespace standin_test;
 
-std::string TestName() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    return std::string(test->test_suite_name()) + "." + test->name();
-}
-
-int CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const ConfigStoreException& e) {
-        return e.Code();
-    }
-    return 0;
-}
-
-std::shared_ptr<FilterSpecObject> Filter(const std::string& key, const char* values = "{}") {
-    auto filter = std::make_shared<FilterSpecObject>(ConfigStoreObjectId(key, "", "", ""));
-    standin::Json document;
-    document.Parse(values);
-    EngineState::Of(*filter).Adopt(document);
-    return filter;
-}
-
-// "key/instance" of each sub-object, in order.
-std::string Names(const ObjectList& objects) {
-    std::string names;
-    for (const auto& object : objects) {
-        names +=
-            (names.empty() ? "" : " ") + object->objectId.key + "/" + object->objectId.instanceId;
-    }
-    return names;
+// A filter on the sub-objects of key `key`.
+std::shared_ptr<FilterSpecObject> KeyFilter(const std::string& key, const char* values = "{}") {
+    return Filter(ConfigStoreObjectId(key, "", "", ""), values);
 }
 
 int IntOf(const std::shared_ptr<ConfigStoreObject>& object, const char* key) {
@@ -80,7 +52,7 @@ TEST_F(SubObjects, AreStoredWithTheParentAndLoadedBack) {
     ASSERT_NE(link, nullptr);
     EXPECT_EQ(link->objectId.group, "interfaces");
     EXPECT_EQ(IntOf(link, "speed") + IntOf(link, "duplex"), 1002);
-    const ObjectList addresses = loaded->GetSubObjectInstances(Filter("addr"));
+    const ObjectList addresses = loaded->GetSubObjectInstances(KeyFilter("addr"));
     ASSERT_EQ(Names(addresses), "addr/a1 addr/a2");
     EXPECT_EQ(IntOf(addresses[1], "prefix"), 2);
     EXPECT_EQ(IntOf(addresses[0]->GetSubObject({"label", ""}), "len"), 8);
@@ -114,7 +86,7 @@ TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
               ERR_FILTER_SPEC_EXISTS);
     EXPECT_EQ(CodeOf([&] { filter->CreateSubObjectFilter({"", "1"}); }), ERR_INVALID_ARGUMENT);
     EXPECT_EQ(CodeOf([&] { parent_->GetSubObjectInstances(nullptr); }), ERR_INVALID_ARGUMENT);
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("multi"))), "multi/1 multi/2");
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(KeyFilter("multi"))), "multi/1 multi/2");
     try {
         parent_->CreateSubObject({"multi", "1"});
         ADD_FAILURE();
@@ -128,8 +100,8 @@ TEST_F(SubObjects, FiltersSelectInstancesAndDeleteThem) {
         parent_->CreateSubObject({"port", instance})->SetValue("mtu", mtu);
     }
     parent_->CreateSubObject({"other", "1"})->SetValue("mtu", 1500);
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port"))), "port/1 port/2 port/3");
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port", R"({"mtu":1500})"))),
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(KeyFilter("port"))), "port/1 port/2 port/3");
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(KeyFilter("port", R"({"mtu":1500})"))),
               "port/1 port/3");
     auto elsewhere = std::make_shared<FilterSpecObject>(ConfigStoreObjectId("port", "x", "", ""));
     EXPECT_EQ(Names(parent_->GetSubObjectInstances(elsewhere)), "");
@@ -138,14 +110,14 @@ TEST_F(SubObjects, FiltersSelectInstancesAndDeleteThem) {
     parent_->DeleteSubObject({"port", "2"});
     parent_->DeleteSubObject({"port", "2"});  // absent: nothing to do
     deleted->SetValue("mtu", 1);              // a deleted sub-object publishes nowhere
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter("port"))), "port/1 port/3");
-    parent_->DeleteSubObjectInstances(Filter("port", R"({"mtu":1500})"));
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(Filter(""))), "other/1");
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(KeyFilter("port"))), "port/1 port/3");
+    parent_->DeleteSubObjectInstances(KeyFilter("port", R"({"mtu":1500})"));
+    EXPECT_EQ(Names(parent_->GetSubObjectInstances(KeyFilter(""))), "other/1");
     parent_->CreateSubObject({"port", ""})->SetValue("mtu", 576);
     store_->Set(parent_, INTERNAL);
 
     const auto loaded = store_->Get(id_);
-    EXPECT_EQ(Names(loaded->GetSubObjectInstances(Filter("port"))), "port/");
+    EXPECT_EQ(Names(loaded->GetSubObjectInstances(KeyFilter("port"))), "port/");
     EXPECT_EQ(IntOf(loaded->GetSubObject({"port", ""}), "mtu"), 576);
     EXPECT_EQ(IntOf(loaded->GetSubObject({"other", "1"}), "mtu"), 1500);
 }
@@ -153,7 +125,7 @@ TEST_F(SubObjects, FiltersSelectInstancesAndDeleteThem) {
 TEST_F(SubObjects, EachInstanceIsOneEngineObjectThatKeepsItsParentAlive) {
     const auto created = parent_->CreateSubObject({"port", "1"});
     EXPECT_EQ(parent_->GetSubObject({"port", "1"}), created);
-    EXPECT_EQ(parent_->GetSubObjectInstances(Filter("port")).at(0), created);
+    EXPECT_EQ(parent_->GetSubObjectInstances(KeyFilter("port")).at(0), created);
     const std::weak_ptr<ConfigStoreObject> parent = parent_;
     parent_.reset();
     EXPECT_FALSE(parent.expired());

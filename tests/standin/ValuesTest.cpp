@@ -149,8 +149,6 @@ const std::tuple<const char*, void (*)(Object&), const char*> kWrites[] = {
      "!argument 1032: Invalid value for key k"},
     {"{}", [](Object& o) { o.SetValue("k", HUGE_VAL); }, "!argument 1032"},
     {"{}", [](Object& o) { o.SetValue("k", -HUGE_VAL); }, "!argument 1032"},
-    {"{}", [](Object& o) { o.SetValue("k", INFINITY); }, "!argument 1032"},
-    {"{}", [](Object& o) { o.SetValue("k", -INFINITY); }, "!argument 1032"},
     {"{}", [](Object& o) { o.AppendValue("k", std::nan("")); }, "!argument 1032"},
     {"{}", [](Object& o) { o.SetValue("k", "\xc0\xaf"); }, "!argument 1032"},      // overlong
     {"{}", [](Object& o) { o.SetValue("k", "\xed\xa0\x80"); }, "!argument 1032"},  // surrogate
@@ -230,8 +228,6 @@ TEST(Values, MessagesFillTheTableFormats) {
     using namespace KivConfigStore;
     EXPECT_EQ(standin::Message(ERR_DB_OPEN_FAILED, "full", "%s"),
               "Failed to open database %s: full");
-    EXPECT_EQ(standin::Message(ERR_VALIDATION_ERROR, "is not a string", "/a"),
-              "Validation Error: '/a' is not a string");
     EXPECT_EQ(standin::Message(ERR_CHILD_EXIT_VALUE, "", "", 7),
               "Child process terminated with exit value: 7");
 }

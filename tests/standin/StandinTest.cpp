@@ -1,0 +1,83 @@
+#include "StandinTest.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "ObjectState.h"
+
+namespace standin_test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path gRoot;
+
+// Every store of the process lives below a fresh temporary directory, removed at the end.
+class TemporaryDirectories : public ::testing::Environment {
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "standin-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        gRoot = pattern;
+        setenv("CONFIGSTORE_DIR", (gRoot / "state" / "nested").c_str(), 1);
+        setenv("CONFIGSTORE_RUNTIME_DIR", (gRoot / "run").c_str(), 1);
+        setenv("CONFIGSTORE_LOG", "stderr", 1);
+        const fs::path examples = fs::path(__FILE__).parent_path() / "../../examples/components";
+        fs::copy(examples, Components(), fs::copy_options::recursive);
+        setenv("CONFIGSTORE_COMPONENTS_DIR", Components().c_str(), 1);
+    }
+    void TearDown() override { fs::remove_all(gRoot); }
+};
+const auto* const kDirectories = ::testing::AddGlobalTestEnvironment(new TemporaryDirectories);
+
+}  // namespace
+
+const fs::path& TestDirectory() {
+    return gRoot;
+}
+
+fs::path Components() {
+    return gRoot / "components";
+}
+
+std::string TestName() {
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return std::string(test->test_suite_name()) + "." + test->name();
+}
+
+int CodeOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const KivConfigStore::ConfigStoreException& e) {
+        return e.Code();
+    }
+    return 0;
+}
+
+standin::Json Parse(const char* text) {
+    standin::Json document;
+    EXPECT_EQ(standin::ParseJson(text, std::strlen(text), document), "") << text;
+    return document;
+}
+
+std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
+    const KivConfigStore::ConfigStoreObjectId& id, const char* values) {
+    auto filter = std::make_shared<KivConfigStore::FilterSpecObject>(id);
+    standin::Json document;
+    document.Parse(values);
+    KivConfigStore::EngineState::Of(*filter).Adopt(document);
+    return filter;
+}
+
+std::string Names(const KivConfigStore::ObjectList& objects) {
+    std::string names;
+    for (const auto& object : objects) {
+        names +=
+            (names.empty() ? "" : " ") + object->objectId.key + "/" + object->objectId.instanceId;
+    }
+    return names;
+}
+
+}  // namespace standin_test
