@@ -1,14 +1,9 @@
-# Checks the coverage table of the integration tests (cmake -P): every exported function has a
-# row, every row names an exported function and a test that exists in the test sources, given
-# as TEST(Suite, Name), TEST_F(Suite, Name) or TYPED_TEST(Suite, Name). Writes STAMP on success.
+# Checks the coverage table of the integration tests (cmake -P): every exported function is named,
+# in backquotes, under a heading "## Suite.Name" of a test that exists in the test sources, given
+# as TEST(Suite, Name), TEST_F(Suite, Name) or TYPED_TEST(Suite, Name), and every name under a
+# heading is an exported function. Writes STAMP on success.
 #   -DEXPORTS=abi/exports.txt -DTABLE=Coverage.md -DSOURCES_DIR=<dir of *.cpp> -DSTAMP=<file>
 cmake_minimum_required(VERSION 3.25)
-foreach(variable EXPORTS TABLE SOURCES_DIR STAMP)
-    if(NOT DEFINED ${variable})
-        message(FATAL_ERROR "CheckCoverage.cmake: ${variable} not given")
-    endif()
-endforeach()
-
 file(STRINGS "${EXPORTS}" exported REGEX "[^ ]")
 
 # The tests the sources define, as Suite.Name.
@@ -23,28 +18,31 @@ foreach(source ${sources})
     endforeach()
 endforeach()
 
-# The table's rows: | `Function` | Suite.Name |
+# The table: a heading names a test, the backquoted names after it the functions it covers.
 set(problems "")
 set(covered "")
-file(STRINGS "${TABLE}" rows REGEX "^\\| *`")
-foreach(row ${rows})
-    if(NOT row MATCHES "^\\| *`([^`]+)` *\\| *([A-Za-z0-9_]+\\.[A-Za-z0-9_]+) *\\|$")
-        string(APPEND problems "\n  a row of another shape: ${row}")
-        continue()
-    endif()
-    set(function "${CMAKE_MATCH_1}")
-    set(test "${CMAKE_MATCH_2}")
-    list(APPEND covered "${function}")
-    if(NOT function IN_LIST exported)
-        string(APPEND problems "\n  ${function}: not an exported function")
-    endif()
-    if(NOT test IN_LIST tests)
-        string(APPEND problems "\n  ${function}: no test ${test} in ${SOURCES_DIR}")
+set(test "")
+file(STRINGS "${TABLE}" lines)
+foreach(line ${lines})
+    if(line MATCHES "^## *(.*)$")
+        set(test "${CMAKE_MATCH_1}")
+        if(NOT test IN_LIST tests)
+            string(APPEND problems "\n  no test ${test} in ${SOURCES_DIR}")
+        endif()
+    elseif(test)
+        string(REGEX MATCHALL "`[^`]+`" names "${line}")
+        foreach(name ${names})
+            string(REPLACE "`" "" function "${name}")
+            list(APPEND covered "${function}")
+            if(NOT function IN_LIST exported)
+                string(APPEND problems "\n  ${function}: not an exported function")
+            endif()
+        endforeach()
     endif()
 endforeach()
 foreach(function ${exported})
     if(NOT function IN_LIST covered)
-        string(APPEND problems "\n  ${function}: no row in ${TABLE}")
+        string(APPEND problems "\n  ${function}: under no test in ${TABLE}")
     endif()
 endforeach()
 

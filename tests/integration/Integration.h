@@ -80,10 +80,14 @@ inline void ExpectLogged(const std::function<int()>& call, int status, const std
     EXPECT_TRUE(line.empty() || log.find(line) != std::string::npos) << log;
 }
 
-// Runs read_back (through the emulator when cross-compiled) as a new process with this one's
-// environment; its output, and "exit N" when it did not end with CS_C_OK.
-inline std::string ReadBack(const std::string& arguments) {
-    const std::string command = std::string(READ_BACK_COMMAND) + " " + arguments;
+// The int values `names` of one object ("key" or "key/instance"), as read_back prints them when
+// run (through the emulator when cross-compiled) as a new process with this one's environment;
+// "exit N" ends its output when it did not end with CS_C_OK.
+inline std::string ReadBack(const std::string& nameSpace, const std::string& key,
+                            const std::string& names = "", const std::string& group = kGroup,
+                            const std::string& component = kComponent) {
+    const std::string command = std::string(READ_BACK_COMMAND) + " " + nameSpace + " " + key + " " +
+                                group + " " + component + " " + names;
     FILE* child = popen(command.c_str(), "r");
     if (child == nullptr) return "cannot start " + command;
     std::string text;
@@ -91,14 +95,6 @@ inline std::string ReadBack(const std::string& arguments) {
     const int status = pclose(child);
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return code == 0 ? text : text + "exit " + std::to_string(code) + "\n";
-}
-
-// The int values `names` of one object ("key" or "key/instance") of the test identity's group
-// and component.
-inline std::string ReadBack(const std::string& nameSpace, const std::string& key,
-                            const std::string& names = "", const std::string& group = kGroup,
-                            const std::string& component = kComponent) {
-    return ReadBack(nameSpace + " " + key + " " + group + " " + component + " " + names);
 }
 
 }  // namespace integration

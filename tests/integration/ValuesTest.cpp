@@ -62,9 +62,6 @@ std::string Outcome(int status) {
         "INVALID_TYPE", "INTERNAL_ERROR", "NOT_FOUND",        "VALUE_IS_DEFAULT"};
     return status >= 0 && status < 8 ? names[status] : std::to_string(status);
 }
-std::string Outcome(const std::string& read) {
-    return read;
-}
 
 template <class T>
 std::string Show(T value) {
@@ -135,7 +132,7 @@ TYPED_TEST(HandleValues, EachFamilyReachesTheEngineAndMapsItsOutcomes) {
     // Each row: a write, then a read showing what it did.
     // clang-format off
 #define ROW(write, read, expected) \
-    {#write, [&] { const std::string w = Outcome(write); return w + " " + Outcome(read); }, expected}
+    {#write, [&] { const std::string w = Outcome(write); return w + " " + read; }, expected}
     // clang-format on
     const std::tuple<const char*, std::function<std::string()>, const char*> rows[] = {
         ROW(C::SetInt(h, "i", INT_MIN), Read(C::GetInt, h, "i"), "OK OK:-2147483648"),
@@ -150,7 +147,6 @@ TYPED_TEST(HandleValues, EachFamilyReachesTheEngineAndMapsItsOutcomes) {
         ROW(C::SetStr(h, "s", "gr\u00fc\u00dfe \"q\""), Read(C::GetStr, h, "s"),
             "OK OK:gr\u00fc\u00dfe \"q\""),
         ROW(C::SetBinary(h, "bin", bytes, 4), Read(C::GetBinary, h, "bin"), "OK OK:[0,255,97,0]"),
-        ROW(C::SetBinary(h, "bin", nullptr, 0), Read(C::GetBinary, h, "bin"), "OK OK:[]"),
         ROW(C::SetEmptyList(h, "is"), Read(C::GetInts, h, "is"), "OK OK:[]"),
         ROW(C::AppendInt(h, "is", INT_MIN), Read(C::GetInts, h, "is"), "OK OK:[-2147483648]"),
         // Appends to an absent key create the list.
@@ -161,22 +157,14 @@ TYPED_TEST(HandleValues, EachFamilyReachesTheEngineAndMapsItsOutcomes) {
         ROW(C::AppendString(h, "ss", "a"), Read(C::GetStrings, h, "ss"), "OK OK:[a]"),
         ROW(C::AppendString(h, "ss", "b"), Read(StringsByWorker<typename C::Handle>, h, "ss"),
             "OK OK:[a,b]"),
-        // Each reading worker refuses another type, as do appends.
-        ROW(C::SetInt(h, "wide", 65536), Read(C::GetUint16, h, "wide"), "OK INVALID_TYPE"),
+        // A read or append of another type, and a value no document can hold, are refused; the
+        // engine's tests hold the full table of types and ranges.
         ROW(C::SetInt(h, "seven", 7), Read(C::GetStr, h, "seven"), "OK INVALID_TYPE:"),
-        ROW(C::SetStr(h, "text", "AAEC"), Read(C::GetBinary, h, "text"), "OK INVALID_TYPE"),
-        ROW(C::AppendLonglong(h, "lls", 1), Read(C::GetInts, h, "lls"), "OK INVALID_TYPE"),
         ROW(C::AppendBool(h, "is", true), Read(C::GetStrings, h, "is"),
             "INVALID_TYPE INVALID_TYPE"),
-        // Values a document cannot hold are refused, and nothing is written.
         ROW(C::SetDouble(h, "nan", NAN), Read(C::GetDouble, h, "nan"),
             "INVALID_ARGUMENT NOT_FOUND"),
-        ROW(C::SetFloat(h, "inf", INFINITY), Read(C::GetDouble, h, "inf"),
-            "INVALID_ARGUMENT NOT_FOUND"),
-        ROW(C::AppendString(h, "cut", "\xc3"), Read(C::GetStrings, h, "cut"),
-            "INVALID_ARGUMENT NOT_FOUND"),
         ROW(C::Remove(h, "s"), Read(C::GetStr, h, "s"), "OK NOT_FOUND"),
-        ROW(C::Remove(h, "never-there"), Read(C::GetInts, h, "never-there"), "OK NOT_FOUND"),
     };
 #undef ROW
     for (const auto& [write, run, expected] : rows) EXPECT_EQ(run(), expected) << write;

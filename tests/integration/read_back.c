@@ -5,11 +5,7 @@
  *
  * prints one line per int value, "NAME=VALUE", "NAME=VALUE default", "NAME absent" or "NAME
  * status N", and exits with the status of GetStore or Get. A NAME of the form
- * SUBKEY/SUBINSTANCE/VALUE reads a value of a sub-object ("dns//port" for a singleton).
- *
- *   read_back --export COMPONENT
- *
- * prints the default namespace's export of every object of the component. */
+ * SUBKEY/SUBINSTANCE/VALUE reads a value of a sub-object ("dns//port" for a singleton). */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -22,17 +18,6 @@ static char* CutAtSlash(char* text) {
     if (slash == NULL) return NULL;
     *slash = '\0';
     return slash + 1;
-}
-
-static int PrintExport(const char* component) {
-    FilterSpecObjectStruct* filter = NULL;
-    char* document = NULL;
-    ConfigStoreCStatus status = CreateFilterSpecObject("", "", component, NULL, &filter);
-    if (status == CS_C_OK) status = Export(&filter, 1, &document);
-    if (status == CS_C_OK) fputs(document, stdout);
-    free(document);
-    DestroyFilterSpecObject(filter);
-    return status;
 }
 
 static void PrintValue(ConfigStoreObjectStruct* object, char* name) {
@@ -56,11 +41,7 @@ static void PrintValue(ConfigStoreObjectStruct* object, char* name) {
 }
 
 int main(int argc, char** argv) {
-    if (argc == 3 && strcmp(argv[1], "--export") == 0) return PrintExport(argv[2]);
-    if (argc < 5) {
-        fprintf(stderr, "usage: read_back NAMESPACE KEY[/INSTANCE] GROUP COMPONENT NAME...\n");
-        return 64;
-    }
+    if (argc < 5) return 64; /* the usage above */
     ConfigStoreStruct* store = NULL;
     ConfigStoreCStatus status = GetStore(argv[1], &store);
     if (status != CS_C_OK) return status;
