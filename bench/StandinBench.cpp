@@ -1,34 +1,25 @@
 // The stand-in engine through the C interface, each benchmark beside a baseline that does the
 // same work with SQLite and RapidJSON directly, in the same process, on the same disk and with
 // the same database settings. The closing table gives each engine/baseline ratio and its target.
-#include <benchmark/benchmark.h>
-#include <rapidjson/document.h>
+// This file holds the reads and writes of single objects; StandinListBench.cpp the lists.
+#include "StandinBench.h"
+
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <sqlite3.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
-#include <string>
-#include <vector>
+#include <set>
 
-#include "configstorec.h"
-
-namespace {
-
-constexpr const char* kGroup = "network";
-constexpr const char* kComponent = "bench";
-constexpr int kBatch = 10000;          // objects per transaction in the batch write
-constexpr std::size_t kStride = 7919;  // a prime: fetches visit the whole store, out of order
+namespace standin_bench {
 
 std::string stateDir;
 
-[[noreturn]] void Abandon(const std::string& reason) {
+void Abandon(const std::string& reason) {
     std::fprintf(stderr, "standin_bench: %s\n", reason.c_str());
     if (!stateDir.empty()) std::filesystem::remove_all(stateDir);
     std::_Exit(1);
@@ -38,33 +29,12 @@ void Require(int status, const char* call) {
     if (status != CS_C_OK) Abandon(std::string(call) + " returned " + std::to_string(status));
 }
 
-// The values of object `index`, the same for the engine and the baseline.
-struct Values {
-    explicit Values(int index)
-        : port(8000 + index % 1000),
-          timeout(30 + index % 7),
-          retries(index % 5),
-          name("interface-" + std::to_string(index)),
-          enabled(index % 2 == 0),
-          ratio(0.25 + index % 4 * 0.125) {}
-    int port;
-    int timeout;
-    int retries;
-    std::string name;
-    bool enabled;
-    double ratio;
-};
-const char* const kTags[] = {"alpha", "beta", "gamma"};
-
-std::string KeyOf(int index) {
-    return "object" + std::to_string(index);
-}
-
 // ---- Engine side: the C interface on the stand-in engine ----------------------------------
 
-ConfigStoreObjectStruct* NewEngineObject(const std::string& key, const Values& values) {
+ConfigStoreObjectStruct* NewEngineObject(const std::string& key, const Values& values,
+                                         const char* instanceId, const char* component) {
     ConfigStoreObjectStruct* object = nullptr;
-    Require(CreateObject(key.c_str(), kGroup, kComponent, nullptr, "", &object), "CreateObject");
+    Require(CreateObject(key.c_str(), kGroup, component, instanceId, "", &object), "CreateObject");
     Require(SetValueInt(object, "port", values.port), "SetValueInt");
     Require(SetValueInt(object, "timeout", values.timeout), "SetValueInt");
     Require(SetValueInt(object, "retries", values.retries), "SetValueInt");
@@ -76,49 +46,89 @@ ConfigStoreObjectStruct* NewEngineObject(const std::string& key, const Values& v
     return object;
 }
 
+// Stores stay open until the end, so that each is opened and filled once.
+std::map<std::string, ConfigStoreStruct*> engineStores;
+
+ConfigStoreStruct* EngineStore(const std::string& nameSpace) {
+    ConfigStoreStruct*& store = engineStores[nameSpace];
+    if (store == nullptr) {
+        Require(GetStore(nameSpace.empty() ? nullptr : nameSpace.c_str(), &store), "GetStore");
+    }
+    return store;
+}
+
+// ---- Baseline: SQLite and RapidJSON by hand ---------------------------------------------------
+
+void AddValues(rapidjson::Document& document, const Values& values) {
+    auto& allocator = document.GetAllocator();
+    document.AddMember("port", values.port, allocator);
+    document.AddMember("timeout", values.timeout, allocator);
+    document.AddMember("retries", values.retries, allocator);
+    document.AddMember("name", rapidjson::Value(values.name.c_str(), allocator), allocator);
+    document.AddMember("enabled", values.enabled, allocator);
+    document.AddMember("ratio", values.ratio, allocator);
+    rapidjson::Value tags(rapidjson::kArrayType);
+    for (const char* tag : kTags) tags.PushBack(rapidjson::StringRef(tag), allocator);
+    document.AddMember("tags", tags, allocator);
+}
+
+BaselineDatabase::BaselineDatabase(const std::string& name, const char* tables) {
+    const std::string path = stateDir + "/baseline-" + name + ".db";
+    if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) Fail("open");
+    sqlite3_busy_timeout(db_, 5000);
+    Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
+    Execute(tables);
+}
+
+BaselineDatabase::~BaselineDatabase() {
+    for (sqlite3_stmt* statement : statements_) sqlite3_finalize(statement);
+    sqlite3_close(db_);
+}
+
+void BaselineDatabase::Execute(const char* sql) {
+    if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(sql);
+}
+
+sqlite3_stmt* BaselineDatabase::Prepare(const char* sql) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+        SQLITE_OK) {
+        Fail(sql);
+    }
+    statements_.push_back(statement);
+    return statement;
+}
+
+void BaselineDatabase::Fail(const std::string& what) {
+    Abandon("baseline " + what + ": " + sqlite3_errmsg(db_));
+}
+
+namespace {
+
+constexpr int kBatch = 10000;          // objects per transaction in the batch write
+constexpr std::size_t kStride = 7919;  // a prime: fetches visit the whole store, out of order
+
 void EngineWrite(ConfigStoreStruct* store, const std::string& key, int index) {
     ConfigStoreObjectStruct* object = NewEngineObject(key, Values(index));
     Require(Set(store, object, "INTERNAL"), "Set");
     DestroyConfigStoreObject(object);
 }
 
-// Stores stay open until the end, so that each is opened and filled once.
-std::map<std::string, ConfigStoreStruct*> engineStores;
-
-ConfigStoreStruct* EngineStore(const std::string& nameSpace) {
-    ConfigStoreStruct*& store = engineStores[nameSpace];
-    if (store == nullptr) Require(GetStore(nameSpace.c_str(), &store), "GetStore");
-    return store;
-}
-
-// ---- Baseline: SQLite and RapidJSON by hand ---------------------------------------------------
-
+// One object per identity, its document as JSON text.
 class BaselineStore {
 public:
-    explicit BaselineStore(const std::string& name) {
-        const std::string path = stateDir + "/baseline-" + name + ".db";
-        if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) Fail("open");
-        sqlite3_busy_timeout(db_, 5000);
-        Execute(
-            "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-            "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
-            " component TEXT NOT NULL, instance TEXT NOT NULL, document TEXT NOT NULL,"
-            " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID");
-        insert_ = Prepare("INSERT OR REPLACE INTO objects VALUES(?1, ?2, ?3, ?4, ?5)");
-        select_ = Prepare(
-            "SELECT document FROM objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
-            " AND instance = ?4");
-    }
-    BaselineStore(const BaselineStore&) = delete;
-    BaselineStore& operator=(const BaselineStore&) = delete;
-    ~BaselineStore() {
-        sqlite3_finalize(insert_);
-        sqlite3_finalize(select_);
-        sqlite3_close(db_);
-    }
+    explicit BaselineStore(const std::string& name)
+        : db_(name,
+              "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
+              " component TEXT NOT NULL, instance TEXT NOT NULL, document TEXT NOT NULL,"
+              " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID"),
+          insert_(db_.Prepare("INSERT OR REPLACE INTO objects VALUES(?1, ?2, ?3, ?4, ?5)")),
+          select_(db_.Prepare(
+              "SELECT document FROM objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
+              " AND instance = ?4")) {}
 
-    void Begin() { Execute("BEGIN IMMEDIATE"); }
-    void Commit() { Execute("COMMIT"); }
+    void Begin() { db_.Begin(); }
+    void Commit() { db_.Commit(); }
 
     // Stores the object's document as a store that keeps several classes of data per object
     // must: it reads what the identity holds first, since a write merges with it.
@@ -133,16 +143,7 @@ public:
         sqlite3_reset(select_);
 
         rapidjson::Document document(rapidjson::kObjectType);
-        auto& allocator = document.GetAllocator();
-        document.AddMember("port", values.port, allocator);
-        document.AddMember("timeout", values.timeout, allocator);
-        document.AddMember("retries", values.retries, allocator);
-        document.AddMember("name", rapidjson::Value(values.name.c_str(), allocator), allocator);
-        document.AddMember("enabled", values.enabled, allocator);
-        document.AddMember("ratio", values.ratio, allocator);
-        rapidjson::Value tags(rapidjson::kArrayType);
-        for (const char* tag : kTags) tags.PushBack(rapidjson::StringRef(tag), allocator);
-        document.AddMember("tags", tags, allocator);
+        AddValues(document, values);
         rapidjson::StringBuffer text;
         rapidjson::Writer<rapidjson::StringBuffer> writer(text);
         document.Accept(writer);
@@ -150,7 +151,7 @@ public:
         BindIdentity(insert_, key);
         sqlite3_bind_text(insert_, 5, text.GetString(), static_cast<int>(text.GetSize()),
                           SQLITE_STATIC);
-        if (sqlite3_step(insert_) != SQLITE_DONE) Fail("insert");
+        if (sqlite3_step(insert_) != SQLITE_DONE) db_.Fail("insert");
         sqlite3_reset(insert_);
     }
 
@@ -158,31 +159,17 @@ public:
     // them, so that both read back the double that was written.
     rapidjson::Document Fetch(const std::string& key) {
         BindIdentity(select_, key);
-        if (sqlite3_step(select_) != SQLITE_ROW) Fail("select " + key);
+        if (sqlite3_step(select_) != SQLITE_ROW) db_.Fail("select " + key);
         rapidjson::Document document;
         document.Parse<rapidjson::kParseFullPrecisionFlag>(
             reinterpret_cast<const char*>(sqlite3_column_text(select_, 0)),
             static_cast<std::size_t>(sqlite3_column_bytes(select_, 0)));
         sqlite3_reset(select_);
-        if (!document.IsObject()) Fail("parse " + key);
+        if (!document.IsObject()) db_.Fail("parse " + key);
         return document;
     }
 
 private:
-    [[noreturn]] void Fail(const std::string& what) {
-        Abandon("baseline " + what + ": " + sqlite3_errmsg(db_));
-    }
-    void Execute(const char* sql) {
-        if (sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail(sql);
-    }
-    sqlite3_stmt* Prepare(const char* sql) {
-        sqlite3_stmt* statement = nullptr;
-        if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
-            SQLITE_OK) {
-            Fail(sql);
-        }
-        return statement;
-    }
     static void BindIdentity(sqlite3_stmt* statement, const std::string& key) {
         sqlite3_bind_text(statement, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
         sqlite3_bind_text(statement, 2, kGroup, -1, SQLITE_STATIC);
@@ -190,9 +177,9 @@ private:
         sqlite3_bind_text(statement, 4, "", 0, SQLITE_STATIC);
     }
 
-    sqlite3* db_ = nullptr;
-    sqlite3_stmt* insert_ = nullptr;
-    sqlite3_stmt* select_ = nullptr;
+    BaselineDatabase db_;
+    sqlite3_stmt* insert_;
+    sqlite3_stmt* select_;
 };
 
 std::map<std::string, std::unique_ptr<BaselineStore>> baselineStores;
@@ -341,11 +328,38 @@ struct Row {
     bool absolute;  // the limit is the engine's time in nanoseconds, not a ratio
 };
 const Row kRows[] = {
-    {"Fetch/10000", "<= 2x", 2.0, false},  {"ReadScalar", "<= 100 ns", 100.0, true},
-    {"WriteBatch", "<= 1.5x", 1.5, false}, {"DurableWrite", "<= 1.2x", 1.2, false},
-    {"Fetch/100", "flat", 0.0, false},     {"Fetch/100000", "flat", 0.0, false},
+    {"Fetch/10000", "<= 2x", 2.0, false},
+    {"ReadScalar", "<= 100 ns", 100.0, true},
+    {"WriteBatch", "<= 1.5x", 1.5, false},
+    {"DurableWrite", "<= 1.2x", 1.2, false},
+    {"GetInstances/10000", "<= 2x", 2.0, false},
+    {"GetInstances/100000", "<= 2x", 2.0, false},
+    {"GetInstancesByValue/10000", "<= 2x", 2.0, false},
+    {"GetInstancesByValue/100000", "<= 2x", 2.0, false},
+    {"Import", "<= 2x", 2.0, false},
+    {"Export", "<= 2x", 2.0, false},
+    {"ValidatedWrite", "<= 1.3x", 1.3, false},
+    {"Fetch/100", "flat", 0.0, false},
+    {"Fetch/100000", "flat", 0.0, false},
 };
 const int kFetchSizes[] = {100, kBatch, 100000};
+
+// Families whose time must stay flat as the store grows: from the first size to the second,
+// the engine's time grows no more than the baseline's, which is SQLite's own growth (B-tree
+// depth, page cache).
+struct Growth {
+    const char* family;
+    int smallest;
+    int largest;
+};
+const Growth kFlat[] = {
+    {"Fetch", kFetchSizes[0], std::end(kFetchSizes)[-1]},
+    {"GetInstances", 10000, 100000},
+    {"GetInstancesByValue", 10000, 100000},
+};
+
+// The benchmarks that run the engine: the first side of each pair.
+std::set<std::string> engineSides;
 
 std::string Nanoseconds(double ns) {
     char text[32];
@@ -373,7 +387,7 @@ public:
             const std::string pair = function.substr(0, slash) +
                                      (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
             const double ns = run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
-            (function.substr(slash + 1) == "Engine" ? engine_ : baseline_)[pair] = ns;
+            (engineSides.count(function) != 0 ? engine_ : baseline_)[pair] = ns;
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -382,7 +396,7 @@ public:
         ConsoleReporter::Finalize();
         std::ostream& out = GetOutputStream();
         char line[160];
-        std::snprintf(line, sizeof line, "\n%-14s %12s %12s %8s %10s  %s\n", "pair", "engine",
+        std::snprintf(line, sizeof line, "\n%-27s %12s %12s %8s %10s  %s\n", "pair", "engine",
                       "baseline", "ratio", "target", "result");
         out << line;
         for (const Row& row : kRows) {
@@ -392,28 +406,27 @@ public:
             const double ratio = engine->second / baseline->second;
             const double judged = row.absolute ? engine->second : ratio;
             const char* result = row.limit == 0.0 ? "" : judged <= row.limit ? "met" : "NOT MET";
-            std::snprintf(line, sizeof line, "%-14s %12s %12s %7.2fx %10s  %s\n", row.pair,
+            std::snprintf(line, sizeof line, "%-27s %12s %12s %7.2fx %10s  %s\n", row.pair,
                           Nanoseconds(engine->second).c_str(),
                           Nanoseconds(baseline->second).c_str(), ratio, row.target, result);
             out << line;
         }
-        PrintFlatness(out);
+        out << "\n";
+        for (const Growth& growth : kFlat) PrintFlatness(out, growth);
     }
 
 private:
-    // The fetch stays flat when the engine's time grows with the store no more than the
-    // baseline's, which is SQLite's own growth (B-tree depth, page cache).
-    void PrintFlatness(std::ostream& out) const {
-        const std::string smallest = "Fetch/" + std::to_string(kFetchSizes[0]);
-        const std::string largest = "Fetch/" + std::to_string(std::end(kFetchSizes)[-1]);
+    void PrintFlatness(std::ostream& out, const Growth& growth) const {
+        const std::string smallest = growth.family + ("/" + std::to_string(growth.smallest));
+        const std::string largest = growth.family + ("/" + std::to_string(growth.largest));
         for (const auto* side : {&engine_, &baseline_}) {
             if (side->count(smallest) == 0 || side->count(largest) == 0) return;
         }
         const double engineGrowth = engine_.at(largest) / engine_.at(smallest);
         const double baselineGrowth = baseline_.at(largest) / baseline_.at(smallest);
-        char line[160];
+        char line[200];
         std::snprintf(line, sizeof line,
-                      "\n%s -> %s: engine %.2fx, baseline %.2fx; flat (engine grows no more than "
+                      "%s -> %s: engine %.2fx, baseline %.2fx; flat (engine grows no more than "
                       "the baseline): %s\n",
                       smallest.c_str(), largest.c_str(), engineGrowth, baselineGrowth,
                       engineGrowth <= baselineGrowth ? "met" : "NOT MET");
@@ -424,19 +437,25 @@ private:
     std::map<std::string, double> baseline_;
 };
 
+}  // namespace
+
 void RegisterPair(const std::string& name, void (*engine)(benchmark::State&),
                   void (*baseline)(benchmark::State&),
-                  const std::function<void(benchmark::internal::Benchmark*)>& configure) {
-    for (const auto& [side, function] : {std::pair{"/Engine", engine}, {"/Baseline", baseline}}) {
-        configure(benchmark::RegisterBenchmark((name + side).c_str(), function)
+                  const std::function<void(benchmark::internal::Benchmark*)>& configure,
+                  const std::pair<const char*, const char*>& sides) {
+    engineSides.insert(name + "/" + sides.first);
+    for (const auto& [side, function] :
+         {std::pair{sides.first, engine}, {sides.second, baseline}}) {
+        configure(benchmark::RegisterBenchmark((name + "/" + side).c_str(), function)
                       ->UseRealTime()
                       ->ReportAggregatesOnly(true));
     }
 }
 
-}  // namespace
+}  // namespace standin_bench
 
 int main(int argc, char** argv) {
+    using namespace standin_bench;
     // Every benchmark runs in repetitions, interleaved at random with the others' (unless the
     // command line says otherwise), and the ratios compare medians: a burst of load on the
     // machine or its disk then weighs on both sides of a pair alike.
@@ -469,6 +488,7 @@ int main(int argc, char** argv) {
     // Durable writes wait for the disk, whose latency varies most: more, shorter repetitions.
     RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
                  [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); });
+    RegisterListBenchmarks();
 
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -476,6 +496,7 @@ int main(int argc, char** argv) {
 
     for (auto& entry : engineStores) DestroyStore(entry.second);
     baselineStores.clear();
+    ReleaseListBenchmarks();
     std::filesystem::remove_all(stateDir);
     return 0;
 }
