@@ -3,9 +3,10 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include <algorithm>
 #include <array>
-#include <map>
 #include <set>
+#include <tuple>
 
 #include "Errors.h"
 
@@ -129,19 +130,30 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
 
 std::string ExportDocument(Store& store,
                            const std::vector<std::shared_ptr<FilterSpecObject>>& filters) {
-    std::map<std::array<std::string, 4>, Store::StoredIdentity> selected;
+    std::vector<Store::StoredIdentity> selected;
     for (const auto& filter : filters) {
         if (filter == nullptr) {
             Fail<KivConfigStore::InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
                                                            "no filter spec");
         }
-        store.ForEachSelected(*filter, [&](const Store::StoredIdentity& identity,
-                                           std::shared_ptr<ConfigStoreObject>) {
+        store.ForEachSelected(
+            *filter, false,
+            [&](Store::StoredIdentity& identity, std::shared_ptr<ConfigStoreObject>) {
+                selected.push_back({identity.id, std::move(identity.texts)});
+            });
+    }
+    // One filter gives each object once, in order; several may select an object twice.
+    if (filters.size() > 1) {
+        const auto order = [](const Store::StoredIdentity& identity) {
             const auto& id = identity.id;
-            selected.emplace(
-                std::array<std::string, 4>{id.key, id.group, id.component, id.instanceId},
-                identity);
-        });
+            return std::tie(id.component, id.group, id.key, id.instanceId);
+        };
+        std::stable_sort(selected.begin(), selected.end(),
+                         [&](const auto& a, const auto& b) { return order(a) < order(b); });
+        selected.erase(
+            std::unique(selected.begin(), selected.end(),
+                        [&](const auto& a, const auto& b) { return order(a) == order(b); }),
+            selected.end());
     }
     rapidjson::StringBuffer buffer;
     rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
@@ -154,8 +166,7 @@ std::string ExportDocument(Store& store,
     writer.String(kFormat);
     writer.Key("objects");
     writer.StartArray();
-    for (const auto& entry : selected) {
-        const Store::StoredIdentity& identity = entry.second;
+    for (const Store::StoredIdentity& identity : selected) {
         for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
             const auto& text = identity.texts[dataClass];
             if (!text) continue;

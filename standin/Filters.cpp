@@ -94,6 +94,11 @@ TypeTest TypeTestOf(const JsonValue& value) {
 
 }  // namespace
 
+bool TestsValues(const FilterSpecObject& filter) {
+    const EngineObject& spec = EngineState::Of(filter);
+    return !spec.values.ObjectEmpty() || !spec.subFilters.empty();
+}
+
 Narrowing NarrowingOf(const FilterSpecObject& filter, const std::vector<std::string>& tables) {
     Narrowing narrowing;
     const auto parameter = [&](SqlValue value) {
@@ -111,6 +116,9 @@ Narrowing NarrowingOf(const FilterSpecObject& filter, const std::vector<std::str
         if (field.second->empty()) continue;
         where += std::string(" AND p.") + field.first + " = " + parameter(*field.second);
     }
+    // Within one object's instances, testing values in SQL costs more than the matcher: SQLite
+    // would parse every document once more.
+    if (!id.key.empty() && !id.group.empty() && !id.component.empty()) return narrowing;
     std::string differs;
     for (const auto& condition : EngineState::Of(filter).values.GetObject()) {
         if (!PathFits(condition.name)) continue;

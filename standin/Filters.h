@@ -25,9 +25,13 @@ bool Selects(const FilterSpecObject& filter, const ConfigStoreObjectId& id, cons
 // The same for an engine object, with its own values and defaults.
 bool Selects(const FilterSpecObject& filter, const BaseObject& object);
 
+// Whether the filter holds values or sub-object filters, which only the objects' values decide.
+bool TestsValues(const FilterSpecObject& filter);
+
 // A query's condition on the rows of one table (alias `p`) that keeps every object the filter
-// may select: its identity fields, and no stored class holding one of its values with another
-// value. The rows kept still go through Selects.
+// may select: its identity fields, and, unless they name one object's instances already (key,
+// group and component given), no stored class holding one of its values with another value.
+// The rows kept still go through Selects.
 struct Narrowing {
     std::string condition;  // SQL over p.key, p.grp, p.component, p.instance
     std::vector<SqlValue> arguments;

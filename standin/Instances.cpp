@@ -61,16 +61,15 @@ std::shared_ptr<ConfigStoreObject> Store::Assemble(const StoredIdentity& identit
     return found ? object : nullptr;
 }
 
-void Store::ForEachSelected(
-    const FilterSpecObject& filter,
-    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+void Store::ForEachSelected(const FilterSpecObject& filter, bool withObjects, const Visit& visit) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    ForEachSelectedLocked(filter, visit);
+    ForEachSelectedLocked(filter, withObjects, visit);
 }
 
-void Store::ForEachSelectedLocked(
-    const FilterSpecObject& filter,
-    const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>& visit) {
+void Store::ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
+                                  const Visit& visit) {
+    // Without values to compare, SQL's identity test is the whole decision.
+    const bool assemble = withObjects || TestsValues(filter);
     const Narrowing narrowing = NarrowingOf(
         filter, std::vector<std::string>(std::begin(kStoredTables), std::end(kStoredTables)));
     std::string query;
@@ -79,7 +78,7 @@ void Store::ForEachSelectedLocked(
         query += std::string("SELECT " SELECTED_COLUMNS ", p.version FROM ") + table + " p WHERE " +
                  narrowing.condition;
     }
-    query += " ORDER BY 1, 2, 3, 4, 5";
+    query += " ORDER BY 3, 2, 1, 4, 5";  // component, group, key, instance, class
     // One schema per key, group and component in a row: the rows come grouped by them.
     std::shared_ptr<const Schema> schema;
     StoredIdentity current;
@@ -88,6 +87,7 @@ void Store::ForEachSelectedLocked(
     const auto flush = [&] {
         if (!pending) return;
         pending = false;
+        if (!assemble) return visit(current, nullptr);
         std::shared_ptr<ConfigStoreObject> object = Assemble(current, version, schema);
         if (object != nullptr
                 ? Selects(filter, *object)
@@ -107,7 +107,7 @@ void Store::ForEachSelectedLocked(
                 id.key = fields[0];
                 id.group = fields[1];
                 id.component = fields[2];
-                schema = SchemaOf(id.component, id.group, id.key);
+                if (assemble) schema = SchemaOf(id.component, id.group, id.key);
             }
             id.instanceId = fields[3];
             for (auto& text : current.texts) text.reset();
@@ -130,7 +130,7 @@ ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>& filter) 
     }
     CheckListOperation(filter->objectId);
     ObjectList objects;
-    ForEachSelected(*filter, [&](const StoredIdentity&, std::shared_ptr<ConfigStoreObject> object) {
+    ForEachSelected(*filter, true, [&](StoredIdentity&, std::shared_ptr<ConfigStoreObject> object) {
         if (object != nullptr) objects.push_back(std::move(object));
     });
     return objects;
@@ -142,8 +142,8 @@ ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObje
     }
     CheckListOperation(filter->objectId);
     ObjectList objects;
-    ForEachSelected(*filter,
-                    [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject> object) {
+    ForEachSelected(*filter, true,
+                    [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject> object) {
                         if (object == nullptr || EngineState::Of(*object).defaults == nullptr)
                             return;
                         auto defaults = std::make_shared<ConfigStoreObject>(stored.id);
@@ -160,8 +160,8 @@ void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
     CheckListOperation(filter->objectId);
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<ConfigStoreObjectId> selected;
-    ForEachSelectedLocked(*filter,
-                          [&](const StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
+    ForEachSelectedLocked(*filter, false,
+                          [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
                               selected.push_back(stored.id);
                           });
     if (selected.empty()) return;

@@ -8,23 +8,18 @@ namespace {
 
 // Identifies the engine's files ("KCS1") and the layout of their tables.
 constexpr int kApplicationId = 0x4b435331;
-constexpr int kFormat = 2;  // 2 added the index of filters that leave the key open
-
-// Filters that name a key use the primary key; those that leave it open, this index.
-std::string ComponentIndex(const std::string& schema) {
-    return "CREATE INDEX IF NOT EXISTS " + schema +
-           ".objects_by_component ON objects(component, grp, key, instance);";
-}
+constexpr int kFormat = 1;
 
 // Both databases hold objects in one layout; the runtime one only cached data, and the boot
-// status, which must not outlive a reboot either.
+// status, which must not outlive a reboot either. The primary key leads with the key: a filter
+// spec that names one reads only its rows. No other index: each would cost every write more than
+// the filters that leave the key open would save.
 std::string ObjectsTable(const std::string& schema) {
     return "CREATE TABLE " + schema +
            ".objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
            " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
            " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-           " WITHOUT ROWID;" +
-           ComponentIndex(schema);
+           " WITHOUT ROWID;";
 }
 const char* const kMainTables =
     "CREATE TABLE main.counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
@@ -64,8 +59,6 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
                        KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
             db.Execute("PRAGMA " + schema + ".application_id = " + std::to_string(kApplicationId),
                        KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
-        } else if (format == 1) {
-            db.Execute(ComponentIndex(schema), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
         } else if (format != kFormat) {
             Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
                  path + ": store format " + std::to_string(format) + " is not " +

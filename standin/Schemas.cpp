@@ -54,8 +54,8 @@ bool Is(const JsonValue& name, const char* text) {
 }
 
 bool IsPathComponent(const std::string& name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+           name.find('\0') == std::string::npos;
 }
 
 // ---- Validation ----
@@ -247,6 +247,22 @@ std::set<std::string, std::less<>> FilesIn(const std::string& directory) {
     return files;
 }
 
+// The components directory; no copy, as every object's read asks for it.
+const char* ComponentsRoot() {
+    const char* chosen = std::getenv("CONFIGSTORE_COMPONENTS_DIR");
+    return chosen != nullptr && chosen[0] != '\0' ? chosen
+                                                  : KivConfigStore::kComponentsPath.c_str();
+}
+
+// The last group directory this thread found without schema files, and when: most objects have
+// no schema, and their reads and writes learn so here, without a lock, a copy or a system call.
+struct NoSchemas {
+    std::string component;
+    std::string group;
+    std::chrono::steady_clock::time_point seen;
+};
+thread_local std::optional<NoSchemas> tLastWithout;
+
 std::mutex gCacheMutex;
 std::map<std::string, CachedDirectory> gDirectories;  // by directory path
 std::map<std::string, CachedSchema> gCache;           // by file path, existing files only
@@ -254,8 +270,7 @@ std::map<std::string, CachedSchema> gCache;           // by file path, existing 
 }  // namespace
 
 std::string ComponentsDirectory() {
-    const char* chosen = std::getenv("CONFIGSTORE_COMPONENTS_DIR");
-    return chosen != nullptr && chosen[0] != '\0' ? chosen : KivConfigStore::kComponentsPath;
+    return ComponentsRoot();
 }
 
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,
@@ -263,10 +278,15 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
     if (!IsPathComponent(component) || !IsPathComponent(group) || !IsPathComponent(key)) {
         return nullptr;
     }
-    const std::string directory = ComponentsDirectory() + "/" + component + "/" + group;
-    const std::string name = key + ".json";
-    const std::string file = directory + "/" + name;
     const auto now = std::chrono::steady_clock::now();
+    if (tLastWithout && now - tLastWithout->seen < kLookAgainAfter &&
+        tLastWithout->component == component && tLastWithout->group == group) {
+        return nullptr;
+    }
+    const char* const root = ComponentsRoot();
+    std::string directory;
+    directory.reserve(std::strlen(root) + component.size() + group.size() + key.size() + 8);
+    directory.append(root).append("/").append(component).append("/").append(group);
     const std::lock_guard<std::mutex> lock(gCacheMutex);
     auto listed = gDirectories.find(directory);
     if (listed == gDirectories.end() || now - listed->second.seen >= kLookAgainAfter) {
@@ -276,6 +296,16 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
         }
         listed->second = {FilesIn(directory), now};
     }
+    // Most objects have no schema, and most group directories none at all.
+    if (listed->second.files.empty()) {
+        if (!tLastWithout) tLastWithout.emplace();
+        tLastWithout->component = component;
+        tLastWithout->group = group;
+        tLastWithout->seen = listed->second.seen;
+        return nullptr;
+    }
+    const std::string name = key + ".json";
+    const std::string file = directory + "/" + name;
     auto cached = gCache.find(file);
     if (listed->second.files.count(name) == 0) {
         if (cached != gCache.end()) gCache.erase(cached);

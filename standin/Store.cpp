@@ -17,10 +17,14 @@ const Sql kSelectIdentity{
     "SELECT class, document, version FROM main.objects WHERE " IDENTITY
     " UNION ALL SELECT class, document, version FROM runtime.objects WHERE " IDENTITY,
     KivConfigStore::ERR_DB_READ_FAILED};
-const Sql kStoreMain{"INSERT OR REPLACE INTO main.objects VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
-                     KivConfigStore::ERR_DB_WRITE_FAILED};
-const Sql kStoreRuntime{"INSERT OR REPLACE INTO runtime.objects VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
-                        KivConfigStore::ERR_DB_WRITE_FAILED};
+// An upsert changes a stored row in place: REPLACE would delete and insert it, in the table and
+// in its index alike.
+#define UPSERT                                                                              \
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT(key, grp, component, instance, class)" \
+    " DO UPDATE SET document = excluded.document, version = excluded.version"
+const Sql kStoreMain{"INSERT INTO main.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kStoreRuntime{"INSERT INTO runtime.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
+#undef UPSERT
 const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
                       KivConfigStore::ERR_DB_DELETE_FAILED};
 const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,

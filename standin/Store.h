@@ -67,12 +67,12 @@ public:
         ConfigStoreObjectId id{std::string(), std::string(), std::string(), std::string()};
         std::array<std::optional<std::string>, kValueClasses + 1> texts;
     };
-    // Calls `visit` for each stored identity that `filter` selects, in key, group, component and
+    // Calls `visit` for each stored identity that `filter` selects, in component, group, key and
     // instance order, with the object its classes make (null when it holds only a desired
-    // configuration). `visit` must not call the store.
-    void ForEachSelected(const FilterSpecObject& filter,
-                         const std::function<void(const StoredIdentity&,
-                                                  std::shared_ptr<ConfigStoreObject>)>& visit);
+    // configuration, or when the visitor does not ask for objects and the filter holds no values
+    // to compare). `visit` may take the identity's texts; it must not call the store.
+    using Visit = std::function<void(StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>;
+    void ForEachSelected(const FilterSpecObject& filter, bool withObjects, const Visit& visit);
 
     // One object of an import: its class's document, replacing what the class holds.
     struct Replacement {
@@ -101,10 +101,8 @@ private:
     // An object made of an identity's stored class texts; null when no value class is stored.
     std::shared_ptr<ConfigStoreObject> Assemble(const StoredIdentity& identity, long long version,
                                                 const std::shared_ptr<const Schema>& schema);
-    void ForEachSelectedLocked(
-        const FilterSpecObject& filter,
-        const std::function<void(const StoredIdentity&, std::shared_ptr<ConfigStoreObject>)>&
-            visit);
+    void ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
+                               const Visit& visit);
     long long NextVersion();
     // The open transaction has counted its change already: its writes carry that version.
     bool VersionKnown() const { return inTransaction_ && transactionVersion_ != 0; }
