@@ -97,8 +97,7 @@ const char* const kObjectsTable =
     "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
     " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
     " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-    " WITHOUT ROWID;"
-    "CREATE INDEX objects_by_component ON objects(component, grp, key, instance);";
+    " WITHOUT ROWID;";
 
 // Values on the C heap, as the engine keeps them: a default Document's pool takes 64 KiB for
 // each object listed, and a thousand of those cost more than the parse.

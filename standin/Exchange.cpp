@@ -146,7 +146,7 @@ std::string ExportDocument(Store& store,
     if (filters.size() > 1) {
         const auto order = [](const Store::StoredIdentity& identity) {
             const auto& id = identity.id;
-            return std::tie(id.component, id.group, id.key, id.instanceId);
+            return std::tie(id.key, id.group, id.component, id.instanceId);
         };
         std::stable_sort(selected.begin(), selected.end(),
                          [&](const auto& a, const auto& b) { return order(a) < order(b); });

@@ -25,8 +25,8 @@ namespace standin {
 bool ImportDocument(Store& store, const std::string& document,
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
-// Every stored class of every object that one of `filters` selects, ordered by component,
-// group, key, instance id and class, so that exporting what an import stored gives the
+// Every stored class of every object that one of `filters` selects, ordered by key, group,
+// component, instance id and class, so that exporting what an import stored gives the
 // imported text again.
 std::string ExportDocument(Store& store,
                            const std::vector<std::shared_ptr<FilterSpecObject>>& filters);

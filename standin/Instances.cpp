@@ -78,7 +78,7 @@ void Store::ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjec
         query += std::string("SELECT " SELECTED_COLUMNS ", p.version FROM ") + table + " p WHERE " +
                  narrowing.condition;
     }
-    query += " ORDER BY 3, 2, 1, 4, 5";  // component, group, key, instance, class
+    query += " ORDER BY 1, 2, 3, 4, 5";  // the primary key's order: SQLite need not sort
     // One schema per key, group and component in a row: the rows come grouped by them.
     std::shared_ptr<const Schema> schema;
     StoredIdentity current;

@@ -67,7 +67,7 @@ public:
         ConfigStoreObjectId id{std::string(), std::string(), std::string(), std::string()};
         std::array<std::optional<std::string>, kValueClasses + 1> texts;
     };
-    // Calls `visit` for each stored identity that `filter` selects, in component, group, key and
+    // Calls `visit` for each stored identity that `filter` selects, in key, group, component and
     // instance order, with the object its classes make (null when it holds only a desired
     // configuration, or when the visitor does not ask for objects and the filter holds no values
     // to compare). `visit` may take the identity's texts; it must not call the store.
