@@ -185,8 +185,8 @@ void CheckNewKey(const char* key, std::size_t length) {
     CheckText(key, key, length);
 }
 
-// Checks one object of values; `depth` counts sub-object levels, which the parser's nesting
-// limit bounds already.
+// Checks one object of values, and its sub-objects' values in turn; the parser's nesting limit
+// bounds the recursion.
 void CheckObject(const JsonValue& values, CSErrorCodes code, bool subObjectsAllowed) {
     if (!values.IsObject()) {
         Fail<InvalidArgumentException>(code, "the values are not a JSON object");
