@@ -187,7 +187,7 @@ void CheckNewKey(const char* key, std::size_t length) {
 
 // Checks one object of values, and its sub-objects' values in turn; the parser's nesting limit
 // bounds the recursion.
-void CheckObject(const JsonValue& values, CSErrorCodes code, bool subObjectsAllowed) {
+void CheckObject(const JsonValue& values, CSErrorCodes code) {
     if (!values.IsObject()) {
         Fail<InvalidArgumentException>(code, "the values are not a JSON object");
     }
@@ -198,7 +198,7 @@ void CheckObject(const JsonValue& values, CSErrorCodes code, bool subObjectsAllo
         if (name.find('\0') != std::string_view::npos) {
             Fail<InvalidArgumentException>(code, "a value key holds a NUL character");
         }
-        if (subObjectsAllowed && IsSubObjectsMember(name.data(), name.size())) {
+        if (IsSubObjectsMember(name.data(), name.size())) {
             if (!member.value.IsObject()) {
                 Fail<InvalidArgumentException>(code, "the sub-objects are not a JSON object");
             }
@@ -209,7 +209,7 @@ void CheckObject(const JsonValue& values, CSErrorCodes code, bool subObjectsAllo
                                                              "' is not an object of instances");
                 }
                 for (const auto& instance : subKey.value.GetObject()) {
-                    CheckObject(instance.value, code, true);
+                    CheckObject(instance.value, code);
                 }
             }
         } else {
@@ -253,7 +253,7 @@ void CheckText(const char* key, const char* text, std::size_t length) {
 }
 
 void CheckValues(const JsonValue& values, CSErrorCodes code) {
-    CheckObject(values, code, true);
+    CheckObject(values, code);
 }
 
 const JsonValue* ObjectValues::Find(const char* key) const {
