@@ -63,7 +63,7 @@ std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
     return schema->version;
 }
 
-// Never throws: the binding calls it without a handler of its own.
+// Refuses nothing (a missing filter selects nothing): the binding calls it without a handler.
 ObjectList FilterConfigStoreObjects(ObjectList& objects,
                                     const std::shared_ptr<FilterSpecObject>& filter) {
     ObjectList selected;
