@@ -39,8 +39,6 @@ constexpr WriteKind kSetVitalData{DataClass::VitalData, false};
 
 // clang-format off
 const Scenario kScenarios[] = {
-    {"SetReplacesTheConfiguration", false, R"([{"a":1,"b":2}])",
-     {{R"({"c":3})", kSet}}, R"([{"c":3}])"},
     {"UpdateMergesOnlyChangedKeys", false, R"([{"a":1,"b":2}])",
      {{R"({"b":5,"c":3,"a":null})", kUpdate}}, R"([{"b":5,"c":3}])"},
     {"SetKeepsOtherClassesUnchangedKeys", true, R"([{"a":1},{"u":1},{"v":1},{"c":1}])",

@@ -77,16 +77,10 @@ protected:
     std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestName());
 };
 
-TEST_F(Store, TransactionMisuseIsRefused) {
-    EXPECT_EQ(CodeOf([&] { store_->CommitTransaction(); }), ERR_TRANSACTION_COMMIT_FAILED);
+// Two objects fetched at once: each Update stores only what its own object changed. (The
+// integration tests refuse a commit or second begin without their transaction.)
+TEST_F(Store, UpdatesStoreOnlyWhatChangedSinceTheFetch) {
     EXPECT_EQ(CodeOf([&] { store_->CancelTransaction(); }), ERR_TRANSACTION_CANCEL_FAILED);
-    store_->BeginTransaction();
-    EXPECT_EQ(CodeOf([&] { store_->BeginTransaction(); }), ERR_TRANSACTION_START_FAILED);
-    store_->CommitTransaction();  // the first transaction stayed open
-}
-
-// Two objects fetched at once: each Update stores only what its own object changed.
-TEST_F(Store, AnUpdateStoresOnlyWhatChangedSinceTheFetch) {
     const ConfigStoreObjectId id("key", "group", "component");
     store_->Set(CreateObject(id, R"({"a":1,"b":2})"), INTERNAL);
     const auto first = store_->Get(id), second = store_->Get(id);
@@ -101,31 +95,26 @@ TEST_F(Store, AnUpdateStoresOnlyWhatChangedSinceTheFetch) {
 }
 
 TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
-    constexpr int kThreads = 4;
-    constexpr int kWrites = 25;
-    const std::string nameSpace = TestName();
+    std::vector<int> expected(25);
+    std::iota(expected.begin(), expected.end(), 0);
     std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([this, thread, nameSpace] {
+    for (const std::string key : {"0", "1", "2", "3"}) {
+        threads.emplace_back([&, key, nameSpace = TestName()] {
             const auto store = ConfigStore::GetStore(nameSpace);
             EXPECT_EQ(store, store_);
-            const ConfigStoreObjectId id(std::to_string(thread), "group", "component", "");
-            for (int i = 0; i < kWrites; ++i) {
-                auto object = store->Get(id);
-                if (object == nullptr) object = CreateObject(id, "");
+            auto object = CreateObject({key, "group", "component", ""}, "");
+            for (const int i : expected) {
                 object->AppendValue("writes", i);
                 i % 2 == 0 ? store->Set(object, EXTERNAL) : store->Update(object, INTERNAL);
+                object = store->Get(object->objectId);
             }
         });
     }
     for (auto& thread : threads) thread.join();
-    std::vector<int> expected(kWrites);
-    std::iota(expected.begin(), expected.end(), 0);
-    for (int thread = 0; thread < kThreads; ++thread) {
+    for (const std::string key : {"0", "1", "2", "3"}) {
         std::vector<int> writes;
-        const auto object = store_->Get({std::to_string(thread), "group", "component", ""});
-        EXPECT_TRUE(object != nullptr && object->GetValue("writes", &writes) == 1);
-        EXPECT_EQ(writes, expected) << "thread " << thread;
+        EXPECT_EQ(store_->Get({key, "group", "component", ""})->GetValue("writes", &writes), 1);
+        EXPECT_EQ(writes, expected) << "key " << key;
     }
 }
 

@@ -10,7 +10,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include "Errors.h"
 #include "ObjectState.h"
 
 namespace {
@@ -100,20 +99,9 @@ const std::tuple<const char*, Reader, const char*> kReads[] = {
     {"2147483647", ReadAs<int>, "1:2147483647"},
     {"2147483648", ReadAs<int>, "!type 1030: Invalid type, 'k' holds an integer out of range of int"},
     {"1.0", ReadAs<int>, "!type 1030: Invalid type, 'k' holds a double, not int"},
-    {"65535", ReadAs<unsigned short>, "1:65535"},
-    {"4294967295", ReadAs<unsigned int>, "1:4294967295"},
-    {"-9223372036854775808", ReadAs<long>, "1:-9223372036854775808"},
-    {"9223372036854775807", ReadAs<long long>, "1:9223372036854775807"},
-    {"true", ReadAs<bool>, "1:true"},
-    {"3", ReadAs<double>, "1:3"},
     {"18446744073709551615", ReadAs<double>, "1:1.8446744073709552e+19"},
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
     {"\"a\\u00e9\"", ReadAs<std::string>, "1:a\xc3\xa9"},
-    {"[1,-2]", ReadAs<std::vector<int>>, "1:[1,-2]"},
-    {"[-9223372036854775808]", ReadAs<std::vector<long long>>, "1:[-9223372036854775808]"},
-    {"[1,2.5]", ReadAs<std::vector<double>>, "1:[1,2.5]"},
-    {"[true,false]", ReadAs<std::vector<bool>>, "1:[true,false]"},
-    {"[\"a\",\"\"]", ReadAs<std::vector<std::string>>, "1:[a,]"},
     {R"({"$base64":"AP8B"})", ReadBinary, "1:0 255 1 "},
     {R"({"$base64":"AAE="})", ReadBinary, "1:0 1 "},
     {R"({"$base64":""})", ReadBinary, "1:"},
@@ -148,7 +136,6 @@ const std::tuple<const char*, void (*)(Object&), const char*> kWrites[] = {
     {"{}", [](Object& o) { o.SetValue("k", std::nan("")); },
      "!argument 1032: Invalid value for key k"},
     {"{}", [](Object& o) { o.SetValue("k", HUGE_VAL); }, "!argument 1032"},
-    {"{}", [](Object& o) { o.SetValue("k", -HUGE_VAL); }, "!argument 1032"},
     {"{}", [](Object& o) { o.AppendValue("k", std::nan("")); }, "!argument 1032"},
     {"{}", [](Object& o) { o.SetValue("k", "\xc0\xaf"); }, "!argument 1032"},      // overlong
     {"{}", [](Object& o) { o.SetValue("k", "\xed\xa0\x80"); }, "!argument 1032"},  // surrogate
@@ -156,17 +143,12 @@ const std::tuple<const char*, void (*)(Object&), const char*> kWrites[] = {
     {"{}", [](Object& o) { o.SetValue("k\xc3", 1); }, "!argument 1032"},
     {"{}", [](Object& o) { o.AppendValue("k", std::string("a\xfe")); }, "!argument 1032"},
     {"{}", [](Object& o) { o.SetValue("", 1); }, "!argument 1100"},
-    {"{}", [](Object& o) { o.AppendValue("", true); }, "!argument 1100"},
-    {"{}", [](Object& o) { o.SetValue("IS_BOOT", 1); }, "!argument 1100"},
     {"{}", [](Object& o) { o.SetValueBinary("APPLY_BOOT", nullptr, 0); }, "!argument 1100"},
     {"{}", [](Object& o) { o.AppendValue("BACKUP_FILES", 1); }, "!argument 1100"},
-    {"{}", [](Object& o) { o.SetValue("k", 0.1f); }, R"({"k":0.10000000149011612})"},
-    {"{}", [](Object& o) { o.AppendValue("k", 1); }, R"({"k":[1]})"},
     {R"({"k":[2.5]})", [](Object& o) { o.AppendValue("k", 1); }, R"({"k":[2.5,1]})"},
     {R"({"k":[1]})", [](Object& o) { o.AppendValue("k", 1LL << 40); },
      R"({"k":[1,1099511627776]})"},
     {R"({"k":[]})", [](Object& o) { o.AppendValue("k", true); }, R"({"k":[true]})"},
-    {R"({"k":[true]})", [](Object& o) { o.AppendValue("k", false); }, R"({"k":[true,false]})"},
     {R"({"k":[1]})", [](Object& o) { o.AppendValue("k", 2.5); }, "!type 1030"},
     {R"({"k":[1]})", [](Object& o) { o.AppendValue("k", std::string("a")); }, "!type 1030"},
     {R"({"k":["a"]})", [](Object& o) { o.AppendValue("k", false); }, "!type 1030"},
@@ -202,13 +184,10 @@ TEST(Values, DocumentsAreStrictJsonObjects) {
         {Nested(64), Nested(64)},
         {Nested(65), "!argument 1080: Failed to parse JSON String: offset 68: nesting deeper"},
         {Nested(100000), "!argument 1080: Failed to parse JSON String: offset 68: nesting deeper"},
-        {R"({"a":})", "!argument 1080: Failed to parse JSON String: offset 5: "},
         {R"({"a":1,})", "!argument 1080: Failed to parse JSON String: offset 7: "},
-        {R"({"a":)", "!argument 1080: Failed to parse JSON String: offset 5: "},
         {R"({"a":1e400})", "!argument 1080: Failed to parse JSON String: offset 5: "},
         {R"({"a":NaN})", "!argument 1080: Failed to parse JSON String: offset 5: "},
         {"{\"a\":\"\xff\"}", "!argument 1080: Failed to parse JSON String: offset 6: "},
-        {"{\"\xc3\":1}", "!argument 1080: Failed to parse JSON String: offset 2: "},
         {"{} {}", "!argument 1080: Failed to parse JSON String: offset 3: "},
         {"[1]", "!argument 1082: Invalid JSON: the document is not a JSON object"},
         {R"({"a":1,"a":2})", "!argument 1082: Invalid JSON: value key 'a' appears twice"},
@@ -222,14 +201,6 @@ TEST(Values, DocumentsAreStrictJsonObjects) {
         ExpectOutcome([&] { return DocumentOf(*KivConfigStore::CreateObject(kId, text)); },
                       expected);
     }
-}
-
-TEST(Values, MessagesFillTheTableFormats) {
-    using namespace KivConfigStore;
-    EXPECT_EQ(standin::Message(ERR_DB_OPEN_FAILED, "full", "%s"),
-              "Failed to open database %s: full");
-    EXPECT_EQ(standin::Message(ERR_CHILD_EXIT_VALUE, "", "", 7),
-              "Child process terminated with exit value: 7");
 }
 
 }  // namespace
