@@ -42,6 +42,7 @@ TEST_F(Instances, FiltersSelectByIdentityAndEqualValuesInSqlAndInMemoryAlike) {
     const std::tuple<ConfigStoreObjectId, const char*, const char*> rows[] = {
         {Id("port", "if", c), "{}", "port/a port/b port/c"},
         {Id("", "if", c), "{}", "port/a port/b port/c route/"},
+        {Id("port", "if", c, "b"), "{}", "port/b"},
         {Id("port", "if", c), R"({"mtu":1500.0})", "port/a port/c"},  // numbers by value
         {Id("port", "if", c), R"({"up":true})", "port/a"},            // true is not 1
         {Id("port", "if", c), R"({"tags":["x"]})", "port/b"},

@@ -49,7 +49,9 @@ TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
     parent_->CreateSubObject({"single", ""});
     parent_->CreateSubObject({"multi", "1"});
     const auto filter = std::make_shared<FilterSpecObject>(id_);
-    filter->CreateSubObjectFilter({"multi", "1"});
+    const auto subFilter = filter->CreateSubObjectFilter({"multi", "1"});
+    EXPECT_EQ(filter->GetSubObjectFilter({"multi", "1"}), subFilter);
+    EXPECT_EQ(filter->GetSubObjectFilter({"multi", ""}), nullptr);
     auto deepest = parent_;
     for (int level = 1; level <= 16; ++level) deepest = deepest->CreateSubObject({"nested", ""});
     const std::tuple<ConfigStoreObject*, SubObjectId, int> creates[] = {
