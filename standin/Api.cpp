@@ -58,7 +58,7 @@ ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
 std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
     const auto schema = standin::SchemaOf(id.component, id.group, id.key);
     if (schema == nullptr) {
-        standin::Fail(ERR_SCHEMA_NOT_FOUND, {}, id.component + "/" + id.group + "/" + id.key);
+        standin::Fail(ERR_SCHEMA_NOT_FOUND, {}, standin::NameOf(id));
     }
     return schema->version;
 }

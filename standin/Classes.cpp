@@ -13,6 +13,8 @@ JsonValue CopyOf(const JsonValue& value) {
     return JsonValue(value, allocator);
 }
 
+}  // namespace
+
 void Put(Json& document, const JsonValue& name, const JsonValue& value) {
     JsonAllocator allocator;
     const auto member = document.FindMember(name);
@@ -22,6 +24,8 @@ void Put(Json& document, const JsonValue& name, const JsonValue& value) {
         document.AddMember(CopyOf(name), CopyOf(value), allocator);
     }
 }
+
+namespace {
 
 // Erases `name` from `document`; true when it was there.
 bool Erase(Json& document, const JsonValue& name) {

@@ -42,6 +42,9 @@ namespace standin {
 
 struct ObjectValues;
 
+// Sets member `name` of `document` to a copy of `value`.
+void Put(Json& document, const JsonValue& name, const JsonValue& value);
+
 // Adds the stored document of one class to an object being loaded.
 void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document);
 

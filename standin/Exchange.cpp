@@ -59,8 +59,7 @@ std::string ReadEntry(JsonValue& entry, Store::Replacement& replacement) {
         identity[i] = Text(*field);
     }
     KivConfigStore::ConfigStoreObjectId id(identity[0], identity[1], identity[2], identity[3]);
-    replacement.name = identity[2] + "/" + identity[1] + "/" + identity[0] +
-                       (identity[3].empty() ? "" : "/" + identity[3]);
+    replacement.name = NameOf(id);
     replacement.dataClass = DataClass::Configuration;
     if (const JsonValue* name = Member(entry, "class")) {
         if (!name->IsString() || !ClassNamed(Text(*name), &replacement.dataClass)) {

@@ -169,15 +169,7 @@ void ValidateStored(const Schema& schema, const WrittenClasses& written,
     merged.CopyFrom(schema.defaults, allocator);
     for (const JsonValue* document : classes) {
         if (document == nullptr) continue;
-        for (const auto& member : document->GetObject()) {
-            const auto present = merged.FindMember(member.name);
-            if (present != merged.MemberEnd()) {
-                present->value.CopyFrom(member.value, allocator);
-            } else {
-                merged.AddMember(JsonValue(member.name, allocator),
-                                 JsonValue(member.value, allocator), allocator);
-            }
-        }
+        for (const auto& member : document->GetObject()) Put(merged, member.name, member.value);
     }
     Validate(schema, merged);
 }

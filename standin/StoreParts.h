@@ -19,9 +19,6 @@ void OpenFiles(Database& db, const StoreFiles& files);
 // A stored document, which the engine wrote itself: one that does not parse is damage.
 Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass);
 
-// "component/group/key[/instance]", as messages name an object.
-std::string NameOf(const ConfigStoreObjectId& id);
-
 // One write's share of the store: its own transaction, or inside the caller's a savepoint, so
 // that a write that fails leaves nothing behind either way. A write that changes the database
 // with one statement needs no savepoint: SQLite undoes a failed statement by itself (or, after
