@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "Errors.h"
+#include "Filters.h"
 
 namespace standin {
 
@@ -131,12 +132,8 @@ std::string ExportDocument(Store& store,
                            const std::vector<std::shared_ptr<FilterSpecObject>>& filters) {
     std::vector<Store::StoredIdentity> selected;
     for (const auto& filter : filters) {
-        if (filter == nullptr) {
-            Fail<KivConfigStore::InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
-                                                           "no filter spec");
-        }
         store.ForEachSelected(
-            *filter, false,
+            GivenFilter(filter.get()), false,
             [&](Store::StoredIdentity& identity, std::shared_ptr<ConfigStoreObject>) {
                 selected.push_back({identity.id, std::move(identity.texts)});
             });

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "Errors.h"
 #include "ObjectState.h"
 #include "Schemas.h"
 
@@ -34,6 +35,14 @@ bool SelectsSubObject(const FilterSpecObject& subFilter, const ConfigStoreObject
 }
 
 }  // namespace
+
+const FilterSpecObject& GivenFilter(const FilterSpecObject* filter) {
+    if (filter == nullptr) {
+        Fail<KivConfigStore::InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT,
+                                                       "no filter spec");
+    }
+    return *filter;
+}
 
 bool Selects(const FilterSpecObject& filter, const ConfigStoreObjectId& id, const JsonValue& values,
              const JsonValue* defaults) {

@@ -16,6 +16,9 @@ using KivConfigStore::BaseObject;
 using KivConfigStore::ConfigStoreObjectId;
 using KivConfigStore::FilterSpecObject;
 
+// The filter spec a caller gave; InvalidArgumentException when it gave none.
+const FilterSpecObject& GivenFilter(const FilterSpecObject* filter);
+
 // Whether `filter` selects the object `id` whose values are `values` over `defaults` (null when
 // none): each of the filter's key, group, component and instance id matches where it is not
 // empty; every value the filter holds equals the object's (JSON equality); and each of its

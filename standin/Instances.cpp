@@ -125,10 +125,7 @@ void Store::ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjec
 }
 
 ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>& filter) {
-    if (filter == nullptr) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
-    }
-    CheckListOperation(filter->objectId);
+    CheckListOperation(GivenFilter(filter.get()).objectId);
     ObjectList objects;
     ForEachSelected(*filter, true, [&](StoredIdentity&, std::shared_ptr<ConfigStoreObject> object) {
         if (object != nullptr) objects.push_back(std::move(object));
@@ -137,10 +134,7 @@ ObjectList Store::GetInstances(const std::shared_ptr<FilterSpecObject>& filter) 
 }
 
 ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObject>& filter) {
-    if (filter == nullptr) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
-    }
-    CheckListOperation(filter->objectId);
+    CheckListOperation(GivenFilter(filter.get()).objectId);
     ObjectList objects;
     ForEachSelected(*filter, true,
                     [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject> object) {
@@ -154,10 +148,7 @@ ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObje
 }
 
 void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
-    if (filter == nullptr) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
-    }
-    CheckListOperation(filter->objectId);
+    CheckListOperation(GivenFilter(filter.get()).objectId);
     const std::lock_guard<std::mutex> lock(mutex_);
     std::vector<ConfigStoreObjectId> selected;
     ForEachSelectedLocked(*filter, false,

@@ -112,9 +112,7 @@ std::shared_ptr<ConfigStoreObject> HandOut(const ConfigStoreObject& parent, cons
 template <class Visit>
 void ForEachSelected(const ConfigStoreObject& parent,
                      const KivConfigStore::FilterSpecObject* filter, Visit visit) {
-    if (filter == nullptr) {
-        Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no filter spec");
-    }
+    GivenFilter(filter);
     const JsonValue* subObjects = EngineState::Of(parent).SubObjects(false);
     if (subObjects == nullptr) return;
     const std::string& wanted = filter->objectId.key;
