@@ -3,14 +3,32 @@
 #include <kivconfigstore/ConfigStore.h>
 #include <uuid/uuid.h>
 
+#include <cstdlib>
+
 #include "Exchange.h"
 #include "Filters.h"
 #include "ObjectState.h"
 #include "Store.h"
 
+namespace {
+
+// CONFIGSTORE_NAMESPACE names the default namespace; without it, it is sGlobalNamespace's text.
+std::shared_ptr<standin::Store> DefaultStore() {
+    const char* chosen = std::getenv("CONFIGSTORE_NAMESPACE");
+    if (chosen == nullptr || *chosen == '\0') {
+        return standin::Store::Shared(KivConfigStore::sGlobalNamespace);
+    }
+    return standin::Store::Shared(chosen);
+}
+
+}  // namespace
+
 namespace KivConfigStore {
 
+// A caller without a namespace name is handed sGlobalNamespace itself, and a name the caller
+// gave is always another string object: only the former means the default namespace.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
+    if (&nameSpace == &sGlobalNamespace) return DefaultStore();
     return standin::Store::Shared(nameSpace);
 }
 
@@ -36,11 +54,11 @@ std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,
 }
 
 std::shared_ptr<ConfigStoreObject> GetDesiredUserConfig(const ConfigStoreObjectId& id) {
-    return standin::Store::Shared(sGlobalNamespace)->GetDesired(id);
+    return DefaultStore()->GetDesired(id);
 }
 
 void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
-    standin::Store::Shared(sGlobalNamespace)->SetBootStatus(id, status);
+    DefaultStore()->SetBootStatus(id, status);
 }
 
 std::string GenerateInstanceId() {
@@ -52,7 +70,7 @@ std::string GenerateInstanceId() {
 }
 
 ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
-    return standin::Store::Shared(sGlobalNamespace)->GetDesiredInstances(id);
+    return DefaultStore()->GetDesiredInstances(id);
 }
 
 std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
@@ -75,11 +93,11 @@ ObjectList FilterConfigStoreObjects(ObjectList& objects,
 }
 
 bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
-    return standin::ImportDocument(*standin::Store::Shared(sGlobalNamespace), document, errors);
+    return standin::ImportDocument(*DefaultStore(), document, errors);
 }
 
 std::string Export(std::vector<std::shared_ptr<FilterSpecObject>> filters) {
-    return standin::ExportDocument(*standin::Store::Shared(sGlobalNamespace), filters);
+    return standin::ExportDocument(*DefaultStore(), filters);
 }
 
 }  // namespace KivConfigStore

@@ -184,6 +184,31 @@ TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
     }
 }
 
+// CONFIGSTORE_NAMESPACE names the store of GetStore(NULL) and of the functions without a store;
+// a store asked for by name stays that store.
+TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
+    setenv("CONFIGSTORE_NAMESPACE", nameSpace.c_str(), 1);
+    ConfigStoreStruct* unnamed = nullptr;
+    ASSERT_EQ(GetStore(nullptr, &unnamed), CS_C_OK);
+    const Store chosen(unnamed, DestroyStore);
+    ASSERT_EQ(Set(chosen.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
+    Fetch(store.get(), key);
+    Fetch(Open("global").get(), key, CS_C_NOT_FOUND);
+    const Filter filter = MakeFilter(key.c_str(), "", "");
+    FilterSpecObjectStruct* filters[] = {filter.get()};
+    for (const bool chosenNamespace : {true, false}) {
+        char* document = nullptr;
+        ASSERT_EQ(Export(filters, 1, &document), CS_C_OK);
+        EXPECT_EQ(std::string(document).find(key) != std::string::npos, chosenNamespace);
+        std::free(document);
+        unsetenv("CONFIGSTORE_NAMESPACE");
+    }
+    setenv("CONFIGSTORE_NAMESPACE", ".hidden", 1);
+    char* refused = nullptr;
+    ExpectLogged([&] { return Export(filters, 1, &refused); }, CS_C_STORE_ERROR, "'.hidden'");
+    unsetenv("CONFIGSTORE_NAMESPACE");
+}
+
 // Representative failures of each family, with the line the library logs under its name; none
 // stores anything. Schemas come from the repository's examples: interface has instances and
 // validates mtu, clock is a singleton.
