@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCONFIGSTOREC_WERROR=ON
 cmake --build build -j "$(nproc)" --target interfaces
 
 export CONFIGSTORE_DIR="$PWD/build/example-store"

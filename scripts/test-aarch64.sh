@@ -26,7 +26,7 @@ if [ "$(cat "$root/.unpacked" 2>/dev/null)" != "$arm64_packages" ]; then
     echo "$arm64_packages" >"$root/.unpacked"
 fi
 
-cmake -S . -B build-aarch64 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+cmake -S . -B build-aarch64 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCONFIGSTOREC_WERROR=ON \
     -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake
 cmake --build build-aarch64 -j "$(nproc)"
 

@@ -3,7 +3,7 @@
 # as TEST(Suite, Name), TEST_F(Suite, Name) or TYPED_TEST(Suite, Name), and every name under a
 # heading is an exported function. Writes STAMP on success.
 #   -DEXPORTS=abi/exports.txt -DTABLE=Coverage.md -DSOURCES_DIR=<dir of *.cpp> -DSTAMP=<file>
-cmake_minimum_required(VERSION 3.25)
+cmake_minimum_required(VERSION 3.22...3.25)
 file(STRINGS "${EXPORTS}" exported REGEX "[^ ]")
 
 # The tests the sources define, as Suite.Name.
