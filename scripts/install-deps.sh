@@ -15,6 +15,8 @@ packages=(
     rapidjson-dev
     libsqlite3-dev
     uuid-dev
+    libcli11-dev
+    jq
     "$@"
 )
 

@@ -1,0 +1,275 @@
+#include "Commands.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace csctl {
+namespace {
+
+using Allocator = rapidjson::Document::AllocatorType;
+
+std::string Name(const Identity& identity) {
+    std::string name = identity.component + "/" + identity.group + "/" + identity.key;
+    if (!identity.instance.empty()) name += "/" + identity.instance;
+    return name;
+}
+
+const char* InstanceOrNull(const Identity& identity) {
+    return identity.instance.empty() ? nullptr : identity.instance.c_str();
+}
+
+rapidjson::Value IdentityJson(const Identity& identity, Allocator& allocator) {
+    rapidjson::Value json(rapidjson::kObjectType);
+    json.AddMember("key", rapidjson::Value(identity.key.c_str(), allocator), allocator);
+    json.AddMember("group", rapidjson::Value(identity.group.c_str(), allocator), allocator);
+    json.AddMember("component", rapidjson::Value(identity.component.c_str(), allocator), allocator);
+    if (!identity.instance.empty()) {
+        json.AddMember("instanceId", rapidjson::Value(identity.instance.c_str(), allocator),
+                       allocator);
+    }
+    return json;
+}
+
+// The stored object of an identity; none when the store holds nothing for it.
+Object Fetch(ConfigStoreStruct* store, const Identity& identity) {
+    ConfigStoreObjectStruct* raw = nullptr;
+    const ConfigStoreCStatus status = Logged([&] {
+        return Get(store, identity.key.c_str(), identity.group.c_str(), identity.component.c_str(),
+                   InstanceOrNull(identity), &raw);
+    });
+    Object object(raw);
+    if (status != CS_C_NOT_FOUND) Check(status, "cannot read " + Name(identity));
+    return object;
+}
+
+Object FetchExisting(ConfigStoreStruct* store, const Identity& identity) {
+    Object object = Fetch(store, identity);
+    if (!object) throw Failure{CS_C_NOT_FOUND, "not found: " + Name(identity), {}};
+    return object;
+}
+
+Object Create(const Identity& identity) {
+    ConfigStoreObjectStruct* raw = nullptr;
+    const ConfigStoreCStatus status = Logged([&] {
+        return CreateObject(identity.key.c_str(), identity.group.c_str(),
+                            identity.component.c_str(), InstanceOrNull(identity), "", &raw);
+    });
+    Object object(raw);
+    Check(status, "cannot create " + Name(identity));
+    return object;
+}
+
+Filter MakeFilter(const Identity& pattern) {
+    FilterSpecObjectStruct* raw = nullptr;
+    const ConfigStoreCStatus status = Logged([&] {
+        return CreateFilterSpecObject(pattern.key.c_str(), pattern.group.c_str(),
+                                      pattern.component.c_str(), pattern.instance.c_str(), &raw);
+    });
+    Filter filter(raw);
+    Check(status, "cannot make a filter for " + Name(pattern));
+    return filter;
+}
+
+ConfigStoreCStatus StoreWith(ConfigStoreStruct* store, ConfigStoreObjectStruct* object,
+                             const Write& write) {
+    const char* context = write.context ? write.context->c_str() : nullptr;
+    switch (write.dataClass) {
+        case DataClass::Configuration:
+            return write.kind == WriteKind::Update ? Update(store, object, context)
+                                                   : Set(store, object, context);
+        case DataClass::User:
+            return SetUserData(store, object, context);
+        case DataClass::Vital:
+            return SetVitalData(store, object);
+        case DataClass::Cached:
+            return SetCachedData(store, object);
+    }
+    return CS_C_INTERNAL_ERROR;
+}
+
+void RunWrite(ConfigStoreStruct* store, const Write& write) {
+    const Identity& id = write.identity;
+    if (write.kind == WriteKind::Delete) {
+        const ConfigStoreCStatus status = Logged([&] {
+            return Delete(store, id.key.c_str(), id.group.c_str(), id.component.c_str(),
+                          InstanceOrNull(id));
+        });
+        return Check(status, "cannot delete " + Name(id));
+    }
+    Object object = write.kind == WriteKind::Update ? Fetch(store, id) : Object();
+    if (!object) object = Create(id);
+    for (const Assignment& assignment : write.values) WriteValue(object.get(), assignment);
+    for (const std::string& key : write.removals) {
+        Check(Logged([&] { return RemoveValue(object.get(), key.c_str()); }),
+              "cannot remove '" + key + "'");
+    }
+    Check(Logged([&] { return StoreWith(store, object.get(), write); }),
+          "cannot store " + Name(id));
+}
+
+// The exchange document of what the filters select.
+Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
+    char* raw = nullptr;
+    const ConfigStoreCStatus status =
+        Logged([&] { return Export(filters.data(), static_cast<int>(filters.size()), &raw); });
+    Text text(raw);
+    Check(status, "cannot export");
+    return text;
+}
+
+bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
+    auto field = [&](const char* name) {
+        return entry.HasMember(name) ? std::string(entry[name].GetString()) : std::string();
+    };
+    return field("key") == identity.key && field("group") == identity.group &&
+           field("component") == identity.component && field("instanceId") == identity.instance;
+}
+
+std::string ReadAll(const std::string& path) {
+    using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+    File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), &std::fclose);
+    std::FILE* file = path == "-" ? stdin : opened.get();
+    std::string text;
+    char chunk[65536];
+    if (file != nullptr) {
+        for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
+            text.append(chunk, got);
+        }
+    }
+    if (file == nullptr || std::ferror(file)) {
+        throw Failure{kNoInput, "cannot read " + path + ": " + std::strerror(errno), {}};
+    }
+    return text;
+}
+
+}  // namespace
+
+ConfigStoreStruct* Session::store() {
+    if (store_) return store_.get();
+    ConfigStoreStruct* raw = nullptr;
+    const char* name = nameSpace_.empty() ? nullptr : nameSpace_.c_str();
+    const ConfigStoreCStatus status = Logged([&] { return GetStore(name, &raw); });
+    store_.reset(raw);
+    Check(status, "no store for namespace " + (nameSpace_.empty() ? "(default)" : nameSpace_));
+    return store_.get();
+}
+
+void RunWrites(Session& session, const std::vector<Write>& writes) {
+    ConfigStoreStruct* store = session.store();
+    Check(Logged([&] { return BeginTransaction(store); }), "cannot begin a transaction");
+    try {
+        for (const Write& write : writes) RunWrite(store, write);
+        Check(Logged([&] { return CommitTransaction(store); }), "cannot commit");
+    } catch (...) {
+        Logged([&] { return CancelTransaction(store); });
+        throw;
+    }
+    session.output().Done();
+}
+
+void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys) {
+    Object object = FetchExisting(session.store(), identity);
+    rapidjson::Document answer(rapidjson::kObjectType);
+    Allocator& allocator = answer.GetAllocator();
+    if (!keys.empty()) {
+        std::vector<std::string> defaults;
+        for (const std::string& key : keys) {
+            rapidjson::Value value;
+            if (ReadValue(object.get(), key, Name(identity), value, allocator) ==
+                CS_C_VALUE_IS_DEFAULT) {
+                defaults.push_back(key);
+            }
+            answer.AddMember(rapidjson::Value(key.c_str(), allocator), value, allocator);
+        }
+        return session.output().Values(answer, defaults);
+    }
+    char* rawVersion = nullptr;
+    const ConfigStoreCStatus status = Logged([&] { return GetVersion(object.get(), &rawVersion); });
+    const Text version(rawVersion);
+    Check(status, "cannot read the version of " + Name(identity));
+
+    // A filter with an empty instance id selects every instance: keep this identity's entries.
+    const Filter filter = MakeFilter(identity);
+    rapidjson::Document exported;
+    exported.Parse(ExportText({filter.get()}).get());
+    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
+        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
+    }
+    rapidjson::Value classes(rapidjson::kObjectType);
+    for (auto& entry : exported["objects"].GetArray()) {
+        if (!SameIdentity(entry, identity)) continue;
+        const char* name = entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+        classes.AddMember(rapidjson::Value(name, allocator),
+                          rapidjson::Value(entry["values"], allocator), allocator);
+    }
+    answer.AddMember("identity", IdentityJson(identity, allocator), allocator);
+    answer.AddMember("version", rapidjson::Value(version.get(), allocator), allocator);
+    answer.AddMember("classes", classes, allocator);
+    session.output().Object(answer);
+}
+
+void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions) {
+    const Filter filter = MakeFilter(pattern);
+    for (const Assignment& condition : conditions) WriteValue(filter.get(), condition);
+    ObjectList list;
+    ConfigStoreStruct* store = session.store();
+    const ConfigStoreCStatus status =
+        Logged([&] { return GetInstances(store, filter.get(), &list.objects, &list.count); });
+    if (status != CS_C_NOT_FOUND) Check(status, "cannot list " + Name(pattern));
+
+    rapidjson::Document identities(rapidjson::kArrayType);
+    for (int i = 0; i < list.count; ++i) {
+        char *key = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
+        const ConfigStoreCStatus read = Logged([&] {
+            return GetConfigStoreObjectId(list.objects[i], &key, &component, &group, &instance);
+        });
+        const Text keyText(key), componentText(component), groupText(group), instanceText(instance);
+        Check(read, "cannot read an identity");
+        const Identity identity{keyText.get(), groupText.get(), componentText.get(),
+                                instanceText ? instanceText.get() : ""};
+        identities.PushBack(IdentityJson(identity, identities.GetAllocator()),
+                            identities.GetAllocator());
+    }
+    session.output().Identities(identities);
+}
+
+void RunExport(Session& session, const std::vector<std::string>& keys) {
+    std::vector<Filter> filters;
+    if (keys.empty()) filters.push_back(MakeFilter({}));
+    for (const std::string& key : keys) filters.push_back(MakeFilter({key, "", "", ""}));
+    std::vector<FilterSpecObjectStruct*> handles;
+    for (const Filter& filter : filters) handles.push_back(filter.get());
+    session.output().Document(ExportText(handles).get());
+}
+
+void RunImport(Session& session, const std::string& path) {
+    const std::string document = ReadAll(path);
+    ErrorList errors;
+    const ConfigStoreCStatus status =
+        Logged([&] { return Import(document.c_str(), &errors.entries, &errors.count); });
+    if (status != CS_C_OK) {
+        Failure failure{
+            status, LastLogLine().empty() ? "the store refused the document" : LastLogLine(), {}};
+        for (int i = 0; i < errors.count; ++i) {
+            char *key = nullptr, *message = nullptr;
+            GetErrorInfoKey(errors.entries[i], &key);
+            GetErrorInfoMessage(errors.entries[i], &message);
+            const Text keyText(key), messageText(message);
+            failure.entries.emplace_back(keyText ? keyText.get() : "",
+                                         messageText ? messageText.get() : "");
+        }
+        throw failure;
+    }
+    session.output().Done();
+}
+
+void RunInstanceId(Session& session) {
+    char* raw = nullptr;
+    const ConfigStoreCStatus status = Logged([&] { return GenerateInstanceId(&raw); });
+    const Text id(raw);
+    Check(status, "cannot make an instance id");
+    session.output().InstanceId(id.get());
+}
+
+}  // namespace csctl

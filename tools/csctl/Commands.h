@@ -1,0 +1,52 @@
+// The subcommands of csctl, each a sequence of library calls on one session's store.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Handles.h"
+#include "Output.h"
+#include "Values.h"
+
+namespace csctl {
+
+struct Identity {
+    std::string key, group, component, instance;
+};
+
+enum class DataClass { Configuration, User, Vital, Cached };
+enum class WriteKind { Set, Update, Delete };
+
+// One write of a chain; every write of an invocation runs in one transaction.
+struct Write {
+    WriteKind kind = WriteKind::Set;
+    Identity identity;
+    DataClass dataClass = DataClass::Configuration;
+    std::optional<std::string> context;  // "INTERNAL" or "EXTERNAL"; none passes NULL
+    std::vector<Assignment> values;
+    std::vector<std::string> removals;
+};
+
+// The store of the invocation's namespace, opened on first use, and where answers go.
+class Session {
+public:
+    Session(std::string nameSpace, Output& output)
+        : nameSpace_(std::move(nameSpace)), output_(output) {}
+    ConfigStoreStruct* store();
+    Output& output() { return output_; }
+
+private:
+    std::string nameSpace_;
+    Output& output_;
+    Store store_;
+};
+
+void RunWrites(Session& session, const std::vector<Write>& writes);
+void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys);
+void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions);
+void RunExport(Session& session, const std::vector<std::string>& keys);
+void RunImport(Session& session, const std::string& path);
+void RunInstanceId(Session& session);
+
+}  // namespace csctl

@@ -1,0 +1,266 @@
+// csctl: reads and writes the configuration store from the command line, through the
+// library's C interface. Write commands may be chained with "++" and run in one transaction:
+//   csctl set K G C a=1 ++ update K2 G C --remove b ++ delete K3 G C
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "Commands.h"
+
+namespace csctl {
+namespace {
+
+const char* const kChain = "++";
+
+// What one command of the command line says, as CLI11 fills it in.
+struct Arguments {
+    std::string nameSpace;
+    bool json = false;
+    Identity identity;
+    std::string dataClass = "configuration";
+    std::string context;
+    std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
+    std::vector<std::string> ints, doubles, bools, strings, removals;
+};
+
+// A parser with the arguments it fills; CLI11 keeps pointers into them.
+struct Parser {
+    Arguments arguments;
+    CLI::App app{"Reads and writes the configuration store.", "csctl"};
+
+    std::string command() const {
+        const auto chosen = app.get_subcommands();
+        return chosen.empty() ? std::string() : chosen.front()->get_name();
+    }
+    std::string usage() const {
+        const auto chosen = app.get_subcommands();
+        return chosen.empty() ? app.help() : chosen.front()->help();
+    }
+};
+
+void AddIdentity(CLI::App* command, Identity& identity) {
+    command->add_option("KEY", identity.key, "the object's key")->required();
+    command->add_option("GROUP", identity.group, "the object's group")->required();
+    command->add_option("COMPONENT", identity.component, "the object's component")->required();
+    command->add_option("--instance", identity.instance, "the object's instance id");
+}
+
+void AddTypedValues(CLI::App* command, Arguments& arguments) {
+    const std::pair<const char*, std::vector<std::string>*> options[] = {
+        {"--int", &arguments.ints},
+        {"--double", &arguments.doubles},
+        {"--bool", &arguments.bools},
+        {"--string", &arguments.strings}};
+    for (const auto& [name, values] : options) {
+        command->add_option(name, *values, std::string("a value stored as ") + (name + 2))
+            ->type_name("VALUEKEY=VALUE")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    }
+}
+
+void AddClass(CLI::App* command, Arguments& arguments) {
+    command->add_option("--class", arguments.dataClass, "the class of data written")
+        ->check(CLI::IsMember({"configuration", "user", "vital", "cached"}));
+    command->add_option("--context", arguments.context, "the context of the write")
+        ->check(CLI::IsMember({"internal", "external"}));
+}
+
+void Configure(Parser& parser) {
+    CLI::App& app = parser.app;
+    Arguments& arguments = parser.arguments;
+    app.add_option("--namespace", arguments.nameSpace, "the store's namespace");
+    app.add_flag("--json", arguments.json, "JSON on standard output");
+    app.set_version_flag("--version", CSCTL_VERSION);
+    app.require_subcommand(1, 1);
+    app.footer("Write commands chain with \"++\" and run in one transaction.");
+
+    CLI::App* get = app.add_subcommand("get", "print values, or the whole object");
+    AddIdentity(get, arguments.identity);
+    get->add_option("VALUEKEY", arguments.positionals, "values to print");
+
+    CLI::App* set = app.add_subcommand("set", "store exactly these values");
+    CLI::App* update = app.add_subcommand("update", "change only these values");
+    for (CLI::App* write : {set, update}) {
+        AddIdentity(write, arguments.identity);
+        AddClass(write, arguments);
+        write->add_option("VALUEKEY=VALUE", arguments.positionals, "values, typed as JSON");
+        AddTypedValues(write, arguments);
+    }
+    update->add_option("--remove", arguments.removals, "a value to remove")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+
+    AddIdentity(app.add_subcommand("delete", "delete an object"), arguments.identity);
+
+    CLI::App* list = app.add_subcommand("list", "list the objects a filter selects");
+    list->add_option("KEY", arguments.identity.key, "the objects' key")->required();
+    list->add_option("--group", arguments.identity.group, "only this group");
+    list->add_option("--component", arguments.identity.component, "only this component");
+    list->add_option("--instance", arguments.identity.instance, "only this instance id");
+    list->add_option("VALUEKEY=VALUE", arguments.positionals, "values the objects hold");
+    AddTypedValues(list, arguments);
+
+    app.add_subcommand("export", "print the exchange document of objects")
+        ->add_option("KEY", arguments.positionals, "keys to export; none: the whole store");
+    app.add_subcommand("import", "store an exchange document")
+        ->add_option("FILE", arguments.positionals, "the document; - reads standard input")
+        ->required()
+        ->expected(1);
+    app.add_subcommand("instance-id", "print a new instance id");
+}
+
+std::vector<Assignment> Assignments(const Arguments& arguments) {
+    std::vector<Assignment> assignments;
+    const std::pair<const std::vector<std::string>*, ValueType> sources[] = {
+        {&arguments.positionals, ValueType::Inferred},
+        {&arguments.ints, ValueType::Integer},
+        {&arguments.doubles, ValueType::Double},
+        {&arguments.bools, ValueType::Bool},
+        {&arguments.strings, ValueType::String}};
+    for (const auto& [texts, type] : sources) {
+        for (const std::string& text : *texts) assignments.push_back(ParseAssignment(text, type));
+    }
+    return assignments;
+}
+
+bool IsWrite(const std::string& command) {
+    return command == "set" || command == "update" || command == "delete";
+}
+
+Write ToWrite(const Parser& parser) {
+    const Arguments& arguments = parser.arguments;
+    const std::string command = parser.command();
+    Write write;
+    write.kind = command == "set"      ? WriteKind::Set
+                 : command == "update" ? WriteKind::Update
+                                       : WriteKind::Delete;
+    write.identity = arguments.identity;
+    const std::string& name = arguments.dataClass;
+    write.dataClass = name == "user"     ? DataClass::User
+                      : name == "vital"  ? DataClass::Vital
+                      : name == "cached" ? DataClass::Cached
+                                         : DataClass::Configuration;
+    if (!arguments.context.empty()) {
+        if (write.dataClass == DataClass::Vital || write.dataClass == DataClass::Cached) {
+            throw Failure{kUsage, "--context applies to configuration and user data only", {}};
+        }
+        write.context = arguments.context == "internal" ? "INTERNAL" : "EXTERNAL";
+    }
+    if (write.kind != WriteKind::Delete) write.values = Assignments(arguments);
+    write.removals = arguments.removals;
+    return write;
+}
+
+// The command line cut at every "++".
+std::vector<std::vector<std::string>> Chain(int argc, char** argv) {
+    std::vector<std::vector<std::string>> commands(1);
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i] == std::string(kChain))
+            commands.emplace_back();
+        else
+            commands.back().emplace_back(argv[i]);
+    }
+    return commands;
+}
+
+int UsageError(bool json, const std::string& message, const std::string& usage) {
+    Output(json).Error(Failure{kUsage, message, {}});
+    std::fputs(usage.c_str(), stderr);
+    return kUsage;
+}
+
+// Runs the parsed commands against the store; the exit status.
+int Execute(std::vector<std::unique_ptr<Parser>>& parsers, Output& output) {
+    const Parser& first = *parsers.front();
+    std::string nameSpace = first.arguments.nameSpace;
+    if (nameSpace.empty() && std::getenv("CONFIGSTORE_NAMESPACE") != nullptr) {
+        nameSpace = std::getenv("CONFIGSTORE_NAMESPACE");
+    }
+    // The functions without a store argument act on the default namespace: make it this one.
+    if (!nameSpace.empty()) setenv("CONFIGSTORE_NAMESPACE", nameSpace.c_str(), 1);
+    PrepareEngineLog();
+
+    Session session(nameSpace, output);
+    const Arguments& arguments = first.arguments;
+    const std::string command = first.command();
+    if (IsWrite(command)) {
+        std::vector<Write> writes;
+        for (const auto& parser : parsers) writes.push_back(ToWrite(*parser));
+        RunWrites(session, writes);
+    } else if (command == "get") {
+        RunGet(session, arguments.identity, arguments.positionals);
+    } else if (command == "list") {
+        RunList(session, arguments.identity, Assignments(arguments));
+    } else if (command == "export") {
+        RunExport(session, arguments.positionals);
+    } else if (command == "import") {
+        RunImport(session, arguments.positionals.front());
+    } else {
+        RunInstanceId(session);
+    }
+    return 0;
+}
+
+int Run(int argc, char** argv) {
+    std::vector<std::unique_ptr<Parser>> parsers;
+    for (std::vector<std::string>& words : Chain(argc, argv)) {
+        parsers.push_back(std::make_unique<Parser>());
+        Parser& parser = *parsers.back();
+        Configure(parser);
+        std::reverse(words.begin(), words.end());  // CLI11 takes the words last first
+        try {
+            parser.app.parse(words);
+        } catch (const CLI::Success& success) {
+            return parser.app.exit(success);
+        } catch (const CLI::ParseError& error) {
+            return UsageError(parsers.front()->arguments.json, error.what(), parser.usage());
+        }
+        const bool chained = parsers.size() > 1;
+        if (chained && (parser.app.count("--namespace") > 0 || parser.app.count("--json") > 0)) {
+            return UsageError(parsers.front()->arguments.json,
+                              "--namespace and --json come before the first command",
+                              parser.app.help());
+        }
+    }
+    for (const auto& parser : parsers) {
+        if (parsers.size() > 1 && !IsWrite(parser->command())) {
+            return UsageError(parsers.front()->arguments.json,
+                              "only set, update and delete chain with \"++\"", parser->usage());
+        }
+    }
+
+    Output output(parsers.front()->arguments.json);
+    int status = 0;
+    try {
+        status = Execute(parsers, output);
+    } catch (const Failure& failure) {
+        if (failure.status == kUsage) {
+            return UsageError(output.json(), failure.message, parsers.front()->usage());
+        }
+        output.Error(failure);
+        status = failure.status;
+    }
+    if (!output.Flush()) {
+        std::fprintf(stderr, "csctl: cannot write the output\n");
+        return kOutputError;
+    }
+    return status;
+}
+
+}  // namespace
+}  // namespace csctl
+
+int main(int argc, char** argv) {
+    try {
+        return csctl::Run(argc, argv);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "csctl: %s\n", failure.what());
+    } catch (...) {
+        std::fprintf(stderr, "csctl: unexpected failure\n");
+    }
+    return CS_C_INTERNAL_ERROR;
+}

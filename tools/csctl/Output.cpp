@@ -1,0 +1,130 @@
+#include "Output.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdio>
+
+namespace csctl {
+namespace {
+
+std::string JsonText(const rapidjson::Value& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    value.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+// Strings bare, everything else as JSON.
+std::string Text(const rapidjson::Value& value) {
+    if (value.IsString()) return std::string(value.GetString(), value.GetStringLength());
+    return JsonText(value);
+}
+
+std::string IdentityText(const rapidjson::Value& identity) {
+    std::string text =
+        Text(identity["component"]) + "/" + Text(identity["group"]) + "/" + Text(identity["key"]);
+    if (identity.HasMember("instanceId")) text += "/" + Text(identity["instanceId"]);
+    return text;
+}
+
+}  // namespace
+
+void Output::Values(const rapidjson::Value& values, const std::vector<std::string>& defaults) {
+    if (json_) {
+        rapidjson::Document answer(rapidjson::kObjectType);
+        auto& allocator = answer.GetAllocator();
+        rapidjson::Value keys(rapidjson::kArrayType);
+        for (const std::string& key : defaults) {
+            keys.PushBack(rapidjson::Value(key.c_str(), allocator), allocator);
+        }
+        answer.AddMember("values", rapidjson::Value(values, allocator), allocator);
+        answer.AddMember("defaults", keys, allocator);
+        Json(answer);
+        return;
+    }
+    for (const auto& member : values.GetObject()) {
+        const std::string key = member.name.GetString();
+        bool fromDefaults = false;
+        for (const std::string& name : defaults) fromDefaults = fromDefaults || name == key;
+        Line(key + " = " + Text(member.value) + (fromDefaults ? " (default)" : ""));
+    }
+}
+
+void Output::Object(const rapidjson::Value& object) {
+    if (json_) return Json(object);
+    Line(IdentityText(object["identity"]) + " (version " + Text(object["version"]) + ")");
+    for (const auto& dataClass : object["classes"].GetObject()) {
+        Line(std::string(dataClass.name.GetString()) + ":");
+        for (const auto& member : dataClass.value.GetObject()) {
+            Line("  " + std::string(member.name.GetString()) + " = " + Text(member.value));
+        }
+    }
+}
+
+void Output::Identities(const rapidjson::Value& identities) {
+    if (json_) return Json(identities);
+    for (const auto& identity : identities.GetArray()) Line(IdentityText(identity));
+}
+
+void Output::Document(const std::string& text) {
+    Line(text);
+}
+
+void Output::InstanceId(const std::string& id) {
+    if (!json_) return Line(id);
+    rapidjson::Document answer(rapidjson::kObjectType);
+    answer.AddMember("instanceId", rapidjson::Value(id.c_str(), answer.GetAllocator()),
+                     answer.GetAllocator());
+    Json(answer);
+}
+
+void Output::Done() {
+    if (!json_) return;
+    rapidjson::Document answer(rapidjson::kObjectType);
+    answer.AddMember("ok", true, answer.GetAllocator());
+    Json(answer);
+}
+
+void Output::Error(const Failure& failure) {
+    if (!json_) {
+        std::fprintf(stderr, "csctl: %s\n", failure.message.c_str());
+        for (const auto& [key, message] : failure.entries) {
+            std::fprintf(stderr, "csctl: %s: %s\n", key.c_str(), message.c_str());
+        }
+        return;
+    }
+    rapidjson::Document answer(rapidjson::kObjectType);
+    auto& allocator = answer.GetAllocator();
+    rapidjson::Value error(rapidjson::kObjectType);
+    error.AddMember("code", failure.status, allocator);
+    error.AddMember("name", rapidjson::StringRef(StatusName(failure.status)), allocator);
+    error.AddMember("message", rapidjson::Value(failure.message.c_str(), allocator), allocator);
+    if (!failure.entries.empty()) {
+        rapidjson::Value entries(rapidjson::kArrayType);
+        for (const auto& [key, message] : failure.entries) {
+            rapidjson::Value entry(rapidjson::kObjectType);
+            entry.AddMember("key", rapidjson::Value(key.c_str(), allocator), allocator);
+            entry.AddMember("message", rapidjson::Value(message.c_str(), allocator), allocator);
+            entries.PushBack(entry, allocator);
+        }
+        error.AddMember("entries", entries, allocator);
+    }
+    answer.AddMember("error", error, allocator);
+    Json(answer);
+}
+
+bool Output::Flush() {
+    return std::fflush(stdout) == 0 && !std::ferror(stdout);
+}
+
+void Output::Json(const rapidjson::Value& value) {
+    Line(JsonText(value));
+}
+
+void Output::Line(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+}  // namespace csctl

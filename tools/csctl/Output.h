@@ -1,0 +1,41 @@
+// What csctl prints: JSON on standard output with --json, text for people otherwise; failures
+// as a JSON error object on standard output, or as "csctl: <message>" on standard error.
+#pragma once
+
+#include <rapidjson/document.h>
+
+#include <string>
+#include <vector>
+
+#include "Status.h"
+
+namespace csctl {
+
+class Output {
+public:
+    explicit Output(bool json) : json_(json) {}
+    bool json() const { return json_; }
+
+    // Values read by key: {"values": {...}, "defaults": [keys delivered from the defaults]}.
+    void Values(const rapidjson::Value& values, const std::vector<std::string>& defaults);
+    // A whole object: {"identity": {...}, "version": "N", "classes": {"configuration": {...}}}.
+    void Object(const rapidjson::Value& object);
+    // Identities: [{"key", "group", "component", "instanceId"?}], one a line for people.
+    void Identities(const rapidjson::Value& identities);
+    // A document that is JSON already, as the store wrote it.
+    void Document(const std::string& text);
+    void InstanceId(const std::string& id);
+    // A command that changed the store: {"ok": true}; nothing for people.
+    void Done();
+    void Error(const Failure& failure);
+
+    // Writes what is buffered; false when standard output failed.
+    bool Flush();
+
+private:
+    void Json(const rapidjson::Value& value);
+    void Line(const std::string& text);
+    bool json_;
+};
+
+}  // namespace csctl

@@ -1,0 +1,277 @@
+#include "Values.h"
+
+#include <rapidjson/error/en.h>
+
+#include <functional>
+
+#include "Handles.h"
+#include "Status.h"
+
+namespace csctl {
+namespace {
+
+[[noreturn]] void Unusable(const std::string& argument, const std::string& why) {
+    throw Failure{kUsage, "'" + argument + "': " + why, {}};
+}
+
+// One JSON scalar as the type asks for; false when it does not fit.
+bool ToScalar(const rapidjson::Value& json, ValueType type, Scalar& out) {
+    switch (type) {
+        case ValueType::Inferred:
+            if (json.IsBool())
+                out = json.GetBool();
+            else if (json.IsInt64())
+                out = static_cast<long long>(json.GetInt64());
+            else if (json.IsNumber())
+                out = json.GetDouble();
+            else if (json.IsString())
+                out = std::string(json.GetString(), json.GetStringLength());
+            else
+                return false;
+            return true;
+        case ValueType::Integer:
+            if (!json.IsInt64()) return false;
+            out = static_cast<long long>(json.GetInt64());
+            return true;
+        case ValueType::Double:
+            if (!json.IsNumber()) return false;
+            out = json.GetDouble();
+            return true;
+        case ValueType::Bool:
+            if (json.IsBool())
+                out = json.GetBool();
+            else if (json.IsInt64() && (json.GetInt64() == 0 || json.GetInt64() == 1))
+                out = json.GetInt64() == 1;
+            else
+                return false;
+            return true;
+        case ValueType::String:
+            break;
+    }
+    return false;
+}
+
+// A list holds one type; inferred integers among doubles become doubles.
+bool OneType(std::vector<Scalar>& items) {
+    bool doubles = false;
+    bool integers = false;
+    for (const Scalar& item : items) {
+        doubles = doubles || std::holds_alternative<double>(item);
+        integers = integers || std::holds_alternative<long long>(item);
+    }
+    if (doubles && integers) {
+        for (Scalar& item : items) {
+            if (auto* integer = std::get_if<long long>(&item)) item = static_cast<double>(*integer);
+        }
+    }
+    for (const Scalar& item : items) {
+        if (item.index() != items.front().index()) return false;
+    }
+    return true;
+}
+
+template <typename Handle>
+struct Setters {
+    ConfigStoreCStatus (*setBool)(Handle*, const char*, bool);
+    ConfigStoreCStatus (*setInteger)(Handle*, const char*, long long);
+    ConfigStoreCStatus (*setDouble)(Handle*, const char*, double);
+    ConfigStoreCStatus (*setString)(Handle*, const char*, const char*);
+    ConfigStoreCStatus (*setEmptyList)(Handle*, const char*);
+    ConfigStoreCStatus (*appendBool)(Handle*, const char*, bool);
+    ConfigStoreCStatus (*appendInteger)(Handle*, const char*, long long);
+    ConfigStoreCStatus (*appendDouble)(Handle*, const char*, double);
+    ConfigStoreCStatus (*appendString)(Handle*, const char*, const char*);
+};
+
+const Setters<ConfigStoreObjectStruct> kObjectSetters{
+    SetValueBool,    SetValueLonglong,    SetValueDouble,    SetValueStr,      SetValueEmptyList,
+    AppendValueBool, AppendValueLonglong, AppendValueDouble, AppendValueString};
+const Setters<FilterSpecObjectStruct> kFilterSetters{
+    SetValueFsoBool,        SetValueFsoLonglong,  SetValueFsoDouble,
+    SetValueFsoStr,         SetValueFsoEmptyList, AppendValueFsoBool,
+    AppendValueFsoLonglong, AppendValueFsoDouble, AppendValueFsoString};
+
+template <typename Handle>
+void Write(Handle* handle, const Assignment& assignment, const Setters<Handle>& setters) {
+    const char* key = assignment.key.c_str();
+    const std::string fallback = "cannot store the value of '" + assignment.key + "'";
+    const bool list = assignment.value.list;
+    if (list) Check(Logged([&] { return setters.setEmptyList(handle, key); }), fallback);
+    for (const Scalar& item : assignment.value.items) {
+        const ConfigStoreCStatus status = Logged([&] {
+            if (auto* flag = std::get_if<bool>(&item))
+                return (list ? setters.appendBool : setters.setBool)(handle, key, *flag);
+            if (auto* integer = std::get_if<long long>(&item))
+                return (list ? setters.appendInteger : setters.setInteger)(handle, key, *integer);
+            if (auto* number = std::get_if<double>(&item))
+                return (list ? setters.appendDouble : setters.setDouble)(handle, key, *number);
+            const char* text = std::get<std::string>(item).c_str();
+            return (list ? setters.appendString : setters.setString)(handle, key, text);
+        });
+        Check(status, fallback);
+    }
+}
+
+std::string Base64(const unsigned char* data, unsigned long size) {
+    static const char kDigits[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (unsigned long i = 0; i < size; i += 3) {
+        const unsigned long rest = size - i;
+        const unsigned bits =
+            (data[i] << 16) | (rest > 1 ? data[i + 1] << 8 : 0) | (rest > 2 ? data[i + 2] : 0);
+        text += kDigits[(bits >> 18) & 63];
+        text += kDigits[(bits >> 12) & 63];
+        text += rest > 1 ? kDigits[(bits >> 6) & 63] : '=';
+        text += rest > 2 ? kDigits[bits & 63] : '=';
+    }
+    return text;
+}
+
+using Allocator = rapidjson::Document::AllocatorType;
+// One typed read: its status, and the value as JSON when it answered.
+using TypedRead = std::function<ConfigStoreCStatus(ConfigStoreObjectStruct*, const char*,
+                                                   rapidjson::Value&, Allocator&)>;
+
+// rapidjson knows int64_t, which need not be long long.
+rapidjson::Value ToJson(bool value) {
+    return rapidjson::Value(value);
+}
+rapidjson::Value ToJson(long long value) {
+    return rapidjson::Value(static_cast<int64_t>(value));
+}
+rapidjson::Value ToJson(double value) {
+    return rapidjson::Value(value);
+}
+
+template <typename T, typename Read>
+TypedRead ScalarRead(Read read) {
+    return [read](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+                  Allocator&) {
+        T value{};
+        const ConfigStoreCStatus status = read(object, key, &value);
+        out = ToJson(value);
+        return status;
+    };
+}
+
+template <typename T, typename Read>
+TypedRead ListRead(Read read) {
+    return [read](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+                  Allocator& allocator) {
+        T* raw = nullptr;
+        int count = 0;
+        const ConfigStoreCStatus status = read(object, key, &raw, &count);
+        const Buffer<T> values(raw);
+        out.SetArray();
+        for (int i = 0; i < count; ++i) out.PushBack(ToJson(values.get()[i]), allocator);
+        return status;
+    };
+}
+
+const std::vector<TypedRead>& TypedReads() {
+    static const std::vector<TypedRead> reads{
+        ScalarRead<bool>(GetValueBool),
+        ScalarRead<long long>([](auto* object, const char* key, long long* value) {
+            return GetValueLonglong(object, key, value);
+        }),
+        ScalarRead<double>(GetValueDouble),
+        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+           Allocator& allocator) {
+            char* raw = nullptr;
+            const ConfigStoreCStatus status = GetValueStr(object, key, &raw);
+            const Text text(raw);
+            out.SetString(text ? text.get() : "", allocator);
+            return status;
+        },
+        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+           Allocator& allocator) {
+            unsigned char* raw = nullptr;
+            unsigned long size = 0;
+            const ConfigStoreCStatus status = GetValueBinary(object, key, &raw, &size);
+            const Buffer<unsigned char> data(raw);
+            out.SetObject();
+            out.AddMember("$base64", rapidjson::Value(Base64(data.get(), size).c_str(), allocator),
+                          allocator);
+            return status;
+        },
+        ListRead<long long>(GetValueLonglongArray),
+        ListRead<double>(GetValueDoubleArray),
+        ListRead<bool>(GetValueBoolArray),
+        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+           Allocator& allocator) {
+            StringList list;
+            const ConfigStoreCStatus status =
+                GetValueStringArray(object, key, &list.strings, &list.count);
+            out.SetArray();
+            for (int i = 0; i < list.count; ++i) {
+                out.PushBack(rapidjson::Value(list.strings[i], allocator), allocator);
+            }
+            return status;
+        },
+    };
+    return reads;
+}
+
+}  // namespace
+
+Assignment ParseAssignment(const std::string& argument, ValueType type) {
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string::npos) Unusable(argument, "expected VALUEKEY=VALUE");
+    Assignment assignment{argument.substr(0, equals), {}};
+    const std::string text = argument.substr(equals + 1);
+    if (type == ValueType::String) {
+        assignment.value.items.emplace_back(text);
+        return assignment;
+    }
+    rapidjson::Document json;
+    json.Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str(), text.size());
+    if (json.HasParseError()) {
+        if (type != ValueType::Inferred) Unusable(argument, "the value does not fit its type");
+        assignment.value.items.emplace_back(text);
+        return assignment;
+    }
+    Value& value = assignment.value;
+    value.list = json.IsArray();
+    if (!value.list) {
+        value.items.emplace_back();
+        if (!ToScalar(json, type, value.items.back())) {
+            Unusable(argument, "the value does not fit its type");
+        }
+        return assignment;
+    }
+    for (const rapidjson::Value& element : json.GetArray()) {
+        value.items.emplace_back();
+        if (!ToScalar(element, type, value.items.back())) {
+            Unusable(argument, "a list element does not fit the list's type");
+        }
+    }
+    if (!OneType(value.items)) Unusable(argument, "a list holds elements of one type");
+    return assignment;
+}
+
+void WriteValue(ConfigStoreObjectStruct* object, const Assignment& assignment) {
+    Write(object, assignment, kObjectSetters);
+}
+
+void WriteValue(FilterSpecObjectStruct* filter, const Assignment& assignment) {
+    Write(filter, assignment, kFilterSetters);
+}
+
+ConfigStoreCStatus ReadValue(ConfigStoreObjectStruct* object, const std::string& key,
+                             const std::string& objectName, rapidjson::Value& out,
+                             Allocator& allocator) {
+    for (const TypedRead& read : TypedReads()) {
+        const ConfigStoreCStatus status =
+            Logged([&] { return read(object, key.c_str(), out, allocator); }, CS_C_INVALID_TYPE);
+        if (status == CS_C_INVALID_TYPE) continue;
+        if (status == CS_C_OK || status == CS_C_VALUE_IS_DEFAULT) return status;
+        Check(status, "not found: " + objectName + " has no value '" + key + "'");
+    }
+    throw Failure{
+        CS_C_INVALID_TYPE,
+        "'" + key + "' of " + objectName + " holds a value that no typed read gives (an object)",
+        {}};
+}
+
+}  // namespace csctl
