@@ -57,8 +57,7 @@ void AddTypedValues(CLI::App* command, Arguments& arguments) {
     for (const auto& [name, values] : options) {
         command->add_option(name, *values, std::string("a value stored as ") + (name + 2))
             ->type_name("VALUEKEY=VALUE")
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+            ->allow_extra_args(false);
     }
 }
 
@@ -91,8 +90,7 @@ void Configure(Parser& parser) {
         AddTypedValues(write, arguments);
     }
     update->add_option("--remove", arguments.removals, "a value to remove")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
 
     AddIdentity(app.add_subcommand("delete", "delete an object"), arguments.identity);
 

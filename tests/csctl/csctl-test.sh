@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# csctl end to end on a store of its own: csctl-test.sh CSCTL [EMULATOR...]
+# The schemas are the examples' (CONFIGSTORE_COMPONENTS_DIR overrides them).
+set -euo pipefail
+
+csctl=$1
+shift
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export CONFIGSTORE_DIR=$work/state CONFIGSTORE_RUNTIME_DIR=$work/run
+export CONFIGSTORE_COMPONENTS_DIR=${CONFIGSTORE_COMPONENTS_DIR:-$here/../../examples/components}
+unset CONFIGSTORE_NAMESPACE
+run() { "${emulator[@]}" "$csctl" "$@"; }
+emulator=("$@")
+
+failures=0
+fail() {
+    echo "FAIL: $*" >&2
+    failures=$((failures + 1))
+}
+
+# Each row: exit status | arguments (shell words) | jq test of the --json answer.
+# Rows run in order on one store.
+while IFS='|' read -r status arguments test; do
+    [[ -z "${status// /}" || $status == \#* ]] && continue
+    eval "words=($arguments)"
+    code=0
+    answer=$(run --json "${words[@]}" 2>"$work/stderr") || code=$?
+    [ "$code" -eq "$status" ] || fail "exit $code, not $status: $arguments: $(cat "$work/stderr")"
+    jq -e "$test" >/dev/null 2>&1 <<<"$answer" || fail "$test: $arguments: $answer"
+done <<'ROWS'
+0 | set interface interfaces network --instance eth0 mtu=9000 description=uplink 'nameservers=["192.0.2.53"]' | .ok
+0 | get interface interfaces network --instance eth0 mtu enabled nameservers | .values == {mtu: 9000, enabled: true, nameservers: ["192.0.2.53"]} and .defaults == ["enabled"]
+0 | set clock time system n=1.5 t=true 'w=a b' --string s=42 --int i=7 --bool b=0 'e=[]' --double 'd=[1,2.5]' 'l=[1,2]' 'u={x' | .ok
+0 | get clock time system n t w s i b e d l u | .values == {n: 1.5, t: true, w: "a b", s: "42", i: 7, b: false, e: [], d: [1, 2.5], l: [1, 2], u: "{x"}
+0 | update interface interfaces network --instance eth0 --remove description speed=1000 | .ok
+0 | set interface interfaces network --instance eth0 --class user owner=ops | .ok
+0 | set interface interfaces network --instance eth0 --class cached --int rx=5 | .ok
+0 | get interface interfaces network --instance eth0 | .version != "0" and (.classes | keys) == ["cachedData", "configuration", "desired", "userData"] and .classes.configuration == {mtu: 9000, nameservers: ["192.0.2.53"], speed: 1000}
+0 | update interface interfaces network --instance eth0 --class user --context internal site=lab | .ok
+0 | get interface interfaces network --instance eth0 | .classes.userData == {owner: "ops", site: "lab"}
+# Chained writes commit together, or not at all.
+0 | set interface interfaces network --instance eth1 mtu=1400 ++ set interface interfaces network --instance eth2 mtu=1400 ++ delete clock time system | .ok
+0 | list interface | map(.instanceId) == ["eth0", "eth1", "eth2"]
+3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^Set: Validation Error: ./mtu"))
+0 | list interface --group interfaces mtu=1400 | . == [{key: "interface", group: "interfaces", component: "network", instanceId: "eth1"}, {key: "interface", group: "interfaces", component: "network", instanceId: "eth2"}]
+0 | list interface --component system | . == []
+0 | get clock time system | .classes == {} and .version == "0"
+# Values only an import stores: binary and nested objects.
+0 | import "$here/values.json" | .ok
+0 | get blob g c one two three | .values == {one: {"$base64": "AQ=="}, two: {"$base64": "AQI="}, three: {"$base64": "AQID"}}
+4 | get blob g c inner | .error.name == "CS_C_INVALID_TYPE" and (.error.message | test("inner"))
+3 | import "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR" and .error.entries[0].key == "network/interfaces/interface/eth9"
+6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
+6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
+2 | set a g c IS_BOOT=1 | .error.name == "CS_C_INVALID_ARGUMENT" and (.error.message | test("IS_BOOT"))
+1 | --namespace bad/name list interface | .error.name == "CS_C_STORE_ERROR" and (.error.message | test("^GetStore: "))
+66 | import "$work/absent.json" | .error.name == "NO_INPUT"
+64 | frobnicate | .error.name == "USAGE"
+64 | get interface interfaces | .error.name == "USAGE"
+64 | set a g c --int x=abc | .error.name == "USAGE"
+64 | set a g c 'x=[1,"a"]' | .error.name == "USAGE"
+64 | set a g c x=null | .error.name == "USAGE"
+64 | set a g c --class vital --context internal x=1 | .error.name == "USAGE"
+64 | set a g c x=1 ++ get a g c | .error.name == "USAGE"
+64 | set a g c x=1 ++ --json delete a g c | .error.name == "USAGE"
+0 | instance-id | .instanceId | test("^[0-9a-f-]{36}$")
+ROWS
+
+# The export of one namespace, imported into another (named by option, then by the
+# environment), exports the same document.
+run export >"$work/global.json"
+jq -e '.objects | length > 0' "$work/global.json" >/dev/null || fail "empty export"
+run --namespace second import "$work/global.json"
+CONFIGSTORE_NAMESPACE=second run export | diff - "$work/global.json" >/dev/null ||
+    fail "the second namespace exports another document"
+run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/null ||
+    fail "an export by key holds other keys"
+
+# Text for people: values with defaults marked, identities one a line, failures on stderr.
+[ "$(run get interface interfaces network --instance eth1 mtu enabled)" = $'mtu = 1400\nenabled = true (default)' ] ||
+    fail "text of get"
+[ "$(run list interface mtu=1400)" = $'network/interfaces/interface/eth1\nnetwork/interfaces/interface/eth2' ] ||
+    fail "text of list"
+code=0
+run set interface interfaces network --instance eth1 mtu=1 2>"$work/stderr" || code=$?
+[ "$code" -eq 3 ] && grep -q "^csctl: Set: Validation Error" "$work/stderr" || fail "text of a failure"
+code=0
+run instance-id >/dev/full 2>/dev/null || code=$?
+[ "$code" -eq 74 ] || fail "output error: exit $code"
+
+[ "$failures" -eq 0 ] || exit 1
+echo "csctl: all checks passed"
