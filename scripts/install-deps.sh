@@ -17,6 +17,11 @@ packages=(
     uuid-dev
     libcli11-dev
     jq
+    scdoc
+    man-db
+    pkg-config
+    dpkg-dev
+    file
     "$@"
 )
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test suite three times: as released, under AddressSanitizer (with leak
-# detection) and UndefinedBehaviorSanitizer, and cross-built for aarch64 under qemu-aarch64.
+# detection) and UndefinedBehaviorSanitizer, and cross-built for aarch64 under qemu-aarch64. The
+# released build is also installed and packaged, and programs are built against it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -16,6 +17,9 @@ run_suites() {
 
 echo "== Plain build"
 run_suites build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+echo "== Installed library, programs built against it, Debian packages"
+scripts/test-install.sh
 
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer build"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1
