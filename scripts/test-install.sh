@@ -117,7 +117,7 @@ DEBIAN_FRONTEND=noninteractive $sudo apt-get purge -y -q "${packages[@]}" >"$tmp
     fail "apt-get purge: $(cat "$tmp/apt.log")"
 installed=false
 for file in "${files[@]}"; do
-    [ ! -e "$file" ] && [ ! -L "$file" ] || fail "$file is left after the purge"
+    if [ -e "$file" ] || [ -L "$file" ]; then fail "$file is left after the purge"; fi
 done
 for package in "${packages[@]}"; do
     ! dpkg-query -W "$package" >/dev/null 2>&1 || fail "$package is still known to dpkg"
