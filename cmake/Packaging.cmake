@@ -1,6 +1,6 @@
 # Debian packages, one per install component (cpack -G DEB in a build configured with
 # -DCMAKE_INSTALL_PREFIX=/usr, so that the libraries go to the multiarch directory):
-#   libconfigstorec1     the library                      (runtime)
+#   libconfigstorec1     the library                                             (runtime)
 #   libconfigstorec-dev  header, link, CMake and pkg-config files, configstorec(3)   (dev)
 #   configstore-standin  the stand-in engine libconfigstore.so                       (standin)
 #   csctl                the command-line tool and csctl(1)                          (csctl)
