@@ -47,10 +47,15 @@ void EndCapture(bool quiet);
 
 template <typename Call>
 ConfigStoreCStatus Logged(Call&& call, int quietStatus) {
+    // Standard error comes back even when the call throws (csctl's own code may, for memory).
+    struct Restore {
+        ConfigStoreCStatus status = CS_C_INTERNAL_ERROR;
+        int quietStatus;
+        ~Restore() { detail::EndCapture(status == quietStatus); }
+    } restore{CS_C_INTERNAL_ERROR, quietStatus};
     detail::BeginCapture();
-    const ConfigStoreCStatus status = call();
-    detail::EndCapture(status == quietStatus);
-    return status;
+    restore.status = call();
+    return restore.status;
 }
 
 }  // namespace csctl
