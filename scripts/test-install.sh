@@ -46,8 +46,8 @@ $libdir/libconfigstorec.so
 $libdir/libconfigstorec.so.1
 $libdir/libconfigstorec.so.1.0.0
 $libdir/pkgconfig/configstorec.pc
-share/man/man1/csctl.1
-share/man/man3/configstorec.3"
+share/man/man1/csctl.1.gz
+share/man/man3/configstorec.3.gz"
 diff -u <(echo "$expected" | LC_ALL=C sort) <(cd "$prefix" && find . ! -type d | cut -c3- | LC_ALL=C sort) ||
     fail "the installed files are not the expected ones"
 for file in "$prefix/bin/csctl" "$prefix/$libdir"/*.so*; do
