@@ -50,6 +50,8 @@ done <<'ROWS'
 # Values only an import stores: binary and nested objects.
 0 | import "$here/values.json" | .ok
 0 | get blob g c one two three | .values == {one: {"$base64": "AQ=="}, two: {"$base64": "AQI="}, three: {"$base64": "AQID"}}
+0 | set blob g c --instance i1 b=2 | .ok
+0 | get blob g c | .classes.configuration.one == {"$base64": "AQ=="} and .classes.configuration.b == null
 4 | get blob g c inner | .error.name == "CS_C_INVALID_TYPE" and (.error.message | test("inner"))
 3 | import "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR" and .error.entries[0].key == "network/interfaces/interface/eth9"
 6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
