@@ -249,8 +249,11 @@ void RunImport(Session& session, const std::string& path) {
     const ConfigStoreCStatus status =
         Logged([&] { return Import(document.c_str(), &errors.entries, &errors.count); });
     if (status != CS_C_OK) {
-        Failure failure{
-            status, LastLogLine().empty() ? "the store refused the document" : LastLogLine(), {}};
+        const std::string& logged = LastLogLine();
+        Failure failure{status,
+                        logged.empty() ? "the store refused the document" : logged,
+                        {},
+                        !logged.empty()};
         for (int i = 0; i < errors.count; ++i) {
             char *key = nullptr, *message = nullptr;
             GetErrorInfoKey(errors.entries[i], &key);

@@ -88,7 +88,7 @@ void Output::Done() {
 
 void Output::Error(const Failure& failure) {
     if (!json_) {
-        std::fprintf(stderr, "csctl: %s\n", failure.message.c_str());
+        if (!failure.logged) std::fprintf(stderr, "csctl: %s\n", failure.message.c_str());
         for (const auto& [key, message] : failure.entries) {
             std::fprintf(stderr, "csctl: %s: %s\n", key.c_str(), message.c_str());
         }

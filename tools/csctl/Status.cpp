@@ -92,7 +92,7 @@ const std::string& LastLogLine() {
 void Check(ConfigStoreCStatus status, const std::string& fallback) {
     if (status == CS_C_OK) return;
     const std::string& logged = LastLogLine();
-    throw Failure{status, logged.empty() ? fallback : logged, {}};
+    throw Failure{status, logged.empty() ? fallback : logged, {}, !logged.empty()};
 }
 
 namespace detail {

@@ -17,11 +17,13 @@ enum ExitCode { kUsage = 64, kNoInput = 66, kOutputError = 74 };
 const char* StatusName(int status);
 
 // What ends a command: its exit status and the message that says why; an import's refusal
-// also carries the store's error entries (key, message).
+// also carries the store's error entries (key, message). A message taken from the engine's log
+// has reached standard error already.
 struct Failure {
     int status;
     std::string message;
     std::vector<std::pair<std::string, std::string>> entries;
+    bool logged = false;
 };
 
 // Sends the engine's log lines to standard error and must run before the first call.
