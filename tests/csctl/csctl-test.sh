@@ -87,7 +87,7 @@ run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/
     fail "text of list"
 code=0
 run set interface interfaces network --instance eth1 mtu=1 2>"$work/stderr" || code=$?
-[ "$code" -eq 3 ] && grep -q "^csctl: Set: Validation Error" "$work/stderr" || fail "text of a failure"
+[ "$code" -eq 3 ] && grep -q "^configstore: Set: Validation Error" "$work/stderr" || fail "text of a failure"
 code=0
 run instance-id >/dev/full 2>/dev/null || code=$?
 [ "$code" -eq 74 ] || fail "output error: exit $code"
