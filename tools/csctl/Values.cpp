@@ -22,6 +22,8 @@ bool ToScalar(const rapidjson::Value& json, ValueType type, Scalar& out) {
                 out = json.GetBool();
             else if (json.IsInt64())
                 out = static_cast<long long>(json.GetInt64());
+            else if (json.IsUint64())
+                return false;  // an integer that a double would round
             else if (json.IsNumber())
                 out = json.GetDouble();
             else if (json.IsString())
@@ -112,6 +114,8 @@ void Write(Handle* handle, const Assignment& assignment, const Setters<Handle>& 
     }
 }
 
+// Binary values print as the exchange document writes them; neither RapidJSON nor CLI11 has a
+// base64 encoder.
 std::string Base64(const unsigned char* data, unsigned long size) {
     static const char kDigits[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
