@@ -2,14 +2,15 @@
 # Builds the library and the stand-in engine, then runs the example program twice, as two
 # processes: the first stores three instances of a network interface object with their
 # addresses as sub-objects in one transaction, the second reads them back from the store's
-# files through a filter spec and prints the component's export. The store lives in
-# build/example-store and starts empty; the schema comes from examples/components.
+# files through a filter spec and prints the component's export; csctl then reads the same
+# store from the shell. The store lives in build/example-store and starts empty; the schema
+# comes from examples/components.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCONFIGSTOREC_WERROR=ON
-cmake --build build -j "$(nproc)" --target interfaces
+cmake --build build -j "$(nproc)" --target interfaces csctl
 
 export CONFIGSTORE_DIR="$PWD/build/example-store"
 export CONFIGSTORE_RUNTIME_DIR="$CONFIGSTORE_DIR/run"
@@ -21,5 +22,9 @@ echo "== process 1: interfaces write"
 build/examples/interfaces write
 echo "== process 2: interfaces read"
 build/examples/interfaces read
+echo "== csctl: the same store from the shell"
+csctl=build/tools/csctl/csctl
+(set -x; "$csctl" list interface enabled=true)
+(set -x; "$csctl" get interface interfaces network --instance eth0 mtu enabled description)
 echo "== store files"
 ls -l "$CONFIGSTORE_DIR"/*.db "$CONFIGSTORE_RUNTIME_DIR"/*.db
