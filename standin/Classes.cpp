@@ -100,6 +100,12 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     const auto isWritten = [&](const KeyState& state) {
         return state.changed || (!kind.merge && state.dataClass == kind.target);
     };
+    auto& desired = stored[static_cast<int>(DataClass::Desired)];
+    if (recordDesired && !kind.merge && stored[target] && desired) {
+        // The desired configuration loses what the replaced document held; what the write
+        // stores goes back in below.
+        for (const auto& field : stored[target]->GetObject()) Erase(*desired, field.name);
+    }
     if (!kind.merge && std::all_of(object.states.begin(), object.states.end(), isWritten)) {
         written[target] = &object.values;  // the usual Set: the whole object, as it is
     } else {
@@ -129,10 +135,10 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
         }
     }
     if (recordDesired) {
-        Json& desired = Ensure(stored[static_cast<int>(DataClass::Desired)]);
-        for (const auto& field : targetDocument.GetObject()) Put(desired, field.name, field.value);
-        EraseRemoved(object, desired);
-        written[static_cast<int>(DataClass::Desired)] = &desired;
+        Json& recorded = Ensure(desired);
+        for (const auto& field : targetDocument.GetObject()) Put(recorded, field.name, field.value);
+        EraseRemoved(object, recorded);
+        written[static_cast<int>(DataClass::Desired)] = &recorded;
     }
     return written;
 }

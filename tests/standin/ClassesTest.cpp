@@ -55,6 +55,9 @@ const Scenario kScenarios[] = {
      R"([{"a":1,"b":2},null,null,null,{"a":1,"b":0,"x":1}])",
      {{R"({"b":null,"c":3})", kUpdate, true}, {R"({"u":true})", kSetUserData, true}},
      R"([{"a":1,"c":3},{"u":true},null,null,{"a":1,"x":1,"c":3,"u":true}])"},
+    {"ExternalSetDropsWhatItReplacesFromTheDesired", false,
+     R"([{"a":1,"b":2},{"u":1},null,null,{"a":1,"b":2,"u":1}])", {{R"({"a":3})", kSet, true}},
+     R"([{"a":3},{"u":1},null,null,{"u":1,"a":3}])"},
 };
 // clang-format on
 
