@@ -56,10 +56,9 @@ done
 warnings=$(man -l --warnings "$prefix"/share/man/man*/* 2>&1 >/dev/null)
 [ -z "$warnings" ] || fail "the manual pages render with warnings: $warnings"
 
-# A prefix outside the system's library path is found through LD_LIBRARY_PATH, when linking too.
-export LD_LIBRARY_PATH=$prefix/$libdir
+# Programs link against the prefix without help (the package files name it for the linker) and
+# run from it through LD_LIBRARY_PATH, set once they are built.
 export PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig
-tests/csctl/csctl-test.sh "$prefix/bin/csctl"
 
 [ "$(pkg-config --variable=prefix configstorec)" = "$prefix" ] || fail "configstorec.pc names another prefix"
 mkdir "$tmp/pkg-config"
@@ -69,6 +68,8 @@ cc -std=c11 -Wall -Wextra -Werror examples/interfaces.c $(pkg-config --cflags --
 cmake -S examples -B "$tmp/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_C_FLAGS="-Wall -Wextra -Werror" >/dev/null
 cmake --build "$tmp/cmake" >/dev/null
+export LD_LIBRARY_PATH=$prefix/$libdir
+tests/csctl/csctl-test.sh "$prefix/bin/csctl"
 
 # Each build stores the example's interfaces in a store of its own and reads them back.
 export CONFIGSTORE_COMPONENTS_DIR=$PWD/examples/components
