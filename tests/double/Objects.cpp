@@ -2,6 +2,7 @@
 // answers as scripted. Reads deliver a value only with a non-zero status.
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "Recorder.h"
 
@@ -96,8 +97,10 @@ int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
     std::string bytes;
     const int status = ScriptedRead("GetValueBinary", this, key, &bytes);
     if (status != 0) {
-        *data = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
-        std::memcpy(*data, bytes.data(), bytes.size());
+        auto* buffer = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
+        if (buffer == nullptr) throw std::bad_alloc();
+        std::memcpy(buffer, bytes.data(), bytes.size());
+        *data = buffer;
         *size = bytes.size();
     }
     return status;
