@@ -1,12 +1,20 @@
-// Allocation counts of the library's paths: scalar values allocate nothing, strings and arrays
-// are allocated once at their final size, and a failed allocation leaves nothing behind.
+// Allocation on the engine test double: scalar values allocate nothing, strings and arrays are
+// allocated once at their final size, and every exported function survives the failure of each
+// allocation it makes.
+#include <fstream>
+#include <set>
+
 #include "../unit/DoubleTest.h"
 #include "Allocations.h"
+#include "Sweep.h"
 
 namespace {
 
+using enginedouble::Answer;
+using enginedouble::MakeObject;
 using enginedouble::Read;
 using KivConfigStore::ConfigStoreObjectId;
+using KivConfigStore::ObjectList;
 
 class Allocation : public HandleTest {
 protected:
@@ -21,31 +29,11 @@ protected:
         work();
         allocations::Stop();
     }
-
-    // Makes the first, second, ... allocation of `call` fail, through `fail`
-    // (allocations::FailMalloc or FailCalloc), until the call answers `success`. Each failure
-    // answers CS_C_INTERNAL_ERROR and leaves no block behind; `unchanged` checks the outputs.
-    // Returns how many allocations were made to fail.
-    static int FailEach(void (*fail)(int), int success, const std::function<int()>& call,
-                        const std::function<void()>& unchanged) {
-        for (int n = 1; n < 100; ++n) {
-            int result = 0;
-            fail(n);
-            Count([&] { result = call(); });
-            if (result == success) return n - 1;
-            SCOPED_TRACE(n);
-            EXPECT_EQ(result, CS_C_INTERNAL_ERROR);
-            EXPECT_EQ(allocations::UnfreedBlocks(), 0);
-            unchanged();
-        }
-        ADD_FAILURE() << "the call never succeeded";
-        return 0;
-    }
 };
 
 // One call through each worker of scalar values; the engine copies strings it is given.
 TEST_F(Allocation, ScalarValuesAllocateNothing) {
-    enginedouble::Answer("GetValue(int*)", Read<int>{1, 5});
+    Answer("GetValue(int*)", Read<int>{1, 5});
     int number = 0;
     Count([&] {
         GetValueInt(object_, "k", &number);
@@ -62,7 +50,7 @@ TEST_F(Allocation, ScalarValuesAllocateNothing) {
 
 TEST_F(Allocation, CopiesAreAllocatedOnceAtTheirFinalSize) {
     const std::string text = std::string(20, 'x') + '\0' + "tail";
-    enginedouble::Answer("GetValue(string*)", Read<std::string>{1, text});
+    Answer("GetValue(string*)", Read<std::string>{1, text});
     char* value = nullptr;
     Count([&] { GetValueStr(object_, "k", &value); });
     ASSERT_EQ(allocations::Callocs(), 1);
@@ -78,9 +66,8 @@ TEST_F(Allocation, CopiesAreAllocatedOnceAtTheirFinalSize) {
     EXPECT_EQ(allocations::CallocBytes(2), 6u);
     for (char* part : parts) std::free(part);
 
-    enginedouble::Answer("GetValue(vector<bool>*)", Read<std::vector<bool>>{1, {true, false}});
-    enginedouble::Answer("GetValue(vector<string>*)",
-                         Read<std::vector<std::string>>{1, {"a", "bb", "ccc"}});
+    Answer("GetValue(vector<bool>*)", Read<std::vector<bool>>{1, {true, false}});
+    Answer("GetValue(vector<string>*)", Read<std::vector<std::string>>{1, {"a", "bb", "ccc"}});
     bool* flags = nullptr;
     char** strings = nullptr;
     int count = 0;
@@ -95,101 +82,107 @@ TEST_F(Allocation, CopiesAreAllocatedOnceAtTheirFinalSize) {
     DestroyStringArrayValue(&strings, count);
 }
 
-TEST_F(Allocation, FailedCopiesReleaseWhatWasMadeAndKeepOutputs) {
-    enginedouble::Answer("GetValue(vector<string>*)",
-                         Read<std::vector<std::string>>{1, {"a", "b", "c"}});
-    char* kept = nullptr;
-    char** strings = &kept;
-    int count = -1;
-    EXPECT_EQ(FailEach(
-                  allocations::FailCalloc, CS_C_OK,
-                  [&] { return GetValueStringArray(object_, "k", &strings, &count); },
-                  [&] { EXPECT_EQ(strings, &kept); }),
-              4);  // the array and three strings
-    DestroyStringArrayValue(&strings, count);
+// The double answers every read with a value, every list with several entries and every import
+// with an error list, so that each call goes its longest way.
+class Double : public sweep::Engine {
+public:
+    const char* Name() const override { return "the double"; }
+    bool StoreErrors() const override { return false; }
 
-    char* parts[4] = {};
-    EXPECT_EQ(FailEach(
-                  allocations::FailCalloc, CS_C_OK,
-                  [&] {
-                      return GetConfigStoreObjectId(object_, &parts[0], &parts[1], &parts[2],
-                                                    &parts[3]);
-                  },
-                  [&] {
-                      for (char* part : parts) EXPECT_EQ(part, nullptr);
-                  }),
-              3);
-    for (char* part : parts) std::free(part);
-}
-
-TEST_F(Allocation, FailedHandleListReleasesTheHandlesMadeSoFar) {
-    enginedouble::Answer(
-        "ConfigStore::GetInstances",
-        KivConfigStore::ObjectList{enginedouble::MakeObject("a"), enginedouble::MakeObject("b"),
-                                   enginedouble::MakeObject("c")});
-    ConfigStoreObjectStruct* kept = nullptr;
-    ConfigStoreObjectStruct** handles = &kept;
-    int count = -1;
-    for (void (*fail)(int) : {allocations::FailMalloc, allocations::FailCalloc}) {
-        EXPECT_GT(
-            FailEach(
-                fail, CS_C_OK, [&] { return GetInstances(store_, filter_, &handles, &count); },
-                [&] { EXPECT_EQ(handles, &kept); }),
-            0);
-        for (int i = 0; i < count; ++i) DestroyConfigStoreObject(handles[i]);
-        std::free(handles);
-        handles = &kept;
+    void Open(sweep::Handles& h) override {
+        enginedouble::Reset();
+        enginedouble::SetRecording(false);
+        const std::string text = "a text long enough for the heap";
+        Answer("GetValue(int*)", Read<int>{1, 5});
+        Answer("GetValue(unsigned short*)", Read<unsigned short>{1, 5});
+        Answer("GetValue(unsigned int*)", Read<unsigned int>{1, 5});
+        Answer("GetValue(long*)", Read<long>{1, 5});
+        Answer("GetValue(long long*)", Read<long long>{1, 5});
+        Answer("GetValue(bool*)", Read<bool>{1, true});
+        Answer("GetValue(double*)", Read<double>{1, 5});
+        Answer("GetValue(string*)", Read<std::string>{1, text});
+        Answer("GetValueBinary", Read<std::string>{1, text});
+        Answer("GetValue(vector<int>*)", Read<std::vector<int>>{1, {1, 2}});
+        Answer("GetValue(vector<long long>*)", Read<std::vector<long long>>{1, {1, 2}});
+        Answer("GetValue(vector<double>*)", Read<std::vector<double>>{1, {1, 2}});
+        Answer("GetValue(vector<bool>*)", Read<std::vector<bool>>{1, {true, false}});
+        Answer("GetValue(vector<string>*)", Read<std::vector<std::string>>{1, {"a", text, "c"}});
+        Answer("GetVersion", text);
+        Answer("GetSchemaVersion", text);
+        Answer("GenerateInstanceId", text);
+        Answer("Export", text);
+        for (const char* get :
+             {"ConfigStore::Get", "ConfigStore::GetDefaultConfig", "GetDesiredUserConfig"}) {
+            Answer(get, MakeObject("fan"));
+        }
+        for (const char* list :
+             {"ConfigStore::GetInstances", "ConfigStore::GetDefaultConfigInstances",
+              "GetDesiredUserConfigInstances"}) {
+            Answer(list, ObjectList{MakeObject("fan", "1"), MakeObject("fan", "2")});
+        }
+        Answer("GetSubObject", MakeObject("blade", "2"));
+        Answer("GetSubObjectInstances",
+               ObjectList{MakeObject("blade", "1"), MakeObject("blade", "2")});
+        Answer("GetSubObjectFilter", std::make_shared<KivConfigStore::FilterSpecObject>(
+                                         ConfigStoreObjectId("blade", "", "", "")));
+        Answer("Import", enginedouble::ImportAnswer{false, {{"fan", text}, {"pump", text}}});
+        GetStore(nullptr, &h.store);
+        h.object = NewHandle<ConfigStoreObjectStruct>(MakeObject("fan"), true);
+        h.other = NewHandle<ConfigStoreObjectStruct>(MakeObject("pump"), true);
+        CreateFilterSpecObject("fan", "g", "c", nullptr, &h.filter);
+        CreateFilterSpecObject("clock", "time", "system", nullptr, &h.clocks);
+        CreateFilterSpecObject("blade", "g", "c", nullptr, &h.blades);
     }
+
+    void Close(sweep::Handles& h) override {
+        for (ConfigStoreObjectStruct* object : {h.object, h.other}) {
+            if (object != nullptr) DestroyConfigStoreObject(object);
+        }
+        for (FilterSpecObjectStruct* filter : {h.filter, h.clocks, h.blades}) {
+            if (filter != nullptr) DestroyFilterSpecObject(filter);
+        }
+        DestroyStore(h.store);
+        h = sweep::Handles();
+        enginedouble::Reset();  // scripted answers hold references too
+        EXPECT_EQ(enginedouble::LiveObjects(), 0) << "an engine reference was left behind";
+    }
+
+    // The keys and handle counts of both child caches.
+    std::string Caches(const sweep::Handles& h) override {
+        std::string text;
+        for (const auto& [key, children] : h.object->children) {
+            text += key + ":" + std::to_string(children.size()) + " ";
+        }
+        for (const auto& [key, children] : h.filter->children) {
+            text += key + ":" + std::to_string(children.size()) + " ";
+        }
+        return text;
+    }
+};
+
+TEST(AllocationSweep, TheTableNamesEveryExportedFunction) {
+    std::set<std::string> exported;
+    std::ifstream list(EXPORTS_FILE);
+    for (std::string name; std::getline(list, name);) {
+        if (!name.empty()) exported.insert(name);
+    }
+    int count = 0;
+    const sweep::Row* rows = sweep::Rows(&count);
+    std::set<std::string> named;
+    for (int i = 0; i < count; ++i) EXPECT_TRUE(named.insert(rows[i].function).second);
+    EXPECT_EQ(named, exported);
 }
 
-TEST_F(Allocation, EveryFailedAllocationLeavesTheChildCacheAsItWas) {
-    enginedouble::Answer("GetSubObjectInstances",
-                         KivConfigStore::ObjectList{enginedouble::MakeObject("fan", "1"),
-                                                    enginedouble::MakeObject("fan", "2")});
-    ConfigStoreObjectStruct* sub = object_;
-    EXPECT_GT(FailEach(
-                  allocations::FailMalloc, CS_C_OK,
-                  [&] {
-                      sub = object_;
-                      return GetSubObject(object_, "fan", "2", &sub);
-                  },
-                  [&] {
-                      EXPECT_EQ(sub, nullptr);
-                      EXPECT_TRUE(object_->children.empty());
-                  }),
-              2);
-    EXPECT_EQ(object_->children.at("fan").size(), 2u);
-
-    FilterSpecObjectStruct* subFilter = filter_;
-    FailEach(
-        allocations::FailMalloc, CS_C_OK,
-        [&] { return CreateSubObjectFilter(filter_, "blade", nullptr, &subFilter); },
-        [&] {
-            EXPECT_EQ(subFilter, filter_);
-            EXPECT_TRUE(filter_->children.empty());
-        });
-    EXPECT_EQ(filter_->children.at("blade").size(), 1u);
-}
-
-TEST_F(Allocation, FailedImportListLeavesNothingBehind) {
-    enginedouble::Answer(
-        "Import", enginedouble::ImportAnswer{false,
-                                             {{"fan", "a message long enough to need the heap"},
-                                              {"pump", "another long message on the heap"}}});
-    ErrorInfoStruct* kept = nullptr;
-    ErrorInfoStruct** errors = &kept;
-    int count = -1;
-    for (void (*fail)(int) : {allocations::FailMalloc, allocations::FailCalloc}) {
-        EXPECT_GT(FailEach(
-                      fail, CS_C_VALIDATION_ERROR, [&] { return Import("{}", &errors, &count); },
-                      [&] {
-                          EXPECT_EQ(errors, &kept);
-                          EXPECT_EQ(count, -1);
-                      }),
-                  0);
-        DestroyErrorInfoList(&errors, count);
-        errors = &kept;
-        count = -1;
+TEST(AllocationSweep, EveryFunctionOnTheDouble) {
+    Double engine;
+    const sweep::Figures figures = sweep::Run(engine);
+    std::printf(
+        "allocation failure: %d points over %d functions on the double, %d crashes, %d "
+        "leaks\n",
+        figures.points, figures.functions, figures.crashes, figures.leaks);
+    if (const char* file = std::getenv("ALLOC_FIGURES")) {
+        std::ofstream(file) << figures.points << " " << figures.functions << " " << figures.crashes
+                            << " " << figures.leaks << "\n";
     }
 }
 

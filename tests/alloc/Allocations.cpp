@@ -1,64 +1,117 @@
 #include "Allocations.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
+extern "C" void* __libc_realloc(void* memory, std::size_t size);
 extern "C" void __libc_free(void* memory);
 
 namespace {
 
 constexpr int kTracked = 4096;
+constexpr std::size_t kSlots = 1 << 15;  // an open-addressing set of the blocks alive
 
 bool counting = false;
 int mallocs = 0;
 int callocs = 0;
-int failMalloc = 0;
-int failCalloc = 0;
+int allocationCount = 0;
+int failAt = 0;
+bool failed = false;
 std::size_t callocBytes[kTracked];
-void* blocks[kTracked];  // every block allocated while counting; NULL once freed
-int blockCount = 0;
 
-void* Track(void* block) {
-    if (block != nullptr && blockCount < kTracked) blocks[blockCount++] = block;
-    return block;
+char gone;
+void* const kGone = &gone;  // marks a slot whose block was freed
+void* slots[kSlots];
+std::size_t usedSlots = 0;  // live and gone
+int alive = 0;
+bool overflow = false;  // more blocks than the set holds: reported as unfreed
+
+std::size_t Slot(const void* block) {
+    return (reinterpret_cast<std::uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15u % kSlots;
+}
+
+void Remember(void* block) {
+    if (block == nullptr) return;
+    if (usedSlots >= kSlots * 3 / 4) {
+        overflow = true;
+        return;
+    }
+    std::size_t i = Slot(block);
+    while (slots[i] != nullptr) i = (i + 1) % kSlots;
+    slots[i] = block;
+    ++usedSlots;
+    ++alive;
+}
+
+bool Forget(void* block) {
+    if (alive == 0 || block == nullptr) return false;
+    for (std::size_t i = Slot(block); slots[i] != nullptr; i = (i + 1) % kSlots) {
+        if (slots[i] == block) {
+            slots[i] = kGone;
+            --alive;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Counts one allocation; false when it is the one to fail.
+bool Allowed() {
+    if (++allocationCount != failAt) return true;
+    failed = true;
+    return false;
 }
 
 }  // namespace
 
 extern "C" void* malloc(std::size_t size) {
     if (!counting) return __libc_malloc(size);
-    if (++mallocs == failMalloc) return nullptr;
-    return Track(__libc_malloc(size));
+    ++mallocs;
+    if (!Allowed()) return nullptr;
+    void* block = __libc_malloc(size);
+    Remember(block);
+    return block;
 }
 
 extern "C" void* calloc(std::size_t count, std::size_t size) {
     if (!counting) return __libc_calloc(count, size);
     const int index = callocs++;
     if (index < kTracked) callocBytes[index] = count * size;
-    if (callocs == failCalloc) return nullptr;
-    return Track(__libc_calloc(count, size));
+    if (!Allowed()) return nullptr;
+    void* block = __libc_calloc(count, size);
+    Remember(block);
+    return block;
+}
+
+// A moved block stays remembered when the block it replaces was.
+extern "C" void* realloc(void* memory, std::size_t size) {
+    if (counting && !Allowed()) return nullptr;
+    void* block = __libc_realloc(memory, size);
+    if (block == nullptr && size == 0) Forget(memory);  // freed
+    if (block != nullptr && (Forget(memory) || counting)) Remember(block);
+    return block;
 }
 
 extern "C" void free(void* memory) {
-    if (counting && memory != nullptr) {
-        for (int i = 0; i < blockCount; ++i) {
-            if (blocks[i] == memory) blocks[i] = nullptr;
-        }
-    }
+    Forget(memory);
     __libc_free(memory);
 }
 
 namespace allocations {
 
 void Start() {
-    mallocs = callocs = blockCount = 0;
+    mallocs = callocs = allocationCount = alive = 0;
+    usedSlots = 0;
+    overflow = failed = false;
+    for (void*& slot : slots) slot = nullptr;
     counting = true;
 }
 
 void Stop() {
     counting = false;
-    failMalloc = failCalloc = 0;
+    failAt = 0;
 }
 
 int Mallocs() {
@@ -72,16 +125,14 @@ std::size_t CallocBytes(int index) {
 }
 
 int UnfreedBlocks() {
-    int unfreed = 0;
-    for (int i = 0; i < blockCount; ++i) unfreed += blocks[i] != nullptr;
-    return unfreed;
+    return alive + (overflow ? 1 : 0);
 }
 
-void FailMalloc(int n) {
-    failMalloc = n;
+void FailAt(int n) {
+    failAt = n;
 }
-void FailCalloc(int n) {
-    failCalloc = n;
+bool Failed() {
+    return failed;
 }
 
 }  // namespace allocations

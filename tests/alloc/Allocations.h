@@ -1,22 +1,24 @@
-// Counts the heap allocations of the process between Start() and Stop(), and can make a chosen
-// one fail. The allocator functions are replaced for the whole test program, so this cannot be
-// combined with AddressSanitizer.
+// Counts the heap allocations of the process between Start() and Stop(), remembers which of the
+// blocks allocated meanwhile are still alive, and can make a chosen one fail. malloc, calloc and
+// realloc are replaced for the whole test program (operator new allocates through malloc), so
+// this cannot be combined with AddressSanitizer.
 #pragma once
 
 #include <cstddef>
 
 namespace allocations {
 
-void Start();  // resets the counts and starts counting
-void Stop();   // stops counting and forgets any failure still set up
+void Start();  // resets the counts, forgets the blocks remembered so far and starts counting
+void Stop();   // stops counting and forgets any failure still set up; blocks stay remembered
 
 int Mallocs();  // malloc() calls, operator new included
 int Callocs();
 std::size_t CallocBytes(int index);  // bytes asked for by the index-th calloc() counted
 int UnfreedBlocks();                 // blocks allocated while counting and not freed since
 
-// The n-th malloc() or calloc() (1-based) counted from Start() returns NULL.
-void FailMalloc(int n);
-void FailCalloc(int n);
+// The n-th allocation (1-based; malloc, calloc and realloc alike) counted from Start() returns
+// NULL. Failed() tells whether the call reached it.
+void FailAt(int n);
+bool Failed();
 
 }  // namespace allocations

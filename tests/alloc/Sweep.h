@@ -1,0 +1,103 @@
+// The allocation-failure sweep: one row per exported function, run on an engine with the n-th
+// allocation of the call failing, for every n the call reaches. Each failure must answer a
+// documented failure status, leave the outputs and child caches as they were, leak nothing and,
+// on a store, leave either the old or the new content.
+#pragma once
+
+#include <string>
+
+#include "configstorec.h"
+
+namespace sweep {
+
+// The handles a row works on, built afresh by the engine for every run.
+struct Handles {
+    ConfigStoreStruct* store = nullptr;
+    ConfigStoreObjectStruct* object = nullptr;  // "fan": a value of every type, sub-objects "blade"
+    ConfigStoreObjectStruct* other = nullptr;   // "pump"
+    FilterSpecObjectStruct* filter = nullptr;   // selects "fan" and holds the same values
+    FilterSpecObjectStruct* clocks = nullptr;   // selects "clock", an identity with a schema
+    FilterSpecObjectStruct* blades = nullptr;   // selects the sub-objects "blade"
+};
+
+// The one address that marks an output the call has not written.
+inline char unsetOutput;
+template <class T>
+T* Unset() {
+    return reinterpret_cast<T*>(&unsetOutput);
+}
+
+// What a call hands out. Everything starts unset; a failed call leaves it as it was.
+struct Outputs {
+    char* text = Unset<char>();
+    char* parts[4] = {Unset<char>(), Unset<char>(), Unset<char>(), Unset<char>()};
+    char** strings = Unset<char*>();
+    int* ints = Unset<int>();
+    double* doubles = Unset<double>();
+    long long* longs = Unset<long long>();
+    bool* bools = Unset<bool>();
+    unsigned char* bytes = Unset<unsigned char>();
+    ConfigStoreStruct* store = Unset<ConfigStoreStruct>();
+    ConfigStoreObjectStruct* object = Unset<ConfigStoreObjectStruct>();
+    ConfigStoreObjectStruct* child = Unset<ConfigStoreObjectStruct>();  // borrowed
+    ConfigStoreObjectStruct** objects = Unset<ConfigStoreObjectStruct*>();
+    ConfigStoreObjectStruct** children = Unset<ConfigStoreObjectStruct*>();  // borrowed handles
+    FilterSpecObjectStruct* filter = Unset<FilterSpecObjectStruct>();
+    FilterSpecObjectStruct* subFilter = Unset<FilterSpecObjectStruct>();  // borrowed
+    ErrorInfoStruct** errors = Unset<ErrorInfoStruct*>();
+    unsigned long size = 99;
+    int count = -1;
+    int errorCount = -1;
+};
+
+// Scalar reads write through the engine: not compared.
+struct Scalars {
+    int i = 0;
+    unsigned short u16 = 0;
+    unsigned int u32 = 0;
+    long l = 0;
+    long long ll = 0;
+    bool b = false;
+    double d = 0;
+};
+
+enum Flags {
+    kStore = 1,         // the call reaches the store: CS_C_STORE_ERROR is a documented failure
+    kWrites = 2,        // the call changes the store: its content is checked after each failure
+    kEmptyText = 4,     // a failed read may hand out the empty string
+    kNullChild = 8,     // a failed read sets the child handle to NULL
+    kLoadsBlades = 16,  // loads every "blade" into the cache first, which may stay loaded
+};
+
+struct Row {
+    const char* function;
+    int (*call)(Handles&, Outputs&, Scalars&);
+    int flags = 0;
+    void (*prepare)(Handles&, Outputs&) = nullptr;  // outputs the call consumes, made unfailed
+};
+
+// Every exported function, once.
+const Row* Rows(int* count);
+
+class Engine {
+public:
+    virtual ~Engine() = default;
+    virtual const char* Name() const = 0;
+    virtual bool StoreErrors() const = 0;  // whether the engine has a store that can fail
+    virtual void Open(Handles& handles) = 0;
+    virtual void Close(Handles& handles) = 0;
+    virtual std::string Caches(const Handles&) { return ""; }  // the child caches, where visible
+    virtual std::string Stored() { return ""; }                // the store's whole content
+};
+
+struct Figures {
+    int points = 0;
+    int functions = 0;
+    int crashes = 0;
+    int leaks = 0;
+};
+
+// Sweeps every row the engine runs, each in a process of its own, and prints the figures.
+Figures Run(Engine& engine);
+
+}  // namespace sweep
