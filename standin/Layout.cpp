@@ -36,9 +36,11 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
     if (check != "ok") {
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + check);
     }
-    const long long pages = db.PragmaNumber(schema + ".page_count");
+    // A file that another process is creating holds a header before it holds tables: without
+    // an application id and a schema, a file counts as new rather than as another application's.
     const long long application = db.PragmaNumber(schema + ".application_id");
-    if (pages > 0 && application != kApplicationId) {
+    const bool noSchema = db.PragmaNumber(schema + ".schema_version") == 0;
+    if (application != kApplicationId && (application != 0 || !noSchema)) {
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
              path + ": not a configuration store database");
     }
