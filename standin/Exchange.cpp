@@ -151,8 +151,9 @@ std::string ExportDocument(Store& store,
                         [&](const auto& a, const auto& b) { return order(a) == order(b); }),
             selected.end());
     }
-    rapidjson::StringBuffer buffer;
-    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    JsonText buffer;
+    rapidjson::PrettyWriter<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(
+        buffer);
     writer.SetIndent(' ', 2);
     const auto string = [&](const std::string& text) {
         writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));

@@ -73,10 +73,8 @@ std::string ParseJson(const char* text, std::size_t length, Json& out) {
 }
 
 std::string ToText(const JsonValue& value) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
-                      rapidjson::CrtAllocator>
-        writer(buffer);
+    JsonText buffer;
+    rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(buffer);
     value.Accept(writer);
     return std::string(buffer.GetString(), buffer.GetSize());
 }

@@ -3,13 +3,31 @@
 #pragma once
 
 #include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
 
+#include <new>
 #include <string>
 
 namespace standin {
 
-using JsonAllocator = rapidjson::CrtAllocator;
-using Json = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonAllocator>;
+// RapidJSON writes through whatever its allocator returns: a failed allocation is raised as
+// std::bad_alloc instead, as operator new does.
+class JsonAllocator : public rapidjson::CrtAllocator {
+public:
+    void* Malloc(std::size_t size) { return Checked(CrtAllocator::Malloc(size), size); }
+    void* Realloc(void* original, std::size_t originalSize, std::size_t newSize) {
+        return Checked(CrtAllocator::Realloc(original, originalSize, newSize), newSize);
+    }
+
+private:
+    static void* Checked(void* memory, std::size_t size) {
+        if (memory == nullptr && size != 0) throw std::bad_alloc();
+        return memory;
+    }
+};
+
+using JsonText = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonAllocator>;
+using Json = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonAllocator, JsonAllocator>;
 using JsonValue = rapidjson::GenericValue<rapidjson::UTF8<>, JsonAllocator>;
 
 // Deeper documents are refused: they would only exhaust the stack of whoever walks them.

@@ -67,7 +67,7 @@ struct Violation {
 };
 
 std::string Stringify(const JsonPointer& pointer) {
-    rapidjson::StringBuffer text;
+    JsonText text;
     pointer.Stringify(text);
     return text.GetString();
 }
