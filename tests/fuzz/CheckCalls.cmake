@@ -1,0 +1,38 @@
+# Checks (cmake -P) that the calls fuzz target's table names every exported function, each once,
+# and nothing else. C++ names are compared by their identifier. Writes STAMP on success.
+#   -DEXPORTS=abi/exports.txt -DSOURCE=Calls.cpp -DSTAMP=<file>
+cmake_minimum_required(VERSION 3.18...3.25)
+file(STRINGS "${EXPORTS}" exports REGEX "[^ ]")
+set(exported "")
+foreach(symbol ${exports})
+    # A C++ symbol _Z<length><identifier>...: its identifier.
+    if(symbol MATCHES "^_Z([0-9]+)")
+        string(LENGTH "${CMAKE_MATCH_1}" digits)
+        math(EXPR start "2 + ${digits}")
+        string(SUBSTRING "${symbol}" ${start} ${CMAKE_MATCH_1} symbol)
+    endif()
+    list(APPEND exported "${symbol}")
+endforeach()
+
+file(STRINGS "${SOURCE}" rows REGEX "^    {\"[A-Za-z0-9_]+\", ")
+set(named "")
+set(problems "")
+foreach(row ${rows})
+    string(REGEX MATCH "\"([A-Za-z0-9_]+)\"" ignored "${row}")
+    if(CMAKE_MATCH_1 IN_LIST named)
+        string(APPEND problems "\n  ${CMAKE_MATCH_1}: named twice")
+    elseif(NOT CMAKE_MATCH_1 IN_LIST exported)
+        string(APPEND problems "\n  ${CMAKE_MATCH_1}: not an exported function")
+    endif()
+    list(APPEND named "${CMAKE_MATCH_1}")
+endforeach()
+foreach(function ${exported})
+    if(NOT function IN_LIST named)
+        string(APPEND problems "\n  ${function}: missing from the table")
+    endif()
+endforeach()
+
+if(problems)
+    message(FATAL_ERROR "The calls fuzz target's table is out of date:${problems}")
+endif()
+file(TOUCH "${STAMP}")
