@@ -370,7 +370,8 @@ ConfigStoreCStatus SetBootStatus(const char* key, const char* group, const char*
  * @param[out] objects  on CS_C_OK a new array of *count new top-level handles, in the store's
  *                      order: destroy each with DestroyConfigStoreObject, then free() the array.
  *                      NULL on CS_C_NOT_FOUND; untouched otherwise.
- * @param[out] count  the number of handles; 0 on CS_C_NOT_FOUND; untouched on failures.
+ * @param[out] count  the number of handles; 0 on CS_C_NOT_FOUND and when the handles cannot be
+ *                    allocated (CS_C_INTERNAL_ERROR); untouched on the other failures.
  * @return CS_C_OK; CS_C_NOT_FOUND when nothing is selected (not logged); CS_C_INVALID_ARGUMENT
  *         for a missing store or filter or an argument the store refuses; CS_C_STORE_ERROR and
  *         CS_C_INTERNAL_ERROR as for Get.
