@@ -2,6 +2,8 @@
 // passes before the store uses it.
 #include "StoreParts.h"
 
+#include <algorithm>
+
 namespace standin {
 
 namespace {
@@ -32,8 +34,18 @@ const char* const kRuntimeTables =
 // A file that is not a store database, or is damaged, is refused untouched.
 void PrepareDatabase(Database& db, const std::string& schema, const std::string& path,
                      const char* otherTables, bool durable) {
-    const std::string check = db.Pragma(schema + ".quick_check");
+    std::string check = db.Pragma(schema + ".quick_check");
     if (check != "ok") {
+        // A file that cannot be read for want of space or permission is not damaged.
+        const int error = db.ErrorCode() & 0xff;
+        if (error != SQLITE_OK && error != SQLITE_ROW && error != SQLITE_CORRUPT &&
+            error != SQLITE_NOTADB) {
+            db.Raise(KivConfigStore::ERR_DB_OPEN_FAILED);
+        }
+        // The check's findings come as lines, and a log line is one line.
+        const std::string prefix = "*** in database " + schema + " ***\n";
+        if (check.compare(0, prefix.size(), prefix) == 0) check.erase(0, prefix.size());
+        std::replace(check.begin(), check.end(), '\n', ' ');
         Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + check);
     }
     // A file that another process is creating holds a header before it holds tables: without

@@ -1,11 +1,23 @@
 #include "Sql.h"
 
+#include <cstring>
+
 namespace standin {
 
 namespace {
+// SQLite's message, the system's reason where a file operation failed ("disk I/O error" is
+// often a full disk), and the store's file, so that the one log line says what to look at.
 [[noreturn]] void RaiseFrom(sqlite3* db, CSErrorCodes code) {
-    Fail(code, std::string(sqlite3_errmsg(db)) + " (SQLite code " +
-                   std::to_string(sqlite3_extended_errcode(db)) + ")");
+    const int error = sqlite3_extended_errcode(db);
+    std::string reason = sqlite3_errmsg(db);
+    const int primary = error & 0xff;
+    if ((primary == SQLITE_IOERR || primary == SQLITE_FULL || primary == SQLITE_CANTOPEN) &&
+        sqlite3_system_errno(db) != 0) {
+        reason += std::string(": ") + std::strerror(sqlite3_system_errno(db));
+    }
+    const char* file = sqlite3_db_filename(db, "main");
+    Fail(code, reason + " (SQLite code " + std::to_string(error) +
+                   (file != nullptr && *file != '\0' ? std::string(", ") + file : "") + ")");
 }
 }  // namespace
 

@@ -87,6 +87,8 @@ public:
     void SetBusyTimeout(int milliseconds) { sqlite3_busy_timeout(db_, milliseconds); }
     int Changes() const { return sqlite3_changes(db_); }
     bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
+    // SQLite's code of the connection's last failure.
+    int ErrorCode() const { return sqlite3_extended_errcode(db_); }
     // Raises `code` with SQLite's description of the connection's last failure.
     [[noreturn]] void Raise(CSErrorCodes code) const;
 
