@@ -1,0 +1,424 @@
+// The store under stress from outside its process: writers killed at random moments, processes
+// racing on one namespace, and files that are damaged, foreign or out of reach. Everything goes
+// through the public interface on the stand-in engine; store_child is the other process.
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <random>
+#include <sstream>
+
+#include "configstorec.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kGroup[] = "reliability", kComponent[] = "tests";
+
+int EnvironmentNumber(const char* name, int otherwise) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::atoi(value) : otherwise;
+}
+
+// store_child with `arguments` (through the emulator when cross-compiled), and its output.
+std::pair<pid_t, FILE*> StartChild(const std::vector<std::string>& arguments) {
+    std::istringstream command(STORE_CHILD);
+    std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    int pipe[2];
+    EXPECT_EQ(::pipe(pipe), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+    pid_t pid = 0;
+    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(pipe[1]);
+    return {pid, fdopen(pipe[0], "r")};
+}
+
+// Up to `count` lines of `from`, fewer when its writer ends.
+std::vector<std::string> ReadLines(FILE* from, std::size_t count) {
+    std::vector<std::string> lines;
+    char* line = nullptr;
+    std::size_t size = 0;
+    for (ssize_t length; lines.size() < count && (length = getline(&line, &size, from)) > 0;) {
+        lines.emplace_back(line, std::size_t(length) - (line[length - 1] == '\n' ? 1 : 0));
+    }
+    free(line);
+    return lines;
+}
+
+int WaitFor(pid_t pid, FILE* output) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    std::fclose(output);
+    return status;
+}
+
+// The number store_child wrote into an object, 0 when absent, -1 when it is not whole.
+long NumberOf(ConfigStoreStruct* store, const char* key, const char* instance = nullptr) {
+    ConfigStoreObjectStruct* object = nullptr;
+    const int found = Get(store, key, kGroup, kComponent, instance, &object);
+    if (found == CS_C_NOT_FOUND) return 0;
+    long long n = -1;
+    char* text = nullptr;
+    const bool read = found == CS_C_OK && GetValueLonglong(object, "n", &n) == CS_C_OK &&
+                      GetValueStr(object, "text", &text) == CS_C_OK;
+    const std::string unit = std::to_string(n) + ".", value = read ? text : "";
+    bool whole = value.size() > 5000;
+    for (std::size_t at = 0; whole && at < value.size(); at += unit.size()) {
+        whole = value.compare(at, unit.size(), unit, 0, value.size() - at) == 0;
+    }
+    free(text);
+    DestroyConfigStoreObject(object);
+    return whole ? n : -1;
+}
+
+// What `call` writes to standard error, through a pipe: a temporary file would meet the file
+// size limits that the full-disk cases set.
+std::string LogOf(const std::function<void()>& call) {
+    int pipe[2];
+    EXPECT_EQ(::pipe(pipe), 0);
+    const int saved = dup(STDERR_FILENO);
+    dup2(pipe[1], STDERR_FILENO);
+    call();
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    close(pipe[1]);
+    std::string log;
+    for (const std::string& line : ReadLines(fdopen(pipe[0], "r"), SIZE_MAX)) log += line + "\n";
+    return log;
+}
+
+// store_child's document of number n.
+std::string DocumentOf(long n, std::size_t size) {
+    std::string text;
+    while (text.size() < size) text += std::to_string(n) + ".";
+    return "{\"n\": " + std::to_string(n) + ", \"text\": \"" + text + "\"}";
+}
+
+int Write(const char* nameSpace, const char* key, long n, std::size_t size = 5990) {
+    ConfigStoreStruct* store = nullptr;
+    ConfigStoreObjectStruct* object = nullptr;
+    EXPECT_EQ(CreateObject(key, kGroup, kComponent, nullptr, DocumentOf(n, size).c_str(), &object),
+              0);
+    int status = GetStore(nameSpace, &store);
+    if (status == CS_C_OK) status = Set(store, object, "INTERNAL");
+    DestroyConfigStoreObject(object);
+    DestroyStore(store);
+    return status;
+}
+
+std::string IntegrityOf(const fs::path& database) {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* check = nullptr;
+    std::string result = "cannot open";
+    if (sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
+        sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &check, nullptr) == SQLITE_OK &&
+        sqlite3_step(check) == SQLITE_ROW) {
+        result = reinterpret_cast<const char*>(sqlite3_column_text(check, 0));
+    }
+    sqlite3_finalize(check);
+    sqlite3_close(db);
+    return result;
+}
+
+// Each test has its own state and runtime directories; the log goes to standard error.
+class Reliability : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root_ = fs::temp_directory_path() /
+                ("reliability." + std::to_string(getpid()) + "." +
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        UseDirectories(root_);
+        setenv("CONFIGSTORE_LOG", "stderr", 1);
+    }
+    void TearDown() override {
+        for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+            fs::permissions(entry.path(), fs::perms::owner_all, fs::perm_options::add);
+        }
+        fs::remove_all(root_);
+    }
+    void UseDirectories(const fs::path& root) {
+        fs::create_directories(root);
+        setenv("CONFIGSTORE_DIR", (root / "state").c_str(), 1);
+        setenv("CONFIGSTORE_RUNTIME_DIR", (root / "run").c_str(), 1);
+    }
+    fs::path root_;
+};
+
+// What the crash test reads after each kill, by the write kind (number % 7) that wrote it. The
+// runtime database commits after the durable one: a transaction's cached data may lag it.
+struct Watched {
+    const char* key;
+    const char* instance;
+    int kind;
+    bool mayLag;
+};
+constexpr Watched kWatched[] = {
+    {"set", nullptr, 0, false},   {"update", nullptr, 1, false}, {"user", nullptr, 2, false},
+    {"vital", nullptr, 3, false}, {"cached", nullptr, 4, false}, {"tx0", nullptr, 5, false},
+    {"tx1", nullptr, 5, false},   {"tx2", nullptr, 5, false},    {"tx3", nullptr, 5, true},
+    {"list", "a", 6, false},      {"list", "b", 6, false},       {"list", "c", 6, false}};
+
+// Scaled down by CONFIGSTOREC_CRASH_KILLS under the emulator and the sanitizers (CMakeLists.txt).
+TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
+    const int kills = EnvironmentNumber("CONFIGSTOREC_CRASH_KILLS", 200);
+    std::array<long, std::size(kWatched)> held{};  // each object's number, 0 before its first
+    long next = 1, checked = 0, losses = 0;
+    std::mt19937 random(7);
+    for (int kill = 0; kill < kills && losses == 0; ++kill) {
+        const auto [child, output] = StartChild({"crash", "crash", std::to_string(next)});
+        std::vector<std::string> lines = ReadLines(output, random() % 40);
+        usleep(random() % 3000);  // none waited for: killed while it opens the store
+        ::kill(child, SIGKILL);
+        for (const std::string& line : ReadLines(output, SIZE_MAX)) lines.push_back(line);
+        const int status = WaitFor(child, output);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed with status " << WEXITSTATUS(status);
+        for (const std::string& line : lines) {
+            for (std::size_t i = 0; i < held.size(); ++i) {
+                if (kWatched[i].kind == std::stol(line) % 7) held[i] = std::stol(line);
+            }
+        }
+        checked += static_cast<long>(lines.size());
+        const long inFlight = lines.empty() ? next : std::stol(lines.back()) + 1;
+        ConfigStoreStruct* store = nullptr;
+        ASSERT_EQ(GetStore("crash", &store), CS_C_OK);
+        std::array<long, 7> seen{-1, -1, -1, -1, -1, -1, -1};  // what a kind's first object holds
+        for (std::size_t i = 0; i < held.size(); ++i) {
+            const Watched& watched = kWatched[i];
+            const long n = NumberOf(store, watched.key, watched.instance);
+            long& kind = seen[static_cast<std::size_t>(watched.kind)];
+            const bool fine = (n == held[i] || (n == inFlight && inFlight % 7 == watched.kind)) &&
+                              (kind == -1 || kind == n || watched.mayLag);
+            if (kind == -1) kind = n;
+            if (!fine) ++losses;
+            EXPECT_TRUE(fine) << watched.key << " holds " << n << " after kill " << kill
+                              << ", committed " << held[i] << ", in flight " << inFlight;
+            held[i] = n;
+        }
+        next = inFlight + 1;
+        DestroyStore(store);
+        for (const char* directory : {"state", "run"}) {
+            ASSERT_EQ(IntegrityOf(root_ / directory / "crash.db"), "ok") << directory;
+        }
+    }
+    std::printf("crash safety: %d kills survived, %ld losses, %ld committed writes checked\n",
+                kills, losses, checked);
+}
+
+// Four processes at once: transactions make read-modify-write safe, plain writes keep every
+// object, and no writer gives up while another holds the store for less than its busy timeout.
+TEST_F(Reliability, ProcessesSharingAStoreKeepEveryWrite) {
+    const int processes = 4, rounds = EnvironmentNumber("CONFIGSTOREC_PROCESS_ROUNDS", 100);
+    std::vector<std::pair<pid_t, FILE*>> children;
+    for (int i = 0; i < processes; ++i) {
+        children.push_back(
+            StartChild({"count", "shared", "p" + std::to_string(i), std::to_string(rounds)}));
+    }
+    for (const auto& [pid, output] : children) {
+        const int status = WaitFor(pid, output);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    }
+    ConfigStoreStruct* store = nullptr;
+    ASSERT_EQ(GetStore("shared", &store), CS_C_OK);
+    ConfigStoreObjectStruct* counter = nullptr;
+    int count = 0;
+    ASSERT_EQ(Get(store, "counter", kGroup, kComponent, nullptr, &counter), CS_C_OK);
+    EXPECT_EQ(GetValueInt(counter, "count", &count), CS_C_OK);
+    EXPECT_EQ(count, processes * rounds);
+    DestroyConfigStoreObject(counter);
+    for (int i = 0; i < processes * rounds; ++i) {
+        const std::string key = "p" + std::to_string(i / rounds) + "-" + std::to_string(i % rounds);
+        EXPECT_EQ(NumberOf(store, key.c_str()), i % rounds + 1) << key;
+    }
+    DestroyStore(store);
+}
+
+// A write that waits longer than the busy timeout fails with the engine's reason; the holder's
+// kill leaves its transaction undone and the store usable.
+TEST_F(Reliability, AWriterHeldBeyondTheBusyTimeoutFailsClearly) {
+    const auto [holder, output] = StartChild({"hold", "held"});
+    ASSERT_EQ(ReadLines(output, 1), std::vector<std::string>{"held"});
+    ConfigStoreStruct* store = nullptr;
+    ASSERT_EQ(GetStore("held", &store), CS_C_OK);
+    ConfigStoreObjectStruct* object = nullptr;
+    ASSERT_EQ(CreateObject("mine", kGroup, kComponent, nullptr, "{\"n\": 1}", &object), CS_C_OK);
+    EXPECT_EQ(LogOf([&] { EXPECT_EQ(Set(store, object, "INTERNAL"), CS_C_STORE_ERROR); }),
+              "configstore: Set: Failed to start transaction: database is locked (SQLite code 5, " +
+                  (root_ / "state" / "held.db").string() + ")\n");
+    kill(holder, SIGKILL);
+    WaitFor(holder, output);
+    EXPECT_EQ(Set(store, object, "INTERNAL"), CS_C_OK);
+    EXPECT_EQ(NumberOf(store, "held"), 0);
+    DestroyConfigStoreObject(object);
+    DestroyStore(store);
+    EXPECT_EQ(IntegrityOf(root_ / "state" / "held.db"), "ok");
+}
+
+// Every file and directory under `root`: its bytes, mode and modification time.
+std::map<std::string, std::string> FilesUnder(const fs::path& root) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        struct stat status {};
+        lstat(entry.path().c_str(), &status);
+        std::string& file = files[entry.path()];
+        file = std::to_string(status.st_mode) + " ";  // a directory's time changes with its entries
+        std::ifstream bytes(entry.path(), std::ios::binary);
+        if (S_ISREG(status.st_mode)) {
+            file += std::to_string(status.st_mtim.tv_nsec) + " ";
+            file += std::to_string(
+                std::hash<std::string>()({std::istreambuf_iterator<char>(bytes), {}}));
+        }
+    }
+    return files;
+}
+
+// Root passes every permission check; without these capabilities the modes hold for it too.
+void DropPermissionOverride() {
+    if (geteuid() != 0) return;
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2]{};
+    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
+    for (auto* set : {&data[0].effective, &data[0].permitted}) {
+        *set &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
+    }
+    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
+}
+
+// A full disk, as files that cannot grow beyond `bytes`.
+struct FileSizeLimit {
+    explicit FileSizeLimit(rlim_t bytes) {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &saved);
+        rlimit limit = saved;
+        limit.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved); }
+    rlimit saved{};
+};
+
+void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
+    std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekp(static_cast<std::streamoff>(at));
+    std::mt19937 random(1);
+    for (std::size_t i = 0; i < size; ++i) stream.put(static_cast<char>(random()));
+}
+
+void SqliteOn(const fs::path& file, const char* sql) {
+    sqlite3* db = nullptr;
+    EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+int OpenStore() {
+    ConfigStoreStruct* store = nullptr;
+    const int status = GetStore("damaged", &store);
+    DestroyStore(store);
+    return status;
+}
+
+int ReadSchema(const char* key) {
+    char* version = nullptr;
+    const int status = GetSchemaVersion(key, kGroup, "schemas", &version);
+    free(version);
+    return status;
+}
+
+// A damaged or unreachable store (namespace "damaged"): the call that meets it fails with a
+// status and one log line naming the file, and leaves every file as it was.
+struct Damage {
+    const char* name;
+    std::function<void(const fs::path& database)> make;
+    std::function<int()> meet;  // fails with CS_C_STORE_ERROR
+    const char* named;          // the file the log line names, under the case's directory
+    const char* reason;
+};
+
+TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
+    DropPermissionOverride();
+    const auto made = [](const fs::path&) { ASSERT_EQ(Write("damaged", "kept", 1), CS_C_OK); };
+    const auto schema = [](const fs::path& database) {
+        const fs::path group = database.parent_path().parent_path() / "schemas" / kGroup;
+        fs::create_directories(group / "a-directory.json");
+        std::ofstream(group / "unreadable.json") << "{\"version\": \"1.0\"}";
+        fs::permissions(group / "unreadable.json", fs::perms::none);
+        setenv("CONFIGSTORE_COMPONENTS_DIR", database.parent_path().parent_path().c_str(), 1);
+    };
+    const char* const db = "state/damaged.db";
+    // clang-format off
+    const Damage damages[] = {
+        {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
+         OpenStore, db, "database disk image is malformed"},
+        {"garbage", [&](const fs::path& file) { made(file); Overwrite(file, 0, fs::file_size(file)); },
+         OpenStore, db, "file is not a database"},
+        {"damaged-page", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+         OpenStore, db, "On tree page"},
+        {"other-database", [](const fs::path& file) { SqliteOn(file, "CREATE TABLE t(x)"); },
+         OpenStore, db, "not a configuration store database"},
+        {"text", [](const fs::path& file) { std::ofstream(file) << "key=value\n"; },
+         OpenStore, db, "file is not a database"},
+        {"newer-format", [&](const fs::path& file) { made(file); SqliteOn(file, "PRAGMA user_version = 2"); },
+         OpenStore, db, "store format 2 is not 1"},
+        {"directory", [](const fs::path& file) { fs::create_directories(file); },
+         OpenStore, db, "unable to open database file"},
+        {"read-only-file", [&](const fs::path& file) { made(file); fs::permissions(file, fs::perms::owner_read); },
+         OpenStore, db, "the file is read-only"},
+        {"read-only-directory", [&](const fs::path& file) { made(file); fs::permissions(file.parent_path(), fs::perms::owner_read | fs::perms::owner_exec); },
+         OpenStore, "state", "directory not writable"},
+        {"full-disk-new-store", [](const fs::path&) {},
+         [] { FileSizeLimit full(0); return OpenStore(); }, db, "cannot use a write-ahead log"},
+        {"full-disk-write", made,
+         [] { FileSizeLimit full(65536); return Write("damaged", "more", 2, 100000); },
+         db, "disk I/O error"},
+        {"schema-a-directory", schema, [] { return ReadSchema("a-directory"); },
+         "schemas/reliability/a-directory.json", "not a regular file"},
+        {"schema-unreadable", schema, [] { return ReadSchema("unreadable"); },
+         "schemas/reliability/unreadable.json", "Permission denied"},
+    };
+    // clang-format on
+    for (const Damage& damage : damages) {
+        SCOPED_TRACE(damage.name);
+        const fs::path root = root_ / damage.name;
+        UseDirectories(root);
+        fs::create_directories(root / "state"), fs::create_directories(root / "run");
+        damage.make(root / "state" / "damaged.db");
+        const auto before = FilesUnder(root);
+        int status = -1;
+        const std::string log = LogOf([&] { status = damage.meet(); });
+        EXPECT_EQ(status, CS_C_STORE_ERROR) << log;
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+        EXPECT_NE(log.find((root / damage.named).string()), std::string::npos) << log;
+        EXPECT_NE(log.find(damage.reason), std::string::npos) << log;
+        EXPECT_EQ(FilesUnder(root), before);
+    }
+    // Space again: the store kept what it held and takes writes.
+    UseDirectories(root_ / "full-disk-write");
+    EXPECT_EQ(Write("damaged", "more", 2, 100000), CS_C_OK);
+    ConfigStoreStruct* store = nullptr;
+    ASSERT_EQ(GetStore("damaged", &store), CS_C_OK);
+    EXPECT_EQ(NumberOf(store, "kept"), 1);
+    DestroyStore(store);
+}
+
+}  // namespace
