@@ -6,6 +6,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <vector>
+
 namespace standin {
 
 namespace {
@@ -15,9 +17,12 @@ constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag |
                                  rapidjson::kParseIterativeFlag |
                                  rapidjson::kParseFullPrecisionFlag;
 
-// Passes the reader's events on to the document, refusing nesting beyond the limit.
-struct DepthLimit {
-    Json& document;
+// Builds the document from the reader's events, refusing nesting beyond the limit. Each value
+// is whole before it goes on the stack, so a failed allocation leaves only whole values there,
+// which the stack frees: RapidJSON's own document leaks then, or frees a value never made.
+struct Builder {
+    std::vector<JsonValue> stack;
+    JsonAllocator allocator;
     unsigned depth = 0;
     bool tooDeep = false;
 
@@ -25,29 +30,45 @@ struct DepthLimit {
         if (++depth > kMaxJsonDepth) tooDeep = true;
         return !tooDeep;
     }
-    bool Null() { return document.Null(); }
-    bool Bool(bool b) { return document.Bool(b); }
-    bool Int(int i) { return document.Int(i); }
-    bool Uint(unsigned u) { return document.Uint(u); }
-    bool Int64(int64_t i) { return document.Int64(i); }
-    bool Uint64(uint64_t u) { return document.Uint64(u); }
-    bool Double(double d) { return document.Double(d); }
-    bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) {
-        return document.RawNumber(s, n, copy);
+    bool Push(JsonValue&& value) {
+        stack.push_back(std::move(value));
+        return true;
     }
-    bool String(const char* s, rapidjson::SizeType n, bool copy) {
-        return document.String(s, n, copy);
+    bool Null() { return Push(JsonValue()); }
+    bool Bool(bool b) { return Push(JsonValue(b)); }
+    bool Int(int i) { return Push(JsonValue(i)); }
+    bool Uint(unsigned u) { return Push(JsonValue(u)); }
+    bool Int64(int64_t i) { return Push(JsonValue(i)); }
+    bool Uint64(uint64_t u) { return Push(JsonValue(u)); }
+    bool Double(double d) { return Push(JsonValue(d)); }
+    bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
+    bool String(const char* s, rapidjson::SizeType n, bool) {
+        return Push(JsonValue(s, n, allocator));
     }
-    bool StartObject() { return Enter() && document.StartObject(); }
-    bool Key(const char* s, rapidjson::SizeType n, bool copy) { return document.Key(s, n, copy); }
+    bool Key(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
+    bool StartObject() { return Enter(); }
+    bool StartArray() { return Enter(); }
+    // A member or element moves in only once the container has room for it.
     bool EndObject(rapidjson::SizeType count) {
         --depth;
-        return document.EndObject(count);
+        JsonValue object(rapidjson::kObjectType);
+        const auto first = stack.end() - 2 * static_cast<std::ptrdiff_t>(count);
+        for (auto member = first; member != stack.end(); member += 2) {
+            object.AddMember(member[0], member[1], allocator);
+        }
+        stack.erase(first, stack.end());
+        return Push(std::move(object));
     }
-    bool StartArray() { return Enter() && document.StartArray(); }
     bool EndArray(rapidjson::SizeType count) {
         --depth;
-        return document.EndArray(count);
+        JsonValue array(rapidjson::kArrayType);
+        array.Reserve(count, allocator);
+        const auto first = stack.end() - static_cast<std::ptrdiff_t>(count);
+        for (auto element = first; element != stack.end(); ++element) {
+            array.PushBack(*element, allocator);
+        }
+        stack.erase(first, stack.end());
+        return Push(std::move(array));
     }
 };
 
@@ -56,19 +77,15 @@ struct DepthLimit {
 std::string ParseJson(const char* text, std::size_t length, Json& out) {
     rapidjson::MemoryStream bytes(text, length);
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-    rapidjson::ParseResult result;
-    bool tooDeep = false;
-    auto generate = [&](Json& document) {
-        DepthLimit limit{document};
-        result = reader.Parse<kParseFlags>(bytes, limit);
-        tooDeep = limit.tooDeep;
-        return !result.IsError();
-    };
-    out.Populate(generate);
-    if (!result.IsError()) return {};
+    Builder builder;
+    const rapidjson::ParseResult result = reader.Parse<kParseFlags>(bytes, builder);
+    if (!result.IsError()) {
+        static_cast<JsonValue&>(out) = std::move(builder.stack.back());
+        return {};
+    }
     const std::string reason =
-        tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
-                : rapidjson::GetParseError_En(result.Code());
+        builder.tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
+                        : rapidjson::GetParseError_En(result.Code());
     return "offset " + std::to_string(result.Offset()) + ": " + reason;
 }
 
