@@ -6,6 +6,8 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace standin {
@@ -17,12 +19,20 @@ constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag |
                                  rapidjson::kParseIterativeFlag |
                                  rapidjson::kParseFullPrecisionFlag;
 
+// The text of the number that ends just before `end`.
+std::string_view NumberEndingAt(const char* begin, const char* end) {
+    const char* start = end;
+    while (start > begin && start[-1] != '\0' && std::strchr("0123456789+-.eE", start[-1])) --start;
+    return {start, static_cast<std::size_t>(end - start)};
+}
+
 // Builds the document from the reader's events, refusing nesting beyond the limit. Each value
 // is whole before it goes on the stack, so a failed allocation leaves only whole values there,
 // which the stack frees: RapidJSON's own document leaks then, or frees a value never made.
 struct Builder {
     std::vector<JsonValue> stack;
     JsonAllocator allocator;
+    const rapidjson::MemoryStream& bytes;
     unsigned depth = 0;
     bool tooDeep = false;
 
@@ -40,7 +50,18 @@ struct Builder {
     bool Uint(unsigned u) { return Push(JsonValue(u)); }
     bool Int64(int64_t i) { return Push(JsonValue(i)); }
     bool Uint64(uint64_t u) { return Push(JsonValue(u)); }
-    bool Double(double d) { return Push(JsonValue(d)); }
+    // RapidJSON 1.1.0's full-precision conversion turns a zero with a large exponent
+    // ("0.0e300") into another number. The number read ends at the stream's position.
+    bool Double(double d) {
+        if (d != 0) {
+            const std::string_view number = NumberEndingAt(bytes.begin_, bytes.src_);
+            if (!number.empty() &&
+                number.find_first_of("123456789") >= number.find_first_of("eE")) {
+                d = number.front() == '-' ? -0.0 : 0.0;
+            }
+        }
+        return Push(JsonValue(d));
+    }
     bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
     bool String(const char* s, rapidjson::SizeType n, bool) {
         return Push(JsonValue(s, n, allocator));
@@ -77,7 +98,7 @@ struct Builder {
 std::string ParseJson(const char* text, std::size_t length, Json& out) {
     rapidjson::MemoryStream bytes(text, length);
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-    Builder builder;
+    Builder builder{{}, {}, bytes};
     const rapidjson::ParseResult result = reader.Parse<kParseFlags>(bytes, builder);
     if (!result.IsError()) {
         static_cast<JsonValue&>(out) = std::move(builder.stack.back());

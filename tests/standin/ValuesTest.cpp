@@ -101,6 +101,7 @@ const std::tuple<const char*, Reader, const char*> kReads[] = {
     {"1.0", ReadAs<int>, "!type 1030: Invalid type, 'k' holds a double, not int"},
     {"18446744073709551615", ReadAs<double>, "1:1.8446744073709552e+19"},
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
+    {"-0.0e300", ReadAs<double>, "1:-0"},
     {"\"a\\u00e9\"", ReadAs<std::string>, "1:a\xc3\xa9"},
     {R"({"$base64":"AP8B"})", ReadBinary, "1:0 255 1 "},
     {R"({"$base64":"AAE="})", ReadBinary, "1:0 1 "},
