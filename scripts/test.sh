@@ -28,3 +28,6 @@ run_suites build-sanitize -DCMAKE_BUILD_TYPE=Debug -DCONFIGSTOREC_SANITIZE=ON
 
 echo "== aarch64 cross build, run under qemu-aarch64"
 scripts/test-aarch64.sh
+
+echo "== libFuzzer targets, a bounded run"
+scripts/fuzz.sh

@@ -32,19 +32,13 @@ struct Held {
     Handle* parent;
 };
 
-const std::vector<std::string> kValueKeys = {"mtu",
-                                             "enabled",
-                                             "name",
-                                             "servers",
-                                             "timezone",
-                                             "ntp",
-                                             "description",
-                                             "$subObjects",
-                                             "IS_BOOT",
-                                             "APPLY_BOOT",
-                                             "BACKUP_FILES",
-                                             "bad\xff\xfeutf8",
-                                             std::string(300, 'k')};
+// Value keys, also sub-object keys: names of the example schemas, reserved names, odd ones.
+// clang-format off
+const std::vector<std::string> kValueKeys = {
+    "mtu", "enabled", "name", "servers", "timezone", "ntp", "description", "$subObjects",
+    "IS_BOOT", "APPLY_BOOT", "BACKUP_FILES", "bad\xff\xfeutf8", std::string(300, 'k'),
+    "address"};
+// clang-format on
 const std::vector<std::string> kKeys = {"interface", "clock", "address", "k"};
 const std::vector<std::string> kGroups = {"interfaces", "time", "g"};
 const std::vector<std::string> kComponents = {"network", "system", "c"};
