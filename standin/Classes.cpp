@@ -9,8 +9,9 @@ namespace standin {
 namespace {
 
 JsonValue CopyOf(const JsonValue& value) {
-    JsonAllocator allocator;
-    return JsonValue(value, allocator);
+    JsonValue copy;
+    Assign(copy, value);
+    return copy;
 }
 
 }  // namespace

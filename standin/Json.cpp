@@ -26,20 +26,13 @@ std::string_view NumberEndingAt(const char* begin, const char* end) {
     return {start, static_cast<std::size_t>(end - start)};
 }
 
-// Builds the document from the reader's events, refusing nesting beyond the limit. Each value
-// is whole before it goes on the stack, so a failed allocation leaves only whole values there,
-// which the stack frees: RapidJSON's own document leaks then, or frees a value never made.
-struct Builder {
+// Builds values from SAX events, a reader's or a value's. Each value is whole before it goes on
+// the stack, so a failed allocation leaves only whole values there, which the stack frees:
+// RapidJSON's own document leaks then, frees a value never made, or writes through NULL.
+struct ValueStack {
     std::vector<JsonValue> stack;
     JsonAllocator allocator;
-    const rapidjson::MemoryStream& bytes;
-    unsigned depth = 0;
-    bool tooDeep = false;
 
-    bool Enter() {
-        if (++depth > kMaxJsonDepth) tooDeep = true;
-        return !tooDeep;
-    }
     bool Push(JsonValue&& value) {
         stack.push_back(std::move(value));
         return true;
@@ -50,28 +43,16 @@ struct Builder {
     bool Uint(unsigned u) { return Push(JsonValue(u)); }
     bool Int64(int64_t i) { return Push(JsonValue(i)); }
     bool Uint64(uint64_t u) { return Push(JsonValue(u)); }
-    // RapidJSON 1.1.0's full-precision conversion turns a zero with a large exponent
-    // ("0.0e300") into another number. The number read ends at the stream's position.
-    bool Double(double d) {
-        if (d != 0) {
-            const std::string_view number = NumberEndingAt(bytes.begin_, bytes.src_);
-            if (!number.empty() &&
-                number.find_first_of("123456789") >= number.find_first_of("eE")) {
-                d = number.front() == '-' ? -0.0 : 0.0;
-            }
-        }
-        return Push(JsonValue(d));
-    }
+    bool Double(double d) { return Push(JsonValue(d)); }
     bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
     bool String(const char* s, rapidjson::SizeType n, bool) {
         return Push(JsonValue(s, n, allocator));
     }
     bool Key(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
-    bool StartObject() { return Enter(); }
-    bool StartArray() { return Enter(); }
+    bool StartObject() { return true; }
+    bool StartArray() { return true; }
     // A member or element moves in only once the container has room for it.
     bool EndObject(rapidjson::SizeType count) {
-        --depth;
         JsonValue object(rapidjson::kObjectType);
         const auto first = stack.end() - 2 * static_cast<std::ptrdiff_t>(count);
         for (auto member = first; member != stack.end(); member += 2) {
@@ -81,7 +62,6 @@ struct Builder {
         return Push(std::move(object));
     }
     bool EndArray(rapidjson::SizeType count) {
-        --depth;
         JsonValue array(rapidjson::kArrayType);
         array.Reserve(count, allocator);
         const auto first = stack.end() - static_cast<std::ptrdiff_t>(count);
@@ -93,21 +73,63 @@ struct Builder {
     }
 };
 
+// Builds the document the reader reads from `bytes`, refusing nesting beyond the limit.
+struct Reading : ValueStack {
+    explicit Reading(const rapidjson::MemoryStream& bytes) : bytes(bytes) {}
+
+    const rapidjson::MemoryStream& bytes;
+    unsigned depth = 0;
+    bool tooDeep = false;
+
+    bool Enter() {
+        if (++depth > kMaxJsonDepth) tooDeep = true;
+        return !tooDeep;
+    }
+    // RapidJSON 1.1.0's full-precision conversion turns a zero with a large exponent
+    // ("0.0e300") into another number. The number read ends at the stream's position.
+    bool Double(double d) {
+        if (d != 0) {
+            const std::string_view number = NumberEndingAt(bytes.begin_, bytes.src_);
+            if (!number.empty() &&
+                number.find_first_of("123456789") >= number.find_first_of("eE")) {
+                d = number.front() == '-' ? -0.0 : 0.0;
+            }
+        }
+        return ValueStack::Double(d);
+    }
+    bool StartObject() { return Enter(); }
+    bool StartArray() { return Enter(); }
+    bool EndObject(rapidjson::SizeType count) {
+        --depth;
+        return ValueStack::EndObject(count);
+    }
+    bool EndArray(rapidjson::SizeType count) {
+        --depth;
+        return ValueStack::EndArray(count);
+    }
+};
+
 }  // namespace
 
 std::string ParseJson(const char* text, std::size_t length, Json& out) {
     rapidjson::MemoryStream bytes(text, length);
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-    Builder builder{{}, {}, bytes};
-    const rapidjson::ParseResult result = reader.Parse<kParseFlags>(bytes, builder);
+    Reading reading(bytes);
+    const rapidjson::ParseResult result = reader.Parse<kParseFlags>(bytes, reading);
     if (!result.IsError()) {
-        static_cast<JsonValue&>(out) = std::move(builder.stack.back());
+        static_cast<JsonValue&>(out) = std::move(reading.stack.back());
         return {};
     }
     const std::string reason =
-        builder.tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
+        reading.tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
                         : rapidjson::GetParseError_En(result.Code());
     return "offset " + std::to_string(result.Offset()) + ": " + reason;
+}
+
+void Assign(JsonValue& to, const JsonValue& from) {
+    ValueStack copy;
+    from.Accept(copy);
+    to = std::move(copy.stack.back());
 }
 
 std::string ToText(const JsonValue& value) {

@@ -37,6 +37,10 @@ constexpr unsigned kMaxJsonDepth = 64;
 // Returns an empty string on success, else the reason with its byte offset.
 std::string ParseJson(const char* text, std::size_t length, Json& out);
 
+// Makes `to` a copy of `from`. Where RapidJSON's own copy writes through NULL when memory runs
+// out, this raises bad_alloc with `to` as it was and nothing leaked.
+void Assign(JsonValue& to, const JsonValue& from);
+
 // The compact text of a value.
 std::string ToText(const JsonValue& value);
 

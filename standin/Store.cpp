@@ -164,9 +164,8 @@ void ValidateStored(const Schema& schema, const WrittenClasses& written,
         }
         return;
     }
-    JsonAllocator allocator;
     Json merged;
-    merged.CopyFrom(schema.defaults, allocator);
+    Assign(merged, schema.defaults);
     for (const JsonValue* document : classes) {
         if (document == nullptr) continue;
         for (const auto& member : document->GetObject()) Put(merged, member.name, member.value);

@@ -95,8 +95,7 @@ std::shared_ptr<ConfigStoreObject> HandOut(const ConfigStoreObject& parent, cons
     auto subObject = std::make_shared<ConfigStoreObject>(KivConfigStore::ConfigStoreObjectId(
         id.key, parent.objectId.group, parent.objectId.component, id.instanceId));
     EngineObject& sub = EngineState::Of(*subObject);
-    JsonAllocator allocator;
-    sub.values.CopyFrom(values, allocator);
+    Assign(sub.values, values);
     sub.states.assign(sub.values.MemberCount(), KeyState{});
     sub.parent = std::move(self);
     sub.place = id;
@@ -144,8 +143,7 @@ void PublishToParent(EngineObject& subObject) {
         JsonValue& subObjects = *parent.SubObjects(true);
         JsonValue& instance =
             ObjectMember(ObjectMember(subObjects, child->place.key), child->place.instanceId);
-        JsonAllocator allocator;
-        instance.CopyFrom(child->values, allocator);
+        Assign(instance, child->values);
         parent.MarkChanged(subObjects);
         child = &parent;
     }
