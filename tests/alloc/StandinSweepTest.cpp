@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include "Sweep.h"
 
@@ -60,9 +61,18 @@ public:
     const char* Name() const override { return "the stand-in"; }
     bool StoreErrors() const override { return true; }
 
+    // Puts the files back first: those added since go, those changed are rewritten (making and
+    // deleting files costs the file system more than the whole call swept).
     void Open(sweep::Handles& h) override {
-        for (const char* dir : {"state", "run"}) fs::remove_all(root_ / dir);
+        std::vector<fs::path> added;
+        for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+            if (entry.is_regular_file() && snapshot_.count(entry.path()) == 0) {
+                added.push_back(entry.path());
+            }
+        }
+        for (const fs::path& path : added) fs::remove(path);
         for (const auto& [path, bytes] : snapshot_) {
+            if (fs::exists(path) && Contents(path) == bytes) continue;
             fs::create_directories(path.parent_path());
             std::ofstream(path, std::ios::binary) << bytes;
         }

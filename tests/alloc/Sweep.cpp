@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -80,8 +81,8 @@ struct Counts {
     int leaks = 0;
 };
 
-// Fails the 1st, 2nd, ... allocation of the row's call until the call makes fewer.
-Counts SweepRow(Engine& engine, const Row& row, const std::string& base) {
+// Fails the 1st, then every `step`-th allocation of the row's call until the call makes fewer.
+Counts SweepRow(Engine& engine, const Row& row, const std::string& base, int step) {
     Counts counts;
     Handles h;
     Outputs o;
@@ -104,7 +105,7 @@ Counts SweepRow(Engine& engine, const Row& row, const std::string& base) {
         engine.Close(h);
     }
 
-    for (int n = 1;; ++n) {
+    for (int n = 1;; n += step) {
         SCOPED_TRACE(testing::Message() << row.function << ", allocation " << n);
         engine.Open(h);
         if (row.prepare) row.prepare(h, o);
@@ -164,6 +165,9 @@ Figures Run(Engine& engine) {
     engine.Close(h);
     const std::string base = engine.Stored();
     const char* only = std::getenv("ALLOC_SWEEP_ROWS");  // a substring of the functions to run
+    // Every allocation by default; every n-th where runs are slow (tests/alloc/CMakeLists.txt).
+    const char* stepped = std::getenv("ALLOC_SWEEP_STEP");
+    const int step = stepped != nullptr ? std::max(1, std::atoi(stepped)) : 1;
     for (int r = 0; r < count; ++r) {
         const Row& row = rows[r];
         if (only != nullptr && std::strstr(row.function, only) == nullptr) continue;
@@ -177,7 +181,7 @@ Figures Run(Engine& engine) {
             dup2(quiet, STDERR_FILENO);
             const auto* result = testing::UnitTest::GetInstance()->current_test_info()->result();
             const int parts = result->total_part_count();
-            const Counts counts = SweepRow(engine, row, base);
+            const Counts counts = SweepRow(engine, row, base, step);
             if (write(channel[1], &counts, sizeof counts) != sizeof counts) _exit(3);
             std::fflush(nullptr);
             _exit(result->total_part_count() > parts ? 1 : 0);
