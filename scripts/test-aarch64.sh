@@ -31,7 +31,7 @@ cmake -S . -B build-aarch64 -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCONFIGS
 cmake --build build-aarch64 -j "$(nproc)"
 
 # Everything that runs must really be an aarch64 program.
-for binary in build-aarch64/tests/unit_tests build-aarch64/tests/allocation_tests \
+for binary in build-aarch64/tests/unit_tests build-aarch64/tests/alloc/allocation_tests \
               build-aarch64/tests/c_smoke_test build-aarch64/examples/settings \
               build-aarch64/examples/interfaces \
               build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so \
