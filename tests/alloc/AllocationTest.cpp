@@ -130,15 +130,20 @@ public:
         h.object = NewHandle<ConfigStoreObjectStruct>(MakeObject("fan"), true);
         h.other = NewHandle<ConfigStoreObjectStruct>(MakeObject("pump"), true);
         CreateFilterSpecObject("fan", "g", "c", nullptr, &h.filter);
-        CreateFilterSpecObject("clock", "time", "system", nullptr, &h.clocks);
+        for (int i = 0; i < 2; ++i) {
+            h.instances[i] = NewHandle<ConfigStoreObjectStruct>(
+                MakeObject("interface", i == 0 ? "eth0" : "eth1"), true);
+        }
+        CreateFilterSpecObject("interface", "interfaces", "network", nullptr, &h.interfaces);
         CreateFilterSpecObject("blade", "g", "c", nullptr, &h.blades);
     }
 
     void Close(sweep::Handles& h) override {
-        for (ConfigStoreObjectStruct* object : {h.object, h.other}) {
+        for (ConfigStoreObjectStruct* object :
+             {h.object, h.other, h.instances[0], h.instances[1]}) {
             if (object != nullptr) DestroyConfigStoreObject(object);
         }
-        for (FilterSpecObjectStruct* filter : {h.filter, h.clocks, h.blades}) {
+        for (FilterSpecObjectStruct* filter : {h.filter, h.interfaces, h.blades}) {
             if (filter != nullptr) DestroyFilterSpecObject(filter);
         }
         DestroyStore(h.store);

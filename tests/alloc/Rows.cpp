@@ -41,6 +41,7 @@ void Change(Handles& h, Outputs&) {
     SetValueInt(h.object, "i", 6);
     SetValueStr(h.object, "s", "changed text long enough for the heap");
     SetValueInt(h.other, "i", 8);
+    for (int i = 0; i < 2; ++i) SetValueInt(h.instances[i], "mtu", 1300 + i);
 }
 
 void ChangeInTransaction(Handles& h, Outputs& o) {
@@ -62,14 +63,12 @@ void SubFilter(Handles& h, Outputs& o) {
 }
 
 int WriteBoth(Handles& h, int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int)) {
-    ConfigStoreObjectStruct* both[] = {h.object, h.other};
-    return write(h.store, both, 2);
+    return write(h.store, h.instances, 2);
 }
 
 int WriteBoth(Handles& h,
               int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int, const char*)) {
-    ConfigStoreObjectStruct* both[] = {h.object, h.other};
-    return write(h.store, both, 2, "INTERNAL");
+    return write(h.store, h.instances, 2, "INTERNAL");
 }
 
 const Row kRows[] = {
@@ -79,7 +78,7 @@ const Row kRows[] = {
     {"DestroyConfigStoreObject", CALL(Take(h.other, DestroyConfigStoreObject))},
     {"_Z32DestroyConfigStoreObjectInternalP23ConfigStoreObjectStruct",
      CALL(Take(h.other, DestroyConfigStoreObjectInternal))},
-    {"DestroyFilterSpecObject", CALL(Take(h.clocks, DestroyFilterSpecObject))},
+    {"DestroyFilterSpecObject", CALL(Take(h.interfaces, DestroyFilterSpecObject))},
 
     // Objects and their identity
     {"Get", CALL(Get(h.store, "fan", "g", "c", nullptr, &o.object)), kStore},
@@ -215,7 +214,7 @@ const Row kRows[] = {
     // Lists of objects
     {"GetInstances", CALL(GetInstances(h.store, h.filter, &o.objects, &o.count)), kStore},
     {"GetDefaultConfigInstances",
-     CALL(GetDefaultConfigInstances(h.store, h.clocks, &o.objects, &o.count)), kStore},
+     CALL(GetDefaultConfigInstances(h.store, h.interfaces, &o.objects, &o.count)), kStore},
     {"GetDesiredUserConfigInstances",
      CALL(GetDesiredUserConfigInstances("fan", "g", "c", &o.objects, &o.count)), kStore},
     {"_Z21GetInstancesCInternalP17ConfigStoreStructP22FilterSpecObjectStructPPP23ConfigStoreObjectS"

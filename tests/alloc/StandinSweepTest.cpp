@@ -23,6 +23,8 @@ constexpr char kFan[] =
     R"( "il": [1, 2], "dl": [1.5, 2.5], "lll": [3, 4], "bl": [true, false],)"
     R"( "sl": ["a", "a string long enough for the heap"], "bin": {"$base64": "AAECAwQ="}})";
 
+constexpr const char* kInterfaces[] = {"eth0", "eth1"};
+
 std::string Contents(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
     std::ostringstream bytes;
@@ -44,6 +46,11 @@ public:
         GetStore(nullptr, &h.store);
         CreateObject("fan", "g", "c", nullptr, kFan, &h.object);
         CreateObject("pump", "g", "c", nullptr, R"({"i": 1})", &h.other);
+        for (int i = 0; i < 2; ++i) {
+            CreateObject("interface", "interfaces", "network", kInterfaces[i],
+                         R"({"mtu": 1400, "description": "a description long enough"})",
+                         &h.instances[i]);
+        }
         for (const char* instance : {"1", "2"}) {
             ConfigStoreObjectStruct* blade = nullptr;
             CreateSubObject(h.object, "blade", instance, &blade);
@@ -51,6 +58,7 @@ public:
         }
         Set(h.store, h.object, nullptr);
         Set(h.store, h.other, nullptr);
+        SetInstances(h.store, h.instances, 2, nullptr);
         Close(h);
         for (const auto& entry : fs::recursive_directory_iterator(root_)) {
             if (entry.is_regular_file()) snapshot_[entry.path()] = Contents(entry.path());
@@ -79,8 +87,11 @@ public:
         GetStore(nullptr, &h.store);
         Get(h.store, "fan", "g", "c", nullptr, &h.object);
         Get(h.store, "pump", "g", "c", nullptr, &h.other);
+        for (int i = 0; i < 2; ++i) {
+            Get(h.store, "interface", "interfaces", "network", kInterfaces[i], &h.instances[i]);
+        }
         CreateFilterSpecObject("fan", "g", "c", nullptr, &h.filter);
-        CreateFilterSpecObject("clock", "time", "system", nullptr, &h.clocks);
+        CreateFilterSpecObject("interface", "interfaces", "network", nullptr, &h.interfaces);
         CreateFilterSpecObject("blade", "g", "c", nullptr, &h.blades);
         // The filter holds the object's values, so that it still selects it.
         ConfigStoreObjectStruct* values = nullptr;
@@ -100,10 +111,11 @@ public:
     }
 
     void Close(sweep::Handles& h) override {
-        for (ConfigStoreObjectStruct* object : {h.object, h.other}) {
+        for (ConfigStoreObjectStruct* object :
+             {h.object, h.other, h.instances[0], h.instances[1]}) {
             if (object != nullptr) DestroyConfigStoreObject(object);
         }
-        for (FilterSpecObjectStruct* filter : {h.filter, h.clocks, h.blades}) {
+        for (FilterSpecObjectStruct* filter : {h.filter, h.interfaces, h.blades}) {
             if (filter != nullptr) DestroyFilterSpecObject(filter);
         }
         DestroyStore(h.store);

@@ -16,8 +16,9 @@ struct Handles {
     ConfigStoreObjectStruct* object = nullptr;  // "fan": a value of every type, sub-objects "blade"
     ConfigStoreObjectStruct* other = nullptr;   // "pump"
     FilterSpecObjectStruct* filter = nullptr;   // selects "fan" and holds the same values
-    FilterSpecObjectStruct* clocks = nullptr;   // selects "clock", an identity with a schema
-    FilterSpecObjectStruct* blades = nullptr;   // selects the sub-objects "blade"
+    ConfigStoreObjectStruct* instances[2] = {};    // of "interface", whose schema checks writes
+    FilterSpecObjectStruct* interfaces = nullptr;  // selects "interface"
+    FilterSpecObjectStruct* blades = nullptr;      // selects the sub-objects "blade"
 };
 
 // The one address that marks an output the call has not written.
