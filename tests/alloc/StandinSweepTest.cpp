@@ -3,6 +3,9 @@
 // store in temporary directories that is put back to the same content before every run.
 #include <sqlite3.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +16,17 @@
 #include <vector>
 
 #include "Sweep.h"
+
+// The engine lists its schema directories again once a second has passed, and keeps the new
+// listing: a run slow enough (under an emulator) would count it as a leak. Steady time stands
+// still in this program, so the listings kept are those of each row's first run.
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    if (clock == CLOCK_MONOTONIC) {
+        *time = timespec{1000, 0};
+        return 0;
+    }
+    return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
+}
 
 namespace {
 
