@@ -6,7 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -14,17 +14,12 @@ namespace standin {
 
 namespace {
 
-// Full precision: a double stored as its shortest text must read back as the same double.
+// Numbers reach the handler as their text, which it converts itself (see Reading::RawNumber).
 constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag |
                                  rapidjson::kParseIterativeFlag |
-                                 rapidjson::kParseFullPrecisionFlag;
-
-// The text of the number that ends just before `end`.
-std::string_view NumberEndingAt(const char* begin, const char* end) {
-    const char* start = end;
-    while (start > begin && start[-1] != '\0' && std::strchr("0123456789+-.eE", start[-1])) --start;
-    return {start, static_cast<std::size_t>(end - start)};
-}
+                                 rapidjson::kParseNumbersAsStringsFlag;
+// Full precision: a double stored as its shortest text must read back as the same double.
+constexpr unsigned kNumberFlags = rapidjson::kParseFullPrecisionFlag;
 
 // Builds values from SAX events, a reader's or a value's. Each value is whole before it goes on
 // the stack, so a failed allocation leaves only whole values there, which the stack frees:
@@ -80,22 +75,31 @@ struct Reading : ValueStack {
     const rapidjson::MemoryStream& bytes;
     unsigned depth = 0;
     bool tooDeep = false;
+    rapidjson::ParseResult numberRefused;
 
     bool Enter() {
         if (++depth > kMaxJsonDepth) tooDeep = true;
         return !tooDeep;
     }
-    // RapidJSON 1.1.0's full-precision conversion turns a zero with a large exponent
-    // ("0.0e300") into another number. The number read ends at the stream's position.
-    bool Double(double d) {
-        if (d != 0) {
-            const std::string_view number = NumberEndingAt(bytes.begin_, bytes.src_);
-            if (!number.empty() &&
-                number.find_first_of("123456789") >= number.find_first_of("eE")) {
-                d = number.front() == '-' ? -0.0 : 0.0;
+    // RapidJSON 1.1.0's full-precision conversion computes on garbage, through undefined
+    // behaviour, when every digit of the significand is zero and the exponent is large
+    // ("0.0e300"): such a number is zero, and any other is converted by RapidJSON on its own.
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+        const std::string_view number(text, length);
+        const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
+        if (number.find_first_of("123456789") >= exponent) {
+            if (exponent == number.size() && number.find('.') == std::string_view::npos) {
+                return ValueStack::Int(0);  // "0", "-0": an integer, as RapidJSON reads it
             }
+            return ValueStack::Double(number.front() == '-' ? -0.0 : 0.0);
         }
-        return ValueStack::Double(d);
+        rapidjson::MemoryStream digits(text, length);
+        rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
+        const rapidjson::ParseResult converted = reader.Parse<kNumberFlags>(digits, *this);
+        if (converted.IsError()) {  // too big for a double; the offset is the number's start
+            numberRefused.Set(converted.Code(), bytes.Tell() - length);
+        }
+        return !converted.IsError();
     }
     bool StartObject() { return Enter(); }
     bool StartArray() { return Enter(); }
@@ -120,10 +124,12 @@ std::string ParseJson(const char* text, std::size_t length, Json& out) {
         static_cast<JsonValue&>(out) = std::move(reading.stack.back());
         return {};
     }
+    const rapidjson::ParseResult& refused =
+        reading.numberRefused.IsError() ? reading.numberRefused : result;
     const std::string reason =
         reading.tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
-                        : rapidjson::GetParseError_En(result.Code());
-    return "offset " + std::to_string(result.Offset()) + ": " + reason;
+                        : rapidjson::GetParseError_En(refused.Code());
+    return "offset " + std::to_string(refused.Offset()) + ": " + reason;
 }
 
 void Assign(JsonValue& to, const JsonValue& from) {

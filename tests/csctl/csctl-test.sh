@@ -32,8 +32,8 @@ while IFS='|' read -r status arguments test; do
 done <<'ROWS'
 0 | set interface interfaces network --instance eth0 mtu=9000 description=uplink 'nameservers=["192.0.2.53"]' | .ok
 0 | get interface interfaces network --instance eth0 mtu enabled nameservers | .values == {mtu: 9000, enabled: true, nameservers: ["192.0.2.53"]} and .defaults == ["enabled"]
-0 | set clock time system n=1.5 t=true 'w=a b' --string s=42 --int i=7 --bool b=0 'e=[]' --double 'd=[1,2.5]' 'l=[1,2]' 'u={x' | .ok
-0 | get clock time system n t w s i b e d l u | .values == {n: 1.5, t: true, w: "a b", s: "42", i: 7, b: false, e: [], d: [1, 2.5], l: [1, 2], u: "{x"}
+0 | set clock time system n=1.5 t=true 'w=a b' --string s=42 --int i=7 --bool b=0 'e=[]' --double 'd=[1,2.5]' 'l=[1,2]' 'u={x' z=0.0e300 | .ok
+0 | get clock time system n t w s i b e d l u z | .values == {n: 1.5, t: true, w: "a b", s: "42", i: 7, b: false, e: [], d: [1, 2.5], l: [1, 2], u: "{x", z: 0}
 0 | update interface interfaces network --instance eth0 --remove description speed=1000 | .ok
 0 | set interface interfaces network --instance eth0 --class user owner=ops | .ok
 0 | set interface interfaces network --instance eth0 --class cached --int rx=5 | .ok

@@ -1,8 +1,11 @@
 #include "Values.h"
 
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
 
+#include <algorithm>
 #include <functional>
+#include <string_view>
 
 #include "Handles.h"
 #include "Status.h"
@@ -217,6 +220,40 @@ const std::vector<TypedRead>& TypedReads() {
     return reads;
 }
 
+// A document whose numbers are converted one by one. RapidJSON 1.1.0's full-precision
+// conversion computes garbage when every digit of the significand is zero and the exponent is
+// large ("0.0e300"): such a number is zero; any other goes through RapidJSON on its own.
+struct ExactDocument : rapidjson::Document {
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+        const std::string_view number(text, length);
+        const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
+        if (number.find_first_of("123456789") >= exponent) {
+            if (exponent == number.size() && number.find('.') == std::string_view::npos) {
+                return Int(0);
+            }
+            return Double(number.front() == '-' ? -0.0 : 0.0);
+        }
+        rapidjson::MemoryStream digits(text, length);
+        rapidjson::Reader reader;
+        return !reader.Parse<rapidjson::kParseFullPrecisionFlag>(digits, AsDocument()).IsError();
+    }
+    rapidjson::Document& AsDocument() { return *this; }
+
+    // Parses `text`; false when it is not JSON.
+    bool Read(const std::string& text) {
+        bool parsed = false;
+        auto generate = [&](rapidjson::Document& document) {
+            rapidjson::MemoryStream bytes(text.data(), text.size());
+            rapidjson::Reader reader;
+            auto& exact = static_cast<ExactDocument&>(document);
+            parsed = !reader.Parse<rapidjson::kParseNumbersAsStringsFlag>(bytes, exact).IsError();
+            return parsed;
+        };
+        Populate(generate);
+        return parsed;
+    }
+};
+
 }  // namespace
 
 Assignment ParseAssignment(const std::string& argument, ValueType type) {
@@ -228,9 +265,8 @@ Assignment ParseAssignment(const std::string& argument, ValueType type) {
         assignment.value.items.emplace_back(text);
         return assignment;
     }
-    rapidjson::Document json;
-    json.Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str(), text.size());
-    if (json.HasParseError()) {
+    ExactDocument json;
+    if (!json.Read(text)) {
         if (type != ValueType::Inferred) Unusable(argument, "the value does not fit its type");
         assignment.value.items.emplace_back(text);
         return assignment;
