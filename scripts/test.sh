@@ -13,6 +13,8 @@ run_suites() {
     cmake -S . -B "$dir" -G Ninja -DCONFIGSTOREC_WERROR=ON "$@"
     cmake --build "$dir" -j "$jobs"
     (cd "$dir" && ctest --output-on-failure -j "$jobs")
+    # The reliability figures that passing tests print, from CTest's log.
+    grep -hE '^(crash safety|allocation failure): ' "$dir/Testing/Temporary/LastTest.log" || true
 }
 
 echo "== Plain build"
