@@ -153,10 +153,22 @@ Counts SweepRow(Engine& engine, const Row& row, const std::string& base, int ste
 
 }  // namespace
 
+void Engine::Close(Handles& h) {
+    for (ConfigStoreObjectStruct* object : {h.object, h.other, h.instances[0], h.instances[1]}) {
+        if (object != nullptr) DestroyConfigStoreObject(object);
+    }
+    for (FilterSpecObjectStruct* filter : {h.filter, h.interfaces, h.blades}) {
+        if (filter != nullptr) DestroyFilterSpecObject(filter);
+    }
+    DestroyStore(h.store);
+    h = Handles();
+}
+
 // Each row runs in a child process, so that a crash is counted and the rows after it still run.
 // The child's log lines are silenced: every failure writes one.
-Figures Run(Engine& engine) {
-    Figures figures;
+void Run(Engine& engine) {
+    Counts total;
+    int functions = 0, crashes = 0;
     int count = 0;
     const Row* rows = Rows(&count);
     Handles h;
@@ -192,17 +204,18 @@ Figures Run(Engine& engine) {
         close(channel[0]);
         int status = 0;
         waitpid(child, &status, 0);
-        ++figures.functions;
+        ++functions;
         if (WIFSIGNALED(status) || !reported) {
-            ++figures.crashes;
+            ++crashes;
             ADD_FAILURE() << row.function << " crashed on " << engine.Name();
             continue;
         }
         EXPECT_EQ(WEXITSTATUS(status), 0) << row.function << " failed on " << engine.Name();
-        figures.points += counts.points;
-        figures.leaks += counts.leaks;
+        total.points += counts.points;
+        total.leaks += counts.leaks;
     }
-    return figures;
+    std::printf("allocation failure: %d points over %d functions on %s, %d crashes, %d leaks\n",
+                total.points, functions, engine.Name(), crashes, total.leaks);
 }
 
 }  // namespace sweep

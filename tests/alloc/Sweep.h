@@ -86,19 +86,12 @@ public:
     virtual const char* Name() const = 0;
     virtual bool StoreErrors() const = 0;  // whether the engine has a store that can fail
     virtual void Open(Handles& handles) = 0;
-    virtual void Close(Handles& handles) = 0;
+    virtual void Close(Handles& handles);  // destroys every handle and leaves them NULL
     virtual std::string Caches(const Handles&) { return ""; }  // the child caches, where visible
     virtual std::string Stored() { return ""; }                // the store's whole content
 };
 
-struct Figures {
-    int points = 0;
-    int functions = 0;
-    int crashes = 0;
-    int leaks = 0;
-};
-
 // Sweeps every row the engine runs, each in a process of its own, and prints the figures.
-Figures Run(Engine& engine);
+void Run(Engine& engine);
 
 }  // namespace sweep
