@@ -50,25 +50,16 @@ void ChangeInTransaction(Handles& h, Outputs& o) {
     Set(h.store, h.object, nullptr);
 }
 
-void Refused(Handles&, Outputs& o) {
-    Import("{", &o.errors, &o.errorCount);
-}
+#define PREPARE(expr) [](Handles& h, Outputs& o) { (void)h, (void)o, (void)(expr); }
+const auto Refused = PREPARE(Import("{", &o.errors, &o.errorCount));
+const auto StringList = PREPARE(GetValueStringArray(h.object, "sl", &o.strings, &o.count));
+const auto SubFilter = PREPARE(CreateSubObjectFilter(h.filter, "blade", nullptr, &o.subFilter));
 
-void StringList(Handles& h, Outputs& o) {
-    GetValueStringArray(h.object, "sl", &o.strings, &o.count);
-}
-
-void SubFilter(Handles& h, Outputs& o) {
-    CreateSubObjectFilter(h.filter, "blade", nullptr, &o.subFilter);
-}
-
-int WriteBoth(Handles& h, int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int)) {
-    return write(h.store, h.instances, 2);
-}
-
+// Both instances, in the internal context where the write takes one.
+template <class... Context>
 int WriteBoth(Handles& h,
-              int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int, const char*)) {
-    return write(h.store, h.instances, 2, "INTERNAL");
+              int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int, Context...)) {
+    return write(h.store, h.instances, 2, (static_cast<Context>("INTERNAL"))...);
 }
 
 const Row kRows[] = {
@@ -194,21 +185,13 @@ const Row kRows[] = {
      Change},
     {"_Z21SetInstancesCInternalP17ConfigStoreStructPP23ConfigStoreObjectStructiMN14KivConfigStore"
      "11ConfigStoreEFvSt6vectorISt10shared_ptrINS4_17ConfigStoreObjectEESaIS9_EEEPKc",
-     CALL(WriteBoth(h,
-                    [](ConfigStoreStruct* store, ConfigStoreObjectStruct** objects, int count) {
-                        return SetInstancesCInternal(store, objects, count,
-                                                     &Engine::SetVitalDataInstances, "Vital");
-                    })),
+     CALL(SetInstancesCInternal(h.store, h.instances, 2, &Engine::SetVitalDataInstances, "Vital")),
      kStore | kWrites, Change},
     {"_Z28SetInstancesCInternalContextP17ConfigStoreStructPP23ConfigStoreObjectStructiMN14KivConfig"
      "Store11ConfigStoreEFvSt6vectorISt10shared_ptrINS4_17ConfigStoreObjectEESaIS9_EERKNS4_16USERD"
      "ATA_CONTEXTEEPKcSI_",
-     CALL(WriteBoth(h,
-                    [](ConfigStoreStruct* store, ConfigStoreObjectStruct** objects, int count,
-                       const char* context) {
-                        return SetInstancesCInternalContext(store, objects, count,
-                                                            &Engine::SetInstances, context, "Set");
-                    })),
+     CALL(SetInstancesCInternalContext(h.store, h.instances, 2, &Engine::SetInstances, "INTERNAL",
+                                       "Set")),
      kStore | kWrites, Change},
 
     // Lists of objects
