@@ -107,11 +107,13 @@ public:
         CreateFilterSpecObject("fan", "g", "c", nullptr, &h.filter);
         CreateFilterSpecObject("interface", "interfaces", "network", nullptr, &h.interfaces);
         CreateFilterSpecObject("blade", "g", "c", nullptr, &h.blades);
-        // The filter holds the object's values, so that it still selects it.
-        ConfigStoreObjectStruct* values = nullptr;
-        CreateObject("fan", "g", "c", nullptr, kFan, &values);
-        for (const char* key : {"i", "u", "l", "ll", "b", "d", "s"})
-            CopyScalar(values, h.filter, key);
+        // The filter holds the object's values (kFan), so that it still selects it.
+        for (const auto& [key, number] : {std::pair{"i", 5}, {"u", 7}, {"l", 9}, {"ll", 11}}) {
+            SetValueFsoLonglong(h.filter, key, number);
+        }
+        SetValueFsoBool(h.filter, "b", true);
+        SetValueFsoDouble(h.filter, "d", 1.5);
+        SetValueFsoStr(h.filter, "s", "a text long enough");
         SetValueFsoEmptyList(h.filter, "sl");
         AppendValueFsoString(h.filter, "sl", "a");
         AppendValueFsoString(h.filter, "sl", "a string long enough for the heap");
@@ -121,7 +123,6 @@ public:
         for (bool b : {true, false}) AppendValueFsoBool(h.filter, "bl", b);
         const unsigned char bytes[] = {0, 1, 2, 3, 4};
         SetValueFsoBinary(h.filter, "bin", bytes, sizeof bytes);
-        DestroyConfigStoreObject(values);
     }
 
     // Everything the store exports, and what SQLite's integrity check says of each file.
@@ -150,25 +151,6 @@ public:
     }
 
 private:
-    static void CopyScalar(ConfigStoreObjectStruct* from, FilterSpecObjectStruct* to,
-                           const char* key) {
-        double number = 0;
-        bool flag = false;
-        char* text = nullptr;
-        if (GetValueDouble(from, key, &number) == CS_C_OK) {
-            if (number == static_cast<long long>(number)) {
-                SetValueFsoLonglong(to, key, static_cast<long long>(number));
-            } else {
-                SetValueFsoDouble(to, key, number);
-            }
-        } else if (GetValueBool(from, key, &flag) == CS_C_OK) {
-            SetValueFsoBool(to, key, flag);
-        } else if (GetValueStr(from, key, &text) == CS_C_OK) {
-            SetValueFsoStr(to, key, text);
-        }
-        free(text);
-    }
-
     fs::path root_;
     std::map<fs::path, std::string> snapshot_;
 };
