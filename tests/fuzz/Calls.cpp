@@ -58,10 +58,18 @@ const std::vector<std::string> kDocuments = {
     "[1]",
     R"({"a": )"};
 
+// Every result is one of the interface's codes.
+void Check(ConfigStoreCStatus status) {
+    if (status < CS_C_OK || status > CS_C_VALUE_IS_DEFAULT) std::abort();
+}
+
 class Session {
 public:
     explicit Session(FuzzedDataProvider& input) : in(input) {}
-    ~Session() { ReleaseAll(); }
+    ~Session() {
+        EndCall();
+        ReleaseAll();
+    }
 
     FuzzedDataProvider& in;
     std::vector<ConfigStoreStruct*> stores;
@@ -164,15 +172,23 @@ public:
         }
     }
 
-    // Every result is one of the interface's codes.
-    static void Check(ConfigStoreCStatus status) {
-        if (status < CS_C_OK || status > CS_C_VALUE_IS_DEFAULT) std::abort();
-    }
+    // Outputs of one call: texts it hands out are freed, handles join their pools after it.
+    char** Out() { return &outputs.emplace_back(nullptr); }
+    Object** NewObject() { return &newObjects.emplace_back(nullptr); }
+    Filter** NewFilter() { return &newFilters.emplace_back(nullptr); }
 
-    void ForgetTexts() { texts.clear(); }
+    void EndCall() {
+        for (Object* object : newObjects) Adopt(objects, object);
+        for (Filter* filter : newFilters) Adopt(filters, filter);
+        for (char* text : outputs) std::free(text);
+        newObjects.clear(), newFilters.clear(), outputs.clear(), texts.clear();
+    }
 
 private:
     std::deque<std::string> texts;
+    std::deque<char*> outputs;
+    std::deque<Object*> newObjects;
+    std::deque<Filter*> newFilters;
 
     const char* Keep(std::string text) { return texts.emplace_back(std::move(text)).c_str(); }
 
@@ -202,18 +218,18 @@ Handle* HandleOf(Session& s) {
 template <class Handle, class T>
 void Read(Session& s, ConfigStoreCStatus (*read)(Handle*, const char*, T*)) {
     T value{};
-    Session::Check(read(HandleOf<Handle>(s), s.Key(), &value));
+    Check(read(HandleOf<Handle>(s), s.Key(), &value));
     if constexpr (std::is_pointer_v<T>) std::free(value);
 }
 
 template <class Handle, class T>
 void Write(Session& s, ConfigStoreCStatus (*write)(Handle*, const char*, T)) {
-    Session::Check(write(HandleOf<Handle>(s), s.Key(), s.Number<T>()));
+    Check(write(HandleOf<Handle>(s), s.Key(), s.Number<T>()));
 }
 
 template <class Handle>
 void WriteText(Session& s, ConfigStoreCStatus (*write)(Handle*, const char*, const char*)) {
-    Session::Check(write(HandleOf<Handle>(s), s.Key(), s.Text(kValueKeys)));
+    Check(write(HandleOf<Handle>(s), s.Key(), s.Text(kValueKeys)));
 }
 
 template <class Handle>
@@ -222,7 +238,7 @@ void WriteBinary(Session& s, ConfigStoreCStatus (*write)(Handle*, const char*, c
     const std::vector<unsigned char> bytes =
         s.in.ConsumeBytes<unsigned char>(s.in.ConsumeIntegralInRange<std::size_t>(0, 16));
     const unsigned char* data = s.in.ConsumeBool() ? nullptr : bytes.data();
-    Session::Check(write(HandleOf<Handle>(s), s.Key(), data, bytes.size()));
+    Check(write(HandleOf<Handle>(s), s.Key(), data, bytes.size()));
 }
 
 template <class Handle>
@@ -230,7 +246,7 @@ void ReadBinary(Session& s,
                 ConfigStoreCStatus (*read)(Handle*, const char*, unsigned char**, unsigned long*)) {
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    Session::Check(read(HandleOf<Handle>(s), s.Key(), &data, &size));
+    Check(read(HandleOf<Handle>(s), s.Key(), &data, &size));
     std::free(data);
 }
 
@@ -238,7 +254,7 @@ template <class Handle, class T>
 void ReadList(Session& s, ConfigStoreCStatus (*read)(Handle*, const char*, T**, int*)) {
     T* values = nullptr;
     int count = 0;
-    Session::Check(read(HandleOf<Handle>(s), s.Key(), &values, &count));
+    Check(read(HandleOf<Handle>(s), s.Key(), &values, &count));
     if constexpr (std::is_same_v<T, char*>) {
         if (values != nullptr) s.stringLists.emplace_back(values, count);
     } else {
@@ -248,7 +264,7 @@ void ReadList(Session& s, ConfigStoreCStatus (*read)(Handle*, const char*, T**, 
 
 template <class Handle>
 void KeyOnly(Session& s, ConfigStoreCStatus (*operation)(Handle*, const char*)) {
-    Session::Check(operation(HandleOf<Handle>(s), s.Key()));
+    Check(operation(HandleOf<Handle>(s), s.Key()));
 }
 
 // Operations on an identity: key, group, component and, where taken, an instance id.
@@ -266,9 +282,7 @@ void FetchObject(Session& s,
                  ConfigStoreCStatus (*fetch)(ConfigStoreStruct*, const char*, const char*,
                                              const char*, const char*, Object**)) {
     const Identity id = IdentityOf(s);
-    Object* object = nullptr;
-    Session::Check(fetch(s.AStore(), id.key, id.group, id.component, id.instanceId, &object));
-    s.Adopt(s.objects, object);
+    Check(fetch(s.AStore(), id.key, id.group, id.component, id.instanceId, s.NewObject()));
 }
 
 void TakeObjects(Session& s, Object** list, int count) {
@@ -280,46 +294,37 @@ void FilterList(Session& s,
                 ConfigStoreCStatus (*list)(ConfigStoreStruct*, Filter*, Object***, int*)) {
     Object** objects = nullptr;
     int count = 0;
-    Session::Check(list(s.AStore(), s.AFilter(), &objects, &count));
+    Check(list(s.AStore(), s.AFilter(), &objects, &count));
     TakeObjects(s, objects, count);
 }
 
-void WriteObject(Session& s,
-                 ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object*, const char*)) {
-    Session::Check(write(s.AStore(), s.AnObject(), s.Context()));
+// Writes that take a context are given one.
+template <class Parameter>
+const char* ContextFor(Session& s) {
+    return s.Context();
 }
 
-void WriteObject(Session& s, ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object*)) {
-    Session::Check(write(s.AStore(), s.AnObject()));
+template <class... Context>
+void WriteObject(Session& s, ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object*, Context...)) {
+    Check(write(s.AStore(), s.AnObject(), ContextFor<Context>(s)...));
 }
 
+template <class... Context>
 void WriteList(Session& s,
-               ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object**, int, const char*)) {
+               ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object**, int, Context...)) {
     int count = 0;
     std::vector<Object*> list = s.Array(s.objects, &count);
-    Session::Check(write(s.AStore(), list.empty() ? nullptr : list.data(), count, s.Context()));
-}
-
-void WriteList(Session& s, ConfigStoreCStatus (*write)(ConfigStoreStruct*, Object**, int)) {
-    int count = 0;
-    std::vector<Object*> list = s.Array(s.objects, &count);
-    Session::Check(write(s.AStore(), list.empty() ? nullptr : list.data(), count));
+    Check(
+        write(s.AStore(), list.empty() ? nullptr : list.data(), count, ContextFor<Context>(s)...));
 }
 
 void Transaction(Session& s, ConfigStoreCStatus (*operation)(ConfigStoreStruct*)) {
-    Session::Check(operation(s.AStore()));
+    Check(operation(s.AStore()));
 }
 
 template <class Operation>
 Operation OneOf(Session& s, std::initializer_list<Operation> operations) {
     return operations.begin()[s.in.ConsumeIntegralInRange<std::size_t>(0, operations.size() - 1)];
-}
-
-void ImportDocument(Session& s) {
-    ErrorInfoStruct** errors = nullptr;
-    int count = 0;
-    Session::Check(Import(s.Document(), &errors, &count));
-    if (errors != nullptr) s.errorLists.emplace_back(errors, count);
 }
 
 void ErrorText(Session& s, ConfigStoreCStatus (*read)(ErrorInfoStruct*, char**)) {
@@ -330,7 +335,7 @@ void ErrorText(Session& s, ConfigStoreCStatus (*read)(ErrorInfoStruct*, char**))
         if (count > 0) info = list[s.in.ConsumeIntegralInRange(0, count - 1)];
     }
     char* text = nullptr;
-    Session::Check(read(info, &text));
+    Check(read(info, &text));
     std::free(text);
 }
 
@@ -340,26 +345,19 @@ void DestroyList(Session& s, std::vector<std::pair<List*, int>>& pool,
                  ConfigStoreCStatus (*destroy)(List**, int)) {
     List* none = nullptr;
     if (pool.empty() || s.in.ConsumeBool()) {
-        Session::Check(destroy(s.in.ConsumeBool() ? nullptr : &none, 0));
+        Check(destroy(s.in.ConsumeBool() ? nullptr : &none, 0));
         return;
     }
     const std::size_t pick = s.in.ConsumeIntegralInRange<std::size_t>(0, pool.size() - 1);
-    Session::Check(destroy(&pool[pick].first, pool[pick].second));
+    Check(destroy(&pool[pick].first, pool[pick].second));
     pool.erase(pool.begin() + static_cast<std::ptrdiff_t>(pick));
-}
-
-void DestroyStringList(Session& s) {
-    DestroyList(s, s.stringLists, DestroyStringArrayValue);
-}
-void DestroyErrorList(Session& s) {
-    DestroyList(s, s.errorLists, DestroyErrorInfoList);
 }
 
 void SubObject(Session& s,
                ConfigStoreCStatus (*find)(Object*, const char*, const char*, Object**)) {
     Object* parent = s.AnObject();
     Object* child = nullptr;
-    Session::Check(find(parent, s.Key(), s.Text(kInstanceIds), &child));
+    Check(find(parent, s.Key(), s.Text(kInstanceIds), &child));
     s.Adopt(s.objects, child, parent);
 }
 
@@ -367,182 +365,35 @@ void SubFilter(Session& s,
                ConfigStoreCStatus (*find)(Filter*, const char*, const char*, Filter**)) {
     Filter* parent = s.AFilter();
     Filter* child = nullptr;
-    Session::Check(find(parent, s.Key(), s.Text(kInstanceIds), &child));
+    Check(find(parent, s.Key(), s.Text(kInstanceIds), &child));
     s.Adopt(s.filters, child, parent);
 }
 
 // ---- Calls with shapes of their own -----------------------------------------------------
 
-void OpenStore(Session& s) {
-    ConfigStoreStruct* store = nullptr;
-    Session::Check(GetStore(s.Text(kNamespaces), &store));
-    if (store != nullptr) s.stores.push_back(store);
-}
-
 void CloseStore(Session& s) {
     const std::size_t pick = s.in.ConsumeIntegralInRange<std::size_t>(0, s.stores.size());
     ConfigStoreStruct* store = pick < s.stores.size() ? s.stores[pick] : nullptr;
     if (store != nullptr) s.stores.erase(s.stores.begin() + static_cast<std::ptrdiff_t>(pick));
-    Session::Check(DestroyStore(store));
-}
-
-void DestroyObject(Session& s) {
-    Session::Check(DestroyConfigStoreObject(s.TakeTopLevel(s.objects, true)));
-}
-
-// Takes a live handle only; a child's parent would keep its entry, so top-level ones only.
-void DestroyObjectInternal(Session& s) {
-    if (Object* object = s.TakeTopLevel(s.objects, false)) {
-        Session::Check(DestroyConfigStoreObjectInternal(object));
-    }
-}
-
-void DestroyFilter(Session& s) {
-    Session::Check(DestroyFilterSpecObject(s.TakeTopLevel(s.filters, true)));
-}
-
-void DesiredObject(Session& s) {
-    const Identity id = IdentityOf(s);
-    Object* object = nullptr;
-    Session::Check(GetDesiredUserConfig(id.key, id.group, id.component, id.instanceId, &object));
-    s.Adopt(s.objects, object);
-}
-
-void NewObject(Session& s) {
-    const Identity id = IdentityOf(s);
-    Object* object = nullptr;
-    Session::Check(
-        CreateObject(id.key, id.group, id.component, id.instanceId, s.Document(), &object));
-    s.Adopt(s.objects, object);
-}
-
-void NewFilter(Session& s) {
-    const Identity id = IdentityOf(s);
-    Filter* filter = nullptr;
-    Session::Check(CreateFilterSpecObject(id.key, id.group, id.component, id.instanceId, &filter));
-    s.Adopt(s.filters, filter);
-}
-
-void ObjectId(Session& s) {
-    char* text[4] = {};
-    Session::Check(GetConfigStoreObjectId(s.AnObject(), &text[0], &text[1], &text[2], &text[3]));
-    for (char* each : text) std::free(each);
-}
-
-void ObjectVersion(Session& s) {
-    char* version = nullptr;
-    Session::Check(GetVersion(s.AnObject(), &version));
-    std::free(version);
-}
-
-void SchemaVersion(Session& s) {
-    const Identity id = IdentityOf(s);
-    char* version = nullptr;
-    Session::Check(GetSchemaVersion(id.key, id.group, id.component, &version));
-    std::free(version);
-}
-
-void NewInstanceId(Session&) {
-    char* id = nullptr;
-    Session::Check(GenerateInstanceId(&id));
-    std::free(id);
-}
-
-void StringListOfEither(Session& s) {
-    void* handle = s.in.ConsumeBool() ? static_cast<void*>(s.AnObject()) : s.AFilter();
-    char** values = nullptr;
-    int count = 0;
-    Session::Check(GetValueStringArrayInternal(handle, s.Key(), &values, &count, "fuzz"));
-    if (values != nullptr) s.stringLists.emplace_back(values, count);
-}
-
-void DeleteObject(Session& s) {
-    const Identity id = IdentityOf(s);
-    Session::Check(Delete(s.AStore(), id.key, id.group, id.component, id.instanceId));
-}
-
-void DeleteSelected(Session& s) {
-    Session::Check(DeleteInstances(s.AStore(), s.AFilter()));
-}
-
-void BootStatus(Session& s) {
-    const Identity id = IdentityOf(s);
-    Session::Check(
-        SetBootStatus(id.key, id.group, id.component, id.instanceId, s.in.ConsumeBool()));
-}
-
-void ListThroughWorker(Session& s) {
-    Object** objects = nullptr;
-    int count = 0;
-    const auto read = OneOf(s, {&Engine::GetInstances, &Engine::GetDefaultConfigInstances});
-    Session::Check(GetInstancesCInternal(s.AStore(), s.AFilter(), &objects, &count, read, "fuzz"));
-    TakeObjects(s, objects, count);
-}
-
-void DesiredList(Session& s) {
-    const Identity id = IdentityOf(s);
-    Object** objects = nullptr;
-    int count = 0;
-    Session::Check(GetDesiredUserConfigInstances(id.key, id.group, id.component, &objects, &count));
-    TakeObjects(s, objects, count);
-}
-
-void WriteListThroughWorker(Session& s) {
-    int count = 0;
-    std::vector<Object*> list = s.Array(s.objects, &count);
-    const auto write = OneOf(s, {&Engine::SetVitalDataInstances, &Engine::SetCachedDataInstances});
-    Session::Check(SetInstancesCInternal(s.AStore(), list.data(), count, write, "fuzz"));
-}
-
-void WriteListThroughContextWorker(Session& s) {
-    int count = 0;
-    std::vector<Object*> list = s.Array(s.objects, &count);
-    const auto write = OneOf(s, {&Engine::SetInstances, &Engine::SetUserDataInstances});
-    Session::Check(
-        SetInstancesCInternalContext(s.AStore(), list.data(), count, write, s.Context(), "fuzz"));
-}
-
-void TransactionThroughWorker(Session& s) {
-    const auto operation = OneOf(
-        s, {&Engine::BeginTransaction, &Engine::CommitTransaction, &Engine::CancelTransaction});
-    Session::Check(TransactionInternal(s.AStore(), operation, "fuzz"));
-}
-
-void ExportSelected(Session& s) {
-    int count = 0;
-    std::vector<Filter*> list = s.Array(s.filters, &count);
-    char* document = nullptr;
-    Session::Check(Export(list.empty() ? nullptr : list.data(), count, &document));
-    std::free(document);
+    Check(DestroyStore(store));
 }
 
 void SelectedSubObjects(Session& s) {
     Object* parent = s.AnObject();
     Object** children = nullptr;
     int count = 0;
-    Session::Check(GetSubObjectInstances(parent, s.AFilter(), &children, &count));
+    Check(GetSubObjectInstances(parent, s.AFilter(), &children, &count));
     for (int i = 0; i < count; ++i) s.Adopt(s.objects, children[i], parent);
     std::free(children);
 }
 
 // A deleted sub-object's handle is gone: every child of the parent is forgotten, which covers
 // it whatever the instance ids and whatever the filter selects.
-void DeleteChild(Session& s) {
-    Object* parent = s.AnObject();
-    Session::Check(DeleteSubObject(parent, s.Key(), s.Text(kInstanceIds)));
-    if (parent != nullptr) s.Drop(s.objects, parent, false);
-}
-
-void DeleteSelectedChildren(Session& s) {
-    Object* parent = s.AnObject();
-    Session::Check(DeleteSubObjectInstances(parent, s.AFilter()));
-    if (parent != nullptr) s.Drop(s.objects, parent, false);
-}
-
-void DeleteChildFilter(Session& s) {
-    Filter* parent = s.AFilter();
-    Session::Check(DeleteSubObjectFilter(parent, s.Key(), s.Text(kInstanceIds)));
-    if (parent != nullptr) s.Drop(s.filters, parent, false);
+template <class Handle, class Selection>
+void DeleteChildren(Session& s, std::vector<Held<Handle>>& pool, Selection select) {
+    Handle* parent = HandleOf<Handle>(s);
+    Check(select(parent));
+    if (parent != nullptr) s.Drop(pool, parent, false);
 }
 
 // ---- The table: one entry per exported function ------------------------------------------
@@ -556,20 +407,35 @@ struct Call {
 
 // clang-format off
 const Call kCalls[] = {
-    {"GetStore", OpenStore},
+    {"GetStore", [](Session& s) {
+        ConfigStoreStruct* store = nullptr;
+        Check(GetStore(s.Text(kNamespaces), &store));
+        if (store != nullptr) s.stores.push_back(store); }},
     {"DestroyStore", CloseStore},
-    {"DestroyConfigStoreObject", DestroyObject},
-    {"DestroyConfigStoreObjectInternal", DestroyObjectInternal},
-    {"DestroyFilterSpecObject", DestroyFilter},
+    {"DestroyConfigStoreObject", [](Session& s) { Check(DestroyConfigStoreObject(s.TakeTopLevel(s.objects, true))); }},
+    // A live handle only; a child's parent would keep its entry, so top-level ones only.
+    {"DestroyConfigStoreObjectInternal", [](Session& s) {
+        Object* object = s.TakeTopLevel(s.objects, false);
+        if (object != nullptr) Check(DestroyConfigStoreObjectInternal(object)); }},
+    {"DestroyFilterSpecObject", [](Session& s) { Check(DestroyFilterSpecObject(s.TakeTopLevel(s.filters, true))); }},
     {"Get", FAMILY(FetchObject, Get)},
     {"GetDefaultConfig", FAMILY(FetchObject, GetDefaultConfig)},
-    {"GetDesiredUserConfig", DesiredObject},
-    {"CreateObject", NewObject},
-    {"CreateFilterSpecObject", NewFilter},
-    {"GetConfigStoreObjectId", ObjectId},
-    {"GetVersion", ObjectVersion},
-    {"GetSchemaVersion", SchemaVersion},
-    {"GenerateInstanceId", NewInstanceId},
+    {"GetDesiredUserConfig", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Check(GetDesiredUserConfig(id.key, id.group, id.component, id.instanceId, s.NewObject())); }},
+    {"CreateObject", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        const char* document = s.Document();
+        Check(CreateObject(id.key, id.group, id.component, id.instanceId, document, s.NewObject())); }},
+    {"CreateFilterSpecObject", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Check(CreateFilterSpecObject(id.key, id.group, id.component, id.instanceId, s.NewFilter())); }},
+    {"GetConfigStoreObjectId", [](Session& s) { Check(GetConfigStoreObjectId(s.AnObject(), s.Out(), s.Out(), s.Out(), s.Out())); }},
+    {"GetVersion", [](Session& s) { Check(GetVersion(s.AnObject(), s.Out())); }},
+    {"GetSchemaVersion", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Check(GetSchemaVersion(id.key, id.group, id.component, s.Out())); }},
+    {"GenerateInstanceId", [](Session& s) { Check(GenerateInstanceId(s.Out())); }},
     {"GetValueInt", FAMILY(Read, GetValueInt)},
     {"GetValueUint16", FAMILY(Read, GetValueUint16)},
     {"GetValueUint32", FAMILY(Read, GetValueUint32)},
@@ -632,43 +498,86 @@ const Call kCalls[] = {
     {"GetValueFsoDoubleArray", FAMILY(ReadList, GetValueFsoDoubleArray)},
     {"GetValueFsoLonglongArray", FAMILY(ReadList, GetValueFsoLonglongArray)},
     {"GetValueFsoBoolArray", FAMILY(ReadList, GetValueFsoBoolArray)},
-    {"GetValueStringArrayInternal", StringListOfEither},
-    {"DestroyStringArrayValue", DestroyStringList},
+    {"GetValueStringArrayInternal", [](Session& s) {
+        void* handle = s.in.ConsumeBool() ? static_cast<void*>(s.AnObject()) : s.AFilter();
+        char** values = nullptr;
+        int count = 0;
+        Check(GetValueStringArrayInternal(handle, s.Key(), &values, &count, "fuzz"));
+        if (values != nullptr) s.stringLists.emplace_back(values, count); }},
+    {"DestroyStringArrayValue", [](Session& s) { DestroyList(s, s.stringLists, DestroyStringArrayValue); }},
     {"Set", FAMILY(WriteObject, Set)},
     {"Update", FAMILY(WriteObject, Update)},
     {"SetUserData", FAMILY(WriteObject, SetUserData)},
     {"SetVitalData", FAMILY(WriteObject, SetVitalData)},
     {"SetCachedData", FAMILY(WriteObject, SetCachedData)},
-    {"Delete", DeleteObject},
-    {"DeleteInstances", DeleteSelected},
-    {"SetBootStatus", BootStatus},
+    {"Delete", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Check(Delete(s.AStore(), id.key, id.group, id.component, id.instanceId)); }},
+    {"DeleteInstances", [](Session& s) { Check(DeleteInstances(s.AStore(), s.AFilter())); }},
+    {"SetBootStatus", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Check(SetBootStatus(id.key, id.group, id.component, id.instanceId, s.in.ConsumeBool())); }},
     {"GetInstances", FAMILY(FilterList, GetInstances)},
     {"GetDefaultConfigInstances", FAMILY(FilterList, GetDefaultConfigInstances)},
-    {"GetInstancesCInternal", ListThroughWorker},
-    {"GetDesiredUserConfigInstances", DesiredList},
+    {"GetInstancesCInternal", [](Session& s) {
+        const auto read = OneOf(s, {&Engine::GetInstances, &Engine::GetDefaultConfigInstances});
+        Object** objects = nullptr;
+        int count = 0;
+        Check(GetInstancesCInternal(s.AStore(), s.AFilter(), &objects, &count, read, "fuzz"));
+        TakeObjects(s, objects, count); }},
+    {"GetDesiredUserConfigInstances", [](Session& s) {
+        const Identity id = IdentityOf(s);
+        Object** objects = nullptr;
+        int count = 0;
+        Check(GetDesiredUserConfigInstances(id.key, id.group, id.component, &objects, &count));
+        TakeObjects(s, objects, count); }},
     {"SetInstances", FAMILY(WriteList, SetInstances)},
     {"SetUserDataInstances", FAMILY(WriteList, SetUserDataInstances)},
     {"SetVitalDataInstances", FAMILY(WriteList, SetVitalDataInstances)},
     {"SetCachedDataInstances", FAMILY(WriteList, SetCachedDataInstances)},
-    {"SetInstancesCInternal", WriteListThroughWorker},
-    {"SetInstancesCInternalContext", WriteListThroughContextWorker},
+    {"SetInstancesCInternal", [](Session& s) {
+        int count = 0;
+        std::vector<Object*> list = s.Array(s.objects, &count);
+        const auto write = OneOf(s, {&Engine::SetVitalDataInstances, &Engine::SetCachedDataInstances});
+        Check(SetInstancesCInternal(s.AStore(), list.data(), count, write, "fuzz")); }},
+    {"SetInstancesCInternalContext", [](Session& s) {
+        int count = 0;
+        std::vector<Object*> list = s.Array(s.objects, &count);
+        const auto write = OneOf(s, {&Engine::SetInstances, &Engine::SetUserDataInstances});
+        Check(SetInstancesCInternalContext(s.AStore(), list.data(), count, write, s.Context(), "fuzz")); }},
     {"BeginTransaction", FAMILY(Transaction, BeginTransaction)},
     {"CommitTransaction", FAMILY(Transaction, CommitTransaction)},
     {"CancelTransaction", FAMILY(Transaction, CancelTransaction)},
-    {"TransactionInternal", TransactionThroughWorker},
-    {"Import", ImportDocument},
+    {"TransactionInternal", [](Session& s) {
+        const auto operation = OneOf(
+            s, {&Engine::BeginTransaction, &Engine::CommitTransaction, &Engine::CancelTransaction});
+        Check(TransactionInternal(s.AStore(), operation, "fuzz")); }},
+    {"Import", [](Session& s) {
+        ErrorInfoStruct** errors = nullptr;
+        int count = 0;
+        Check(Import(s.Document(), &errors, &count));
+        if (errors != nullptr) s.errorLists.emplace_back(errors, count); }},
     {"GetErrorInfoKey", FAMILY(ErrorText, GetErrorInfoKey)},
     {"GetErrorInfoMessage", FAMILY(ErrorText, GetErrorInfoMessage)},
-    {"DestroyErrorInfoList", DestroyErrorList},
-    {"Export", ExportSelected},
+    {"DestroyErrorInfoList", [](Session& s) { DestroyList(s, s.errorLists, DestroyErrorInfoList); }},
+    {"Export", [](Session& s) {
+        int count = 0;
+        std::vector<Filter*> list = s.Array(s.filters, &count);
+        Check(Export(list.empty() ? nullptr : list.data(), count, s.Out())); }},
     {"CreateSubObject", FAMILY(SubObject, CreateSubObject)},
     {"GetSubObject", FAMILY(SubObject, GetSubObject)},
     {"GetSubObjectInstances", SelectedSubObjects},
-    {"DeleteSubObject", DeleteChild},
-    {"DeleteSubObjectInstances", DeleteSelectedChildren},
+    {"DeleteSubObject", [](Session& s) {
+        DeleteChildren(s, s.objects, [&](Object* parent) {
+            return DeleteSubObject(parent, s.Key(), s.Text(kInstanceIds)); }); }},
+    {"DeleteSubObjectInstances", [](Session& s) {
+        DeleteChildren(s, s.objects, [&](Object* parent) {
+            return DeleteSubObjectInstances(parent, s.AFilter()); }); }},
     {"CreateSubObjectFilter", FAMILY(SubFilter, CreateSubObjectFilter)},
     {"GetSubObjectFilter", FAMILY(SubFilter, GetSubObjectFilter)},
-    {"DeleteSubObjectFilter", DeleteChildFilter},
+    {"DeleteSubObjectFilter", [](Session& s) {
+        DeleteChildren(s, s.filters, [&](Filter* parent) {
+            return DeleteSubObjectFilter(parent, s.Key(), s.Text(kInstanceIds)); }); }},
 };
 // clang-format on
 
@@ -686,7 +595,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         for (int call = 0; call < kMaxCalls && input.remaining_bytes() > 0; ++call) {
             kCalls[input.ConsumeIntegralInRange<std::size_t>(0, std::size(kCalls) - 1)].run(
                 session);
-            session.ForgetTexts();
+            session.EndCall();
         }
     }
     EmptyFuzzStore();
