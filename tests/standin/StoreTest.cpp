@@ -1,14 +1,11 @@
-// A namespace's store on disk: where its files go, the files it refuses, transactions and
-// threads on the one store of a namespace.
+// A namespace's store on disk: where its files go, transactions and threads on the one store of
+// a namespace. The reliability tests hold the files it refuses.
 #include <gtest/gtest.h>
 #include <kivconfigstore/ConfigStore.h>
 #include <kivconfigstore/ErrorCodes.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <numeric>
 #include <thread>
 
@@ -20,11 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace KivConfigStore;
 using namespace standin_test;
-
-std::string Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
 
 TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
     const std::string refused[] = {"", ".x", "a/b", "a b", "\xc3\xa9", std::string(65, 'a')};
@@ -40,35 +32,6 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
         struct stat status {};
         ASSERT_EQ(stat(directory.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0700u) << directory;
-    }
-}
-
-TEST(StoreFiles, FilesThatAreNoStoreAreRefusedUntouched) {
-    // clang-format off
-    const std::pair<const char*, void (*)(const std::string&)> files[] = {
-        {"garbage", [](const std::string& path) { std::ofstream(path) << std::string(5000, 'x'); }},
-        {"other", [](const std::string& path) {  // a database of another application
-             sqlite3* db = nullptr;
-             sqlite3_open(path.c_str(), &db);
-             EXPECT_EQ(sqlite3_exec(db, "CREATE TABLE t(x); INSERT INTO t VALUES(1)", 0, 0, 0), 0);
-             sqlite3_close(db);
-         }},
-        {"truncated", [](const std::string& path) {  // a store cut inside a long value
-             const auto object = CreateObject({"key", "group", "component"}, "");
-             object->SetValue("k", std::string(20000, 'x').c_str());
-             ConfigStore::GetStore(fs::path(path).stem())->Set(object, INTERNAL);
-             fs::resize_file(path, fs::file_size(path) / 2);
-         }},
-    };
-    // clang-format on
-    for (const auto& [name, write] : files) {
-        SCOPED_TRACE(name);
-        const std::string nameSpace = TestName() + "." + name;
-        const std::string path = standin::FilesOf(nameSpace).database;
-        write(path);
-        const std::string bytes = Contents(path);
-        EXPECT_EQ(CodeOf([&] { ConfigStore::GetStore(nameSpace); }), ERR_DB_INTEGRITY_CHECK_FAILED);
-        EXPECT_TRUE(Contents(path) == bytes);
     }
 }
 
