@@ -93,7 +93,7 @@ StoreFiles FilesOf(const std::string& nameSpace) {
     const std::string runtime = RuntimeDirectory(state);
     MakeDirectory(state);
     MakeDirectory(runtime);
-    return {state + "/" + nameSpace + ".db", runtime + "/" + nameSpace + ".db"};
+    return {state + "/" + nameSpace + ".db", runtime + "/" + nameSpace + ".db", nameSpace};
 }
 
 bool FileExists(const std::string& path) {

@@ -9,6 +9,7 @@ namespace standin {
 struct StoreFiles {
     std::string database;
     std::string runtimeDatabase;
+    std::string nameSpace;
 };
 
 // The files of `nameSpace`, with their directories created (0700) where missing. A name that

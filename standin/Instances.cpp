@@ -149,24 +149,30 @@ ObjectList Store::GetDefaultConfigInstances(const std::shared_ptr<FilterSpecObje
 
 void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
     CheckListOperation(GivenFilter(filter.get()).objectId);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    std::vector<ConfigStoreObjectId> selected;
-    ForEachSelectedLocked(*filter, false,
-                          [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
-                              selected.push_back(stored.id);
-                          });
-    if (selected.empty()) return;
-    WriteScope scope(*this);
-    scope.WillChange(2);
-    bool durable = false;
-    for (const ConfigStoreObjectId& id : selected) {
-        db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
-        durable |= db_.Changes() > 0;
-        db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<ConfigStoreObjectId> selected;
+        ForEachSelectedLocked(*filter, false,
+                              [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
+                                  selected.push_back(stored.id);
+                              });
+        if (selected.empty()) return;
+        WriteScope scope(*this);
+        scope.WillChange(2);
+        bool durable = false;
+        for (const ConfigStoreObjectId& id : selected) {
+            db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
+            durable |= db_.Changes() > 0;
+            db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+            scope.Changed(id, kDeletedClass);
+        }
+        const long long version = durable ? NextVersion() : 0;
+        scope.Commit();
+        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        changes = TakeCommitted();
     }
-    const long long version = durable ? NextVersion() : 0;
-    scope.Commit();
-    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    RunModules(changes);
 }
 
 void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context) {
@@ -183,43 +189,55 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
     }
     if (objects.empty()) return;
     const bool external = context != nullptr && *context != INTERNAL;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    WriteScope scope(*this);
-    scope.WillChange(objects.size() > 1 ? 2 : 1);
-    long long version = 0;
-    for (const auto& object : objects) StoreObject(*object, kind, external, scope, version);
-    scope.Commit();
-    if (inTransaction_ && version != 0) transactionVersion_ = version;
-    for (const auto& object : objects) MarkWritten(EngineState::Of(*object), kind.target, version);
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        WriteScope scope(*this);
+        scope.WillChange(objects.size() > 1 ? 2 : 1);
+        long long version = 0;
+        for (const auto& object : objects) StoreObject(*object, kind, external, scope, version);
+        scope.Commit();
+        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        for (const auto& object : objects) {
+            MarkWritten(EngineState::Of(*object), kind.target, version);
+        }
+        changes = TakeCommitted();
+    }
+    RunModules(changes);
 }
 
 bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
                        std::vector<KivConfigStore::ErrorInfo>& errors) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    WriteScope scope(*this);
-    scope.WillChange(2);
-    long long version = 0;
-    bool accepted = true;
-    for (const Replacement& replacement : replacements) {
-        if (replacement.object == nullptr) continue;  // refused before it reached the store
-        try {
-            if (replacement.dataClass == DataClass::Desired) {
-                StoreDesired(*replacement.object, scope, version);
-            } else {
-                StoreObject(*replacement.object, {replacement.dataClass, false}, false, scope,
-                            version);
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        WriteScope scope(*this);
+        scope.WillChange(2);
+        long long version = 0;
+        bool accepted = true;
+        for (const Replacement& replacement : replacements) {
+            if (replacement.object == nullptr) continue;  // refused before it reached the store
+            try {
+                if (replacement.dataClass == DataClass::Desired) {
+                    StoreDesired(*replacement.object, scope, version);
+                } else {
+                    StoreObject(*replacement.object, {replacement.dataClass, false}, false, scope,
+                                version);
+                }
+            } catch (const KivConfigStore::ValidationException& e) {
+                errors.push_back({replacement.name, e.what()});
+                accepted = false;
+            } catch (const KivConfigStore::InvalidArgumentException& e) {
+                errors.push_back({replacement.name, e.what()});
+                accepted = false;
             }
-        } catch (const KivConfigStore::ValidationException& e) {
-            errors.push_back({replacement.name, e.what()});
-            accepted = false;
-        } catch (const KivConfigStore::InvalidArgumentException& e) {
-            errors.push_back({replacement.name, e.what()});
-            accepted = false;
         }
+        if (!accepted || !keep) return false;  // the scope rolls every replacement back
+        scope.Commit();
+        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        changes = TakeCommitted();
     }
-    if (!accepted || !keep) return false;  // the scope rolls every replacement back
-    scope.Commit();
-    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    RunModules(changes);
     return true;
 }
 

@@ -267,6 +267,7 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
         const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
         db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
                dataClass, ToText(*written[dataClass]), cached ? 0 : version);
+        scope.Changed(id, NameOf(static_cast<DataClass>(dataClass)));
     }
 }
 
@@ -284,6 +285,7 @@ void Store::StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long
     if (version == 0) version = NextVersion();
     db_.Do(kStoreMain, id.key, id.group, id.component, id.instanceId,
            static_cast<int>(DataClass::Desired), ToText(values.values), version);
+    scope.Changed(id, NameOf(DataClass::Desired));
 }
 
 void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
@@ -291,13 +293,18 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
         Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
     }
     const bool external = context != nullptr && *context != INTERNAL;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    WriteScope scope(*this);
-    long long version = 0;
-    StoreObject(*object, kind, external, scope, version);
-    scope.Commit();
-    if (inTransaction_ && version != 0) transactionVersion_ = version;
-    MarkWritten(EngineState::Of(*object), kind.target, version);
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        WriteScope scope(*this);
+        long long version = 0;
+        StoreObject(*object, kind, external, scope, version);
+        scope.Commit();
+        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        MarkWritten(EngineState::Of(*object), kind.target, version);
+        changes = TakeCommitted();
+    }
+    RunModules(changes);
 }
 
 void Store::Set(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
@@ -319,15 +326,21 @@ void Store::Update(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CON
 void Store::Delete(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
     SchemaChecked(id);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    WriteScope scope(*this);
-    scope.WillChange(2);  // two deletes, then perhaps the change counter
-    db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
-    const bool durable = db_.Changes() > 0;
-    db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
-    const long long version = durable ? NextVersion() : 0;
-    scope.Commit();
-    if (inTransaction_ && version != 0) transactionVersion_ = version;
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        WriteScope scope(*this);
+        scope.WillChange(2);  // two deletes, then perhaps the change counter
+        db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
+        const bool durable = db_.Changes() > 0;
+        db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
+        if (durable || db_.Changes() > 0) scope.Changed(id, kDeletedClass);
+        const long long version = durable ? NextVersion() : 0;
+        scope.Commit();
+        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        changes = TakeCommitted();
+    }
+    RunModules(changes);
 }
 
 void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
@@ -346,21 +359,39 @@ void Store::BeginTransaction() {
     db_.Do(kBegin);
     inTransaction_ = true;
     transactionVersion_ = 0;
+    committed_ = Changes();
 }
 
 void Store::CommitTransaction() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!inTransaction_)
-        Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
-    try {
-        db_.Do(kCommit);
-    } catch (...) {
-        // SQLite keeps the transaction open after some failures (the caller may retry or
-        // cancel) and rolls it back after others.
-        inTransaction_ = db_.InTransaction();
-        throw;
+    Changes changes;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!inTransaction_)
+            Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
+        try {
+            db_.Do(kCommit);
+        } catch (...) {
+            // SQLite keeps the transaction open after some failures (the caller may retry or
+            // cancel) and rolls it back after others.
+            inTransaction_ = db_.InTransaction();
+            if (!inTransaction_) committed_ = Changes();
+            throw;
+        }
+        inTransaction_ = false;
+        changes = TakeCommitted();
     }
-    inTransaction_ = false;
+    RunModules(changes);
+}
+
+Changes Store::TakeCommitted() {
+    if (inTransaction_) return Changes();
+    Changes changes;
+    changes.Append(std::move(committed_));
+    return changes;
+}
+
+void Store::RunModules(const Changes& changes) {
+    RunApplyModules(*this, files_.nameSpace, files_.database, changes);
 }
 
 void Store::CancelTransaction() {
@@ -368,6 +399,7 @@ void Store::CancelTransaction() {
     if (!inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
     inTransaction_ = false;
+    committed_ = Changes();
     if (db_.InTransaction()) db_.Do(kRollback);
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "Apply.h"
 #include "Classes.h"
 #include "Files.h"
 #include "ObjectState.h"
@@ -104,6 +105,13 @@ private:
     void ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
                                const Visit& visit);
     long long NextVersion();
+    // Under the lock: what a commit just changed, taken for its modules; nothing while a
+    // transaction stays open.
+    Changes TakeCommitted();
+    // Without the lock: runs the modules of `changes`. Modules are other processes, and the
+    // results they record are writes of this store: holding the lock while they run would stall
+    // every other thread of the process on this store for as long as a module takes.
+    void RunModules(const Changes& changes);
     // The open transaction has counted its change already: its writes carry that version.
     bool VersionKnown() const { return inTransaction_ && transactionVersion_ != 0; }
 
@@ -112,6 +120,7 @@ private:
     Database db_;
     bool inTransaction_ = false;
     long long transactionVersion_ = 0;  // the version the open transaction's writes carry
+    Changes committed_;  // what the open transaction's writes, or the write under way, changed
 };
 
 // Throws InvalidArgumentException unless key, group and component are given and every field

@@ -44,15 +44,21 @@ public:
         store_.db_.Do(kSavepoint);
         savepoint_ = true;
     }
+    // The write changed `id`'s class `className`; it counts once the scope commits.
+    void Changed(const ConfigStoreObjectId& id, const char* className) {
+        changes_.Add(id, className);
+    }
     void Commit() {
         if (!store_.inTransaction_ || savepoint_) {
             store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
         }
         done_ = true;
+        store_.committed_.Append(std::move(changes_));
     }
 
 private:
     Store& store_;
+    Changes changes_;
     bool savepoint_ = false;
     bool done_ = false;
 };

@@ -1,0 +1,183 @@
+// Apply modules on the stand-in engine: after a commit, each changed component's modules run,
+// stage by stage, with exactly what changed on their standard input; a module that fails is
+// logged and recorded while the write stands.
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "Integration.h"
+
+namespace {
+
+using namespace integration;
+namespace fs = std::filesystem;
+
+// Each module appends its stage, component, namespace, input and open descriptors to one log,
+// so that the log shows the order of the runs too.
+constexpr char kRecorder[] =
+    "#!/bin/sh\n"
+    "{ echo \"$CONFIGSTORE_APPLY_STAGE $(basename \"$0\") $CONFIGSTORE_NAMESPACE"
+    " ${APPLY_BOOT-}\"; cat; echo fds $(ls /proc/self/fd); } >> \"$APPLY_LOG\"\n";
+
+class ApplyTest : public ::testing::Test {
+protected:
+    const std::string nameSpace = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    const fs::path root = fs::temp_directory_path() / ("configstorec-apply-" + nameSpace);
+    Store store{nullptr, DestroyStore};
+
+    void SetUp() override {
+        fs::remove_all(root);
+        fs::create_directories(root);
+        setenv("CONFIGSTORE_APPLY_DIR", (root / "modules").c_str(), 1);
+        setenv("APPLY_LOG", (root / "log").c_str(), 1);
+        setenv("APPLY_BOOT", "1", 1);  // a commit is no boot run: never passed on
+        store = Open(nameSpace);
+    }
+    void TearDown() override {
+        store.reset();
+        fs::remove_all(root);
+    }
+
+    void Module(const std::string& stage, const std::string& component, const std::string& text,
+                bool executable = true) {
+        fs::create_directories(root / "modules" / stage);
+        const fs::path path = root / "modules" / stage / component;
+        std::ofstream(path) << text;
+        chmod(path.c_str(), executable ? 0755 : 0644);
+    }
+
+    std::string Log() const {
+        std::ifstream file(root / "log");
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    // The result record of `component`: "status code exitValue", or the status of its read.
+    std::string Result(const char* component) {
+        Filter filter = MakeFilter("apply", "results", "configstore", component);
+        ConfigStoreObjectStruct** objects = nullptr;
+        int count = 0;
+        const int found = GetInstances(store.get(), filter.get(), &objects, &count);
+        if (found != CS_C_OK || count != 1) return "status " + std::to_string(found);
+        char* status = nullptr;
+        EXPECT_EQ(GetValueStr(objects[0], "status", &status), CS_C_OK);
+        const std::string text = std::string(status ? status : "") + " " +
+                                 IntOf(objects[0], "code") + " " + IntOf(objects[0], "exitValue");
+        free(status);
+        Listed(objects, count);
+        return text;
+    }
+};
+
+ConfigStoreCStatus Write(ConfigStoreStruct* store, const char* key, const char* component,
+                         const char* instance = nullptr, const char* context = "INTERNAL") {
+    Object object = Make(key, instance, "{\"mtu\": 1500}", "links", component);
+    return Set(store, object.get(), context);
+}
+
+#define LINE(key, component, instance, dataClass)                                       \
+    "{\"key\":\"" key "\",\"group\":\"links\",\"component\":\"" component "\"" instance \
+    ",\"class\":\"" dataClass "\"}\n"
+
+// Which runs a commit makes: component "a" has network and system modules, "b" an early one.
+struct Commit {
+    const char* name;
+    std::function<void(ConfigStoreStruct*)> write;
+    const char* log;
+};
+const Commit kCommits[] = {
+    {"an external write: its configuration and desired configuration",
+     [](ConfigStoreStruct* s) { EXPECT_EQ(Write(s, "eth", "a", nullptr, "EXTERNAL"), CS_C_OK); },
+     "network a Commits \n" LINE("eth", "a", "", "configuration")
+         LINE("eth", "a", "", "desired") "fds 0 1 2 3\n"
+                                         "system a Commits \n" LINE("eth", "a", "", "configuration")
+                                             LINE("eth", "a", "", "desired") "fds 0 1 2 3\n"},
+    {"a transaction: each change once, early stage first",
+     [](ConfigStoreStruct* s) {
+         ASSERT_EQ(BeginTransaction(s), CS_C_OK);
+         Write(s, "eth", "a", "0");
+         Object cached = Make("wlan", nullptr, "{\"up\": true}", "links", "b");
+         SetCachedData(s, cached.get());
+         Write(s, "eth", "a", "0");
+         Write(s, "untouched", "c");
+         ASSERT_EQ(CommitTransaction(s), CS_C_OK);
+     },
+     "system-early b Commits \n" LINE(
+         "wlan", "b", "", "cachedData") "fds 0 1 2 3\n"
+                                        "network a Commits \n" LINE(
+                                            "eth", "a", ",\"instanceId\":\"0\"",
+                                            "configuration") "fds 0 1 2 3\n"
+                                                             "system a Commits \n" LINE(
+                                                                 "eth", "a",
+                                                                 ",\"instanceId\":\"0\"",
+                                                                 "configuration") "fds 0 1 2 3\n"},
+    {"a cancelled transaction: nothing",
+     [](ConfigStoreStruct* s) {
+         ASSERT_EQ(BeginTransaction(s), CS_C_OK);
+         Write(s, "eth", "a");
+         ASSERT_EQ(CancelTransaction(s), CS_C_OK);
+     },
+     ""},
+    {"a delete",
+     [](ConfigStoreStruct* s) {
+         Write(s, "wlan", "b");
+         std::remove(getenv("APPLY_LOG"));
+         ASSERT_EQ(Delete(s, "wlan", "links", "b", nullptr), CS_C_OK);
+     },
+     "system-early b Commits \n" LINE("wlan", "b", "", "deleted") "fds 0 1 2 3\n"},
+};
+
+TEST_F(ApplyTest, Commits) {
+    Module("network", "a", kRecorder);
+    Module("system", "a", kRecorder);
+    Module("system-early", "b", kRecorder);
+    for (const Commit& commit : kCommits) {
+        SCOPED_TRACE(commit.name);
+        fs::remove(root / "log");
+        commit.write(store.get());
+        EXPECT_EQ(Log(), commit.log);
+    }
+    EXPECT_EQ(Result("a"), "ok 0 0");
+    EXPECT_EQ(Result("c"), "status 6");  // no module, no record
+}
+
+// A module that fails is logged with its code and recorded; the write is stored all the same.
+struct Failure {
+    const char* module;
+    bool executable;
+    const char* logged;
+    const char* result;
+};
+const Failure kFailures[] = {
+    {"#!/bin/sh\nexit 3\n", true, "Child process terminated with exit value: 3: ", "failed 1104 3"},
+    {"#!/bin/sh\nsleep 10\n", true, "Failed to wait for child process: ", "failed 1103 absent"},
+    {"#!/bin/sh\nexit 0\n", false, "Torvane_ForkExec failed, errno: ", "failed 1102 absent"},
+    {"#!/bin/sh\nexit 0\n", true, "", "ok 0 0"},
+};
+
+TEST_F(ApplyTest, FailuresAreLoggedAndTheWriteStands) {
+    setenv("CONFIGSTORE_APPLY_TIMEOUT", "0.5", 1);
+    for (const Failure& failure : kFailures) {
+        SCOPED_TRACE(failure.module);
+        Module("storage", "d", failure.module, failure.executable);
+        ::testing::internal::CaptureStderr();
+        EXPECT_EQ(Write(store.get(), "disk", "d"), CS_C_OK);
+        const std::string log = ::testing::internal::GetCapturedStderr();
+        const std::string path = (root / "modules" / "storage" / "d").string();
+        if (*failure.logged == '\0') {
+            EXPECT_EQ(log, "");
+        } else {
+            EXPECT_NE(log.find(failure.logged), std::string::npos) << log;
+            EXPECT_NE(log.find(path), std::string::npos) << log;
+        }
+        EXPECT_EQ(Result("d"), failure.result);
+        EXPECT_EQ(ReadBack(nameSpace, "disk", "mtu", "links", "d"), "mtu=1500\n");
+    }
+    unsetenv("CONFIGSTORE_APPLY_TIMEOUT");
+}
+
+}  // namespace
