@@ -20,16 +20,26 @@ fail() {
     failures=$((failures + 1))
 }
 
-# Each row: exit status | arguments (shell words) | jq test of the --json answer.
-# Rows run in order on one store.
-while IFS='|' read -r status arguments test; do
-    [[ -z "${status// /}" || $status == \#* ]] && continue
-    eval "words=($arguments)"
-    code=0
-    answer=$(run --json "${words[@]}" 2>"$work/stderr") || code=$?
-    [ "$code" -eq "$status" ] || fail "exit $code, not $status: $arguments: $(cat "$work/stderr")"
-    jq -e "$test" >/dev/null 2>&1 <<<"$answer" || fail "$test: $arguments: $answer"
-done <<'ROWS'
+# Each row: exit status | arguments (shell words, NAME=value first for the environment) |
+# jq test of the --json answer. Rows run in order on one store.
+check_rows() {
+    while IFS='|' read -r status arguments test; do
+        [[ -z "${status// /}" || $status == \#* ]] && continue
+        eval "words=($arguments)"
+        assignments=()
+        while [[ ${words[0]} == *=* ]]; do
+            assignments+=("${words[0]}")
+            words=("${words[@]:1}")
+        done
+        code=0
+        answer=$(env "${assignments[@]}" "${emulator[@]}" "$csctl" --json "${words[@]}" \
+            2>"$work/stderr") || code=$?
+        [ "$code" -eq "$status" ] || fail "exit $code, not $status: $arguments: $(cat "$work/stderr")"
+        jq -e "$test" >/dev/null 2>&1 <<<"$answer" || fail "$test: $arguments: $answer"
+    done
+}
+
+check_rows <<'ROWS'
 0 | set interface interfaces network --instance eth0 mtu=9000 description=uplink 'nameservers=["192.0.2.53"]' | .ok
 0 | get interface interfaces network --instance eth0 mtu enabled nameservers | .values == {mtu: 9000, enabled: true, nameservers: ["192.0.2.53"]} and .defaults == ["enabled"]
 0 | set clock time system n=1.5 t=true 'w=a b' --string s=42 --int i=7 --bool b=0 'e=[]' --double 'd=[1,2.5]' 'l=[1,2]' 'u={x' z=0.0e300 | .ok
@@ -91,6 +101,41 @@ run set interface interfaces network --instance eth1 mtu=1 2>"$work/stderr" || c
 code=0
 run instance-id >/dev/full 2>/dev/null || code=$?
 [ "$code" -eq 74 ] || fail "output error: exit $code"
+
+# Apply modules log their stage, APPLY_BOOT, namespace and input lines; in a boot run the
+# network module also tries an external write, which the boot status refuses. clock fails,
+# slow outlives the time limit through a child of its own, broken cannot start.
+apply=$work/apply
+mkdir -p "$apply/system-early" "$apply/network" "$apply/system"
+printf '%s\n' '#!/bin/sh' \
+    'echo "$CONFIGSTORE_APPLY_STAGE ${APPLY_BOOT:-0} $CONFIGSTORE_NAMESPACE $(wc -l)" >>"$APPLY_LOG"' \
+    '[ "${APPLY_BOOT:-0}" = 1 ] && $CSCTL set interface interfaces network --instance eth1 mtu=1300 2>/dev/null && echo written >>"$APPLY_LOG"' \
+    'exit 0' >"$apply/network/network"
+cp "$apply/network/network" "$apply/system-early/network"
+printf '#!/bin/sh\necho "$CONFIGSTORE_APPLY_STAGE clock" >>"$APPLY_LOG"\nexit 3\n' >"$apply/system/clock"
+printf '#!/bin/sh\nsleep 30\n' >"$apply/system/slow"
+printf '#!/nonexistent/sh\n' >"$apply/system/broken"
+chmod +x "$apply/network/network" "$apply/system-early/network" "$apply/system/clock" \
+    "$apply/system/slow" "$apply/system/broken"
+export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY_DIR=$apply
+lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
+check_rows <<'ROWS'
+0 | apply network | map([.component, .stage, .status, .code, .exitValue]) == [["network", "network", "ok", 0, 0]]
+8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$"))
+8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
+8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: No such file"))
+6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
+0 | status network clock | map([.component, .stage, .status, .code, .exitValue]) == [["clock", "system", "failed", 1104, 3], ["network", "network", "ok", 0, 0]]
+ROWS
+[ "$(cat "$APPLY_LOG")" = "system-early 0 global $lines"$'\n'"network 0 global $lines"$'\n'"system clock" ] ||
+    fail "apply network: $(cat "$APPLY_LOG")"
+rm "$apply/system/slow" "$apply/system/broken" "$APPLY_LOG"
+code=0
+run apply --boot >/dev/null 2>&1 || code=$?
+[ "$code" -eq 8 ] || fail "apply --boot: exit $code"
+[ "$(cut -d' ' -f1,2 "$APPLY_LOG" | tr '\n' ,)" = "system-early 1,network 1,system clock," ] ||
+    fail "boot run: $(cat "$APPLY_LOG")"
+run set interface interfaces network --instance eth1 mtu=1300 || fail "the boot status stayed"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "csctl: all checks passed"

@@ -36,6 +36,8 @@ public:
         : nameSpace_(std::move(nameSpace)), output_(output) {}
     ConfigStoreStruct* store();
     Output& output() { return output_; }
+    // The namespace the store was opened with; the engine's default when none was named.
+    std::string nameSpace() const { return nameSpace_.empty() ? "global" : nameSpace_; }
 
 private:
     std::string nameSpace_;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "Apply.h"
 #include "Commands.h"
 
 namespace csctl {
@@ -24,6 +25,7 @@ struct Arguments {
     std::string context;
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
     std::vector<std::string> ints, doubles, bools, strings, removals;
+    bool boot = false;
 };
 
 // A parser with the arguments it fills; CLI11 keeps pointers into them.
@@ -109,6 +111,13 @@ void Configure(Parser& parser) {
         ->required()
         ->expected(1);
     app.add_subcommand("instance-id", "print a new instance id");
+
+    CLI::App* apply = app.add_subcommand("apply", "run the apply modules of components");
+    apply->add_option("COMPONENT", arguments.positionals, "components; none: every one");
+    apply->add_flag("--boot", arguments.boot, "run every module as at boot")
+        ->excludes(apply->get_option("COMPONENT"));
+    app.add_subcommand("status", "print the last apply result of components")
+        ->add_option("COMPONENT", arguments.positionals, "components; none: every one");
 }
 
 std::vector<Assignment> Assignments(const Arguments& arguments) {
@@ -195,6 +204,10 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, Output& output) {
         RunList(session, arguments.identity, Assignments(arguments));
     } else if (command == "export") {
         RunExport(session, arguments.positionals);
+    } else if (command == "apply") {
+        RunApply(session, arguments.positionals, arguments.boot);
+    } else if (command == "status") {
+        RunStatus(session, arguments.positionals);
     } else if (command == "import") {
         RunImport(session, arguments.positionals.front());
     } else {

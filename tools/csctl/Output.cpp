@@ -79,6 +79,16 @@ void Output::InstanceId(const std::string& id) {
     Json(answer);
 }
 
+void Output::Results(const rapidjson::Value& results) {
+    if (json_) return Json(results);
+    for (const auto& result : results.GetArray()) {
+        std::string line = Text(result["component"]) + ": " + Text(result["status"]) + " (" +
+                           Text(result["stage"]) + ", " + Text(result["at"]) + ")";
+        if (result["message"].GetStringLength() > 0) line += ": " + Text(result["message"]);
+        Line(line);
+    }
+}
+
 void Output::Done() {
     if (!json_) return;
     rapidjson::Document answer(rapidjson::kObjectType);
@@ -100,6 +110,7 @@ void Output::Error(const Failure& failure) {
     error.AddMember("code", failure.status, allocator);
     error.AddMember("name", rapidjson::StringRef(StatusName(failure.status)), allocator);
     error.AddMember("message", rapidjson::Value(failure.message.c_str(), allocator), allocator);
+    if (failure.engineCode != 0) error.AddMember("engineCode", failure.engineCode, allocator);
     if (!failure.entries.empty()) {
         rapidjson::Value entries(rapidjson::kArrayType);
         for (const auto& [key, message] : failure.entries) {

@@ -25,6 +25,8 @@ public:
     // A document that is JSON already, as the store wrote it.
     void Document(const std::string& text);
     void InstanceId(const std::string& id);
+    // Apply results: [{"component", "stage", "status", "code", "message", "exitValue"?, "at"}].
+    void Results(const rapidjson::Value& results);
     // A command that changed the store: {"ok": true}; nothing for people.
     void Done();
     void Error(const Failure& failure);

@@ -63,6 +63,8 @@ const char* StatusName(int status) {
             return "CS_C_NOT_FOUND";
         case CS_C_VALUE_IS_DEFAULT:
             return "CS_C_VALUE_IS_DEFAULT";
+        case kModuleFailed:
+            return "MODULE_FAILED";
         case kUsage:
             return "USAGE";
         case kNoInput:

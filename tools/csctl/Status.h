@@ -11,7 +11,7 @@
 namespace csctl {
 
 // csctl's own exit codes beside the library's statuses (1..7).
-enum ExitCode { kUsage = 64, kNoInput = 66, kOutputError = 74 };
+enum ExitCode { kModuleFailed = 8, kUsage = 64, kNoInput = 66, kOutputError = 74 };
 
 // The name of a status or exit code, e.g. "CS_C_NOT_FOUND" or "USAGE".
 const char* StatusName(int status);
@@ -24,6 +24,7 @@ struct Failure {
     std::string message;
     std::vector<std::pair<std::string, std::string>> entries;
     bool logged = false;
+    int engineCode = 0;  // a failed apply module's code of the engine's table (1102..1104)
 };
 
 // Sends the engine's log lines to standard error and must run before the first call.

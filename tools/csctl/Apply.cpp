@@ -1,0 +1,251 @@
+#include "Apply.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <set>
+
+#include "Modules.h"
+
+namespace csctl {
+namespace {
+
+// Where results live: cached data, so that they describe this boot only.
+const char* const kResultKey = "apply";
+const char* const kResultGroup = "results";
+const char* const kResultComponent = "configstore";
+
+std::string JsonText(const rapidjson::Value& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    value.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+std::string Member(const rapidjson::Value& entry, const char* name) {
+    return entry.HasMember(name) ? entry[name].GetString() : "";
+}
+
+// The exchange document of what one filter selects; objects of the component "" are all.
+rapidjson::Document Exported(const Identity& pattern) {
+    FilterSpecObjectStruct* rawFilter = nullptr;
+    Check(Logged([&] {
+              return CreateFilterSpecObject(pattern.key.c_str(), pattern.group.c_str(),
+                                            pattern.component.c_str(), pattern.instance.c_str(),
+                                            &rawFilter);
+          }),
+          "cannot make a filter");
+    const Filter filter(rawFilter);
+    FilterSpecObjectStruct* filters[] = {filter.get()};
+    char* rawText = nullptr;
+    const ConfigStoreCStatus status = Logged([&] { return Export(filters, 1, &rawText); });
+    const Text text(rawText);
+    Check(status, "cannot export");
+    rapidjson::Document document;
+    document.Parse(text.get());
+    if (document.HasParseError() || !document.IsObject() || !document.HasMember("objects")) {
+        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
+    }
+    return document;
+}
+
+// One input line per stored (identity, class), grouped by component.
+std::map<std::string, std::string> InputLines(const rapidjson::Document& exported) {
+    std::map<std::string, std::string> lines;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        rapidjson::Document line(rapidjson::kObjectType);
+        auto& allocator = line.GetAllocator();
+        for (const char* name : {"key", "group", "component", "instanceId"}) {
+            if (entry.HasMember(name)) {
+                line.AddMember(rapidjson::StringRef(name), rapidjson::Value(entry[name], allocator),
+                               allocator);
+            }
+        }
+        const std::string dataClass =
+            entry.HasMember("class") ? Member(entry, "class") : "configuration";
+        line.AddMember("class", rapidjson::Value(dataClass.c_str(), allocator), allocator);
+        lines[Member(entry, "component")] += JsonText(line) + "\n";
+    }
+    return lines;
+}
+
+std::string Now() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+struct Result {
+    std::string component, stage, at;
+    ModuleRun run;
+};
+
+void Record(ConfigStoreStruct* store, const Result& result) {
+    ConfigStoreObjectStruct* raw = nullptr;
+    Check(Logged([&] {
+              return CreateObject(kResultKey, kResultGroup, kResultComponent,
+                                  result.component.c_str(), "", &raw);
+          }),
+          "cannot create the result of " + result.component);
+    const Object object(raw);
+    const std::pair<const char*, std::string> texts[] = {
+        {"stage", result.stage},
+        {"status", result.run.code == 0 ? "ok" : "failed"},
+        {"message", result.run.message},
+        {"at", result.at}};
+    for (const auto& [key, value] : texts) {
+        Check(Logged([&] { return SetValueStr(object.get(), key, value.c_str()); }),
+              "cannot set the result's " + std::string(key));
+    }
+    Check(Logged([&] { return SetValueInt(object.get(), "code", result.run.code); }),
+          "cannot set the result's code");
+    if (result.run.exitValue) {
+        Check(Logged([&] { return SetValueInt(object.get(), "exitValue", *result.run.exitValue); }),
+              "cannot set the result's exit value");
+    }
+    Check(Logged([&] { return SetCachedData(store, object.get()); }),
+          "cannot store the result of " + result.component);
+}
+
+rapidjson::Document ResultsJson(const std::vector<Result>& results) {
+    rapidjson::Document json(rapidjson::kArrayType);
+    auto& allocator = json.GetAllocator();
+    for (const Result& result : results) {
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("component", rapidjson::Value(result.component.c_str(), allocator),
+                        allocator);
+        entry.AddMember("stage", rapidjson::Value(result.stage.c_str(), allocator), allocator);
+        entry.AddMember("status", rapidjson::StringRef(result.run.code == 0 ? "ok" : "failed"),
+                        allocator);
+        entry.AddMember("code", result.run.code, allocator);
+        entry.AddMember("message", rapidjson::Value(result.run.message.c_str(), allocator),
+                        allocator);
+        if (result.run.exitValue) entry.AddMember("exitValue", *result.run.exitValue, allocator);
+        entry.AddMember("at", rapidjson::Value(result.at.c_str(), allocator), allocator);
+        json.PushBack(entry, allocator);
+    }
+    return json;
+}
+
+// Sets or clears the boot status of every stored identity but csctl's own results.
+void SetBootStatusOfAll(const rapidjson::Document& exported, bool status) {
+    std::set<std::vector<std::string>> identities;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        if (Member(entry, "component") == kResultComponent) continue;
+        identities.insert({Member(entry, "key"), Member(entry, "group"), Member(entry, "component"),
+                           Member(entry, "instanceId")});
+    }
+    for (const auto& id : identities) {
+        const char* instance = id[3].empty() ? nullptr : id[3].c_str();
+        Check(Logged([&] {
+                  return SetBootStatus(id[0].c_str(), id[1].c_str(), id[2].c_str(), instance,
+                                       status);
+              }),
+              "cannot set the boot status of " + id[2] + "/" + id[1] + "/" + id[0]);
+    }
+}
+
+bool Exists(const std::string& path) {
+    struct stat info;
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+// Runs the components' modules stage by stage; each component's result is its first failure,
+// else its last stage.
+std::vector<Result> RunModules(const std::vector<std::string>& components,
+                               const rapidjson::Document& exported, const std::string& nameSpace,
+                               bool boot) {
+    const std::string applyDir = ApplyDir();
+    const std::map<std::string, std::string> input = InputLines(exported);
+    std::map<std::string, Result> results;
+    for (const std::string& stage : Stages()) {
+        for (const std::string& component : components) {
+            const std::string path = applyDir + "/" + stage + "/" + component;
+            if (!Exists(path)) continue;
+            std::vector<std::string> environment{"CONFIGSTORE_NAMESPACE=" + nameSpace,
+                                                 "CONFIGSTORE_APPLY_STAGE=" + stage};
+            if (boot) environment.push_back("APPLY_BOOT=1");
+            const auto lines = input.find(component);
+            const ModuleRun run =
+                RunModule(path, lines == input.end() ? "" : lines->second, environment);
+            if (run.code != 0) std::fprintf(stderr, "csctl: apply: %s\n", run.message.c_str());
+            auto known = results.find(component);
+            if (known == results.end() || known->second.run.code == 0) {
+                results[component] = Result{component, stage, Now(), run};
+            }
+        }
+    }
+    std::vector<Result> ordered;
+    for (auto& [component, result] : results) ordered.push_back(std::move(result));
+    return ordered;
+}
+
+}  // namespace
+
+void RunApply(Session& session, const std::vector<std::string>& components, bool boot) {
+    const std::vector<std::string> withModule = ModuleComponents(ApplyDir());
+    for (const std::string& component : components) {
+        if (std::find(withModule.begin(), withModule.end(), component) == withModule.end()) {
+            throw Failure{
+                CS_C_NOT_FOUND, "no apply module for " + component + " in " + ApplyDir(), {}};
+        }
+    }
+    ConfigStoreStruct* store = session.store();
+    const rapidjson::Document exported = Exported({});
+    std::vector<Result> results;
+    if (boot) {
+        SetBootStatusOfAll(exported, true);
+        try {
+            results = RunModules(withModule, exported, session.nameSpace(), true);
+        } catch (...) {
+            SetBootStatusOfAll(exported, false);
+            throw;
+        }
+        SetBootStatusOfAll(exported, false);
+    } else {
+        results = RunModules(components.empty() ? withModule : components, exported,
+                             session.nameSpace(), false);
+    }
+    for (const Result& result : results) Record(store, result);
+
+    for (const Result& result : results) {
+        if (result.run.code != 0) {
+            Failure failure{kModuleFailed, result.component + ": " + result.run.message, {}, true};
+            failure.engineCode = result.run.code;
+            throw failure;
+        }
+    }
+    session.output().Results(ResultsJson(results));
+}
+
+void RunStatus(Session& session, const std::vector<std::string>& components) {
+    session.store();
+    const rapidjson::Document exported = Exported({kResultKey, kResultGroup, kResultComponent, ""});
+    rapidjson::Document json(rapidjson::kArrayType);
+    auto& allocator = json.GetAllocator();
+    for (const auto& entry : exported["objects"].GetArray()) {
+        const std::string component = Member(entry, "instanceId");
+        if (!components.empty() &&
+            std::find(components.begin(), components.end(), component) == components.end()) {
+            continue;
+        }
+        rapidjson::Value record(rapidjson::kObjectType);
+        record.AddMember("component", rapidjson::Value(component.c_str(), allocator), allocator);
+        for (const auto& member : entry["values"].GetObject()) {
+            record.AddMember(rapidjson::Value(member.name, allocator),
+                             rapidjson::Value(member.value, allocator), allocator);
+        }
+        json.PushBack(record, allocator);
+    }
+    session.output().Results(json);
+}
+
+}  // namespace csctl
