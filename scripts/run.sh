@@ -4,7 +4,9 @@
 # addresses as sub-objects in one transaction, the second reads them back from the store's
 # files through a filter spec and prints the component's export; csctl then reads the same
 # store from the shell. The store lives in build/example-store and starts empty; the schema
-# comes from examples/components.
+# comes from examples/components. The apply module examples/apply/network/network appends
+# what it is given to a file in the store's directory: the engine runs it when the first
+# process commits, csctl apply runs it again by hand, and csctl status shows its last result.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -16,6 +18,7 @@ export CONFIGSTORE_DIR="$PWD/build/example-store"
 export CONFIGSTORE_RUNTIME_DIR="$CONFIGSTORE_DIR/run"
 export CONFIGSTORE_COMPONENTS_DIR="$PWD/examples/components"
 export CONFIGSTORE_LOG=stderr
+export CONFIGSTORE_APPLY_DIR="$PWD/examples/apply"
 rm -rf "$CONFIGSTORE_DIR"
 echo "== engine: $(ldd build/examples/interfaces | grep -o 'libconfigstore\.so => [^ ]*')"
 echo "== process 1: interfaces write"
@@ -28,3 +31,8 @@ csctl=build/tools/csctl/csctl
 (set -x; "$csctl" get interface interfaces network --instance eth0 mtu enabled description)
 echo "== store files"
 ls -l "$CONFIGSTORE_DIR"/*.db "$CONFIGSTORE_RUNTIME_DIR"/*.db
+echo "== apply modules: csctl apply runs the network module, csctl status shows its result"
+(set -x; "$csctl" apply network)
+(set -x; "$csctl" status)
+echo "== what the network module was given: on the first process's commit, then by csctl apply"
+cat "$CONFIGSTORE_DIR/applied-network.txt"
