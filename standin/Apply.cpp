@@ -285,10 +285,11 @@ void Changes::Append(Changes&& other) {
 
 void RunApplyModules(Store& store, const std::string& nameSpace, const std::string& database,
                      const Changes& changes) {
-    const std::string directory = ApplyDirectory();
-    struct stat status {};
-    if (changes.Empty() || lstat(directory.c_str(), &status) != 0) return;
+    if (changes.Empty()) return;
     try {
+        const std::string directory = ApplyDirectory();
+        struct stat status {};
+        if (lstat(directory.c_str(), &status) != 0) return;
         // Each component's lines, each (identity, class) once, in the order first changed.
         std::map<std::string, std::string> input;
         std::set<std::string> seen;
