@@ -2,6 +2,7 @@
 // stage by stage, with exactly what changed on their standard input; a module that fails is
 // logged and recorded while the write stands.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -79,23 +80,33 @@ ConfigStoreCStatus Write(ConfigStoreStruct* store, const char* key, const char* 
     return Set(store, object.get(), context);
 }
 
-#define LINE(key, component, instance, dataClass)                                       \
-    "{\"key\":\"" key "\",\"group\":\"links\",\"component\":\"" component "\"" instance \
-    ",\"class\":\"" dataClass "\"}\n"
+// One input line of the "links" group.
+std::string Line(const char* key, const char* component, const char* instance,
+                 const char* dataClass) {
+    return std::string("{\"key\":\"") + key + "\",\"group\":\"links\",\"component\":\"" +
+           component + "\"" +
+           (*instance ? std::string(",\"instanceId\":\"") + instance + "\"" : "") +
+           ",\"class\":\"" + dataClass + "\"}\n";
+}
+
+// What the recorder logs for one run in namespace "Commits": only descriptors 0, 1, 2 and the
+// one ls opens.
+std::string Ran(const char* stage, const char* component, const std::string& input) {
+    return std::string(stage) + " " + component + " Commits \n" + input + "fds 0 1 2 3\n";
+}
 
 // Which runs a commit makes: component "a" has network and system modules, "b" an early one.
 struct Commit {
     const char* name;
     std::function<void(ConfigStoreStruct*)> write;
-    const char* log;
+    std::string log;
 };
 const Commit kCommits[] = {
     {"an external write: its configuration and desired configuration",
      [](ConfigStoreStruct* s) { EXPECT_EQ(Write(s, "eth", "a", nullptr, "EXTERNAL"), CS_C_OK); },
-     "network a Commits \n" LINE("eth", "a", "", "configuration")
-         LINE("eth", "a", "", "desired") "fds 0 1 2 3\n"
-                                         "system a Commits \n" LINE("eth", "a", "", "configuration")
-                                             LINE("eth", "a", "", "desired") "fds 0 1 2 3\n"},
+     Ran("network", "a", Line("eth", "a", "", "configuration") + Line("eth", "a", "", "desired")) +
+         Ran("system", "a",
+             Line("eth", "a", "", "configuration") + Line("eth", "a", "", "desired"))},
     {"a transaction: each change once, early stage first",
      [](ConfigStoreStruct* s) {
          ASSERT_EQ(BeginTransaction(s), CS_C_OK);
@@ -106,15 +117,9 @@ const Commit kCommits[] = {
          Write(s, "untouched", "c");
          ASSERT_EQ(CommitTransaction(s), CS_C_OK);
      },
-     "system-early b Commits \n" LINE(
-         "wlan", "b", "", "cachedData") "fds 0 1 2 3\n"
-                                        "network a Commits \n" LINE(
-                                            "eth", "a", ",\"instanceId\":\"0\"",
-                                            "configuration") "fds 0 1 2 3\n"
-                                                             "system a Commits \n" LINE(
-                                                                 "eth", "a",
-                                                                 ",\"instanceId\":\"0\"",
-                                                                 "configuration") "fds 0 1 2 3\n"},
+     Ran("system-early", "b", Line("wlan", "b", "", "cachedData")) +
+         Ran("network", "a", Line("eth", "a", "0", "configuration")) +
+         Ran("system", "a", Line("eth", "a", "0", "configuration"))},
     {"a cancelled transaction: nothing",
      [](ConfigStoreStruct* s) {
          ASSERT_EQ(BeginTransaction(s), CS_C_OK);
@@ -128,19 +133,21 @@ const Commit kCommits[] = {
          std::remove(getenv("APPLY_LOG"));
          ASSERT_EQ(Delete(s, "wlan", "links", "b", nullptr), CS_C_OK);
      },
-     "system-early b Commits \n" LINE("wlan", "b", "", "deleted") "fds 0 1 2 3\n"},
+     Ran("system-early", "b", Line("wlan", "b", "", "deleted"))},
 };
 
 TEST_F(ApplyTest, Commits) {
     Module("network", "a", kRecorder);
     Module("system", "a", kRecorder);
     Module("system-early", "b", kRecorder);
+    const int callers = dup(2);  // a descriptor of the caller's own, which no module gets
     for (const Commit& commit : kCommits) {
         SCOPED_TRACE(commit.name);
         fs::remove(root / "log");
         commit.write(store.get());
         EXPECT_EQ(Log(), commit.log);
     }
+    close(callers);
     EXPECT_EQ(Result("a"), "ok 0 0");
     EXPECT_EQ(Result("c"), "status 6");  // no module, no record
 }
