@@ -104,7 +104,8 @@ run instance-id >/dev/full 2>/dev/null || code=$?
 
 # Apply modules log their stage, APPLY_BOOT, namespace and input lines; in a boot run the
 # network module also tries an external write, which the boot status refuses. clock fails,
-# slow outlives the time limit through a child of its own, broken cannot start.
+# slow outlives the time limit through a child of its own, broken cannot start (it is not
+# executable).
 apply=$work/apply
 mkdir -p "$apply/system-early" "$apply/network" "$apply/system"
 printf '%s\n' '#!/bin/sh' \
@@ -114,16 +115,16 @@ printf '%s\n' '#!/bin/sh' \
 cp "$apply/network/network" "$apply/system-early/network"
 printf '#!/bin/sh\necho "$CONFIGSTORE_APPLY_STAGE clock" >>"$APPLY_LOG"\nexit 3\n' >"$apply/system/clock"
 printf '#!/bin/sh\nsleep 30\n' >"$apply/system/slow"
-printf '#!/nonexistent/sh\n' >"$apply/system/broken"
+printf '#!/bin/sh\n' >"$apply/system/broken"
 chmod +x "$apply/network/network" "$apply/system-early/network" "$apply/system/clock" \
-    "$apply/system/slow" "$apply/system/broken"
+    "$apply/system/slow"
 export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY_DIR=$apply
 lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
 check_rows <<'ROWS'
 0 | apply network | map([.component, .stage, .status, .code, .exitValue]) == [["network", "network", "ok", 0, 0]]
 8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$"))
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
-8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: No such file"))
+8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: Permission denied$"))
 6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
 0 | status network clock | map([.component, .stage, .status, .code, .exitValue]) == [["clock", "system", "failed", 1104, 3], ["network", "network", "ok", 0, 0]]
 ROWS

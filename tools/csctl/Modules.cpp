@@ -78,6 +78,11 @@ ModuleRun NotStarted(const std::string& path, int error) {
 // Starts the module in a process group of its own, with the input file as standard input and
 // no descriptor of csctl's but standard output and error; the pid, or -errno.
 pid_t Spawn(const std::string& path, int input, const std::vector<std::string>& environment) {
+    // Under an emulator, posix_spawn cannot report a failed exec: what can be seen before is.
+    struct stat file {};
+    if (::stat(path.c_str(), &file) != 0) return -errno;
+    if (!S_ISREG(file.st_mode)) return -EACCES;
+    if (::access(path.c_str(), X_OK) != 0) return -errno;
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
