@@ -168,8 +168,7 @@ void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
             scope.Changed(id, kDeletedClass);
         }
         const long long version = durable ? NextVersion() : 0;
-        scope.Commit();
-        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        scope.Commit(version);
         changes = TakeCommitted();
     }
     RunModules(changes);
@@ -196,8 +195,7 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
         scope.WillChange(objects.size() > 1 ? 2 : 1);
         long long version = 0;
         for (const auto& object : objects) StoreObject(*object, kind, external, scope, version);
-        scope.Commit();
-        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        scope.Commit(version);
         for (const auto& object : objects) {
             MarkWritten(EngineState::Of(*object), kind.target, version);
         }
@@ -233,8 +231,7 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
             }
         }
         if (!accepted || !keep) return false;  // the scope rolls every replacement back
-        scope.Commit();
-        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        scope.Commit(version);
         changes = TakeCommitted();
     }
     RunModules(changes);

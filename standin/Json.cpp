@@ -39,7 +39,6 @@ struct ValueStack {
     bool Int64(int64_t i) { return Push(JsonValue(i)); }
     bool Uint64(uint64_t u) { return Push(JsonValue(u)); }
     bool Double(double d) { return Push(JsonValue(d)); }
-    bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return String(s, n, copy); }
     bool String(const char* s, rapidjson::SizeType n, bool) {
         return Push(JsonValue(s, n, allocator));
     }

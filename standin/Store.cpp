@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "ObjectState.h"
 #include "StoreParts.h"
@@ -299,8 +300,7 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
         WriteScope scope(*this);
         long long version = 0;
         StoreObject(*object, kind, external, scope, version);
-        scope.Commit();
-        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        scope.Commit(version);
         MarkWritten(EngineState::Of(*object), kind.target, version);
         changes = TakeCommitted();
     }
@@ -336,8 +336,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
         db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
         if (durable || db_.Changes() > 0) scope.Changed(id, kDeletedClass);
         const long long version = durable ? NextVersion() : 0;
-        scope.Commit();
-        if (inTransaction_ && version != 0) transactionVersion_ = version;
+        scope.Commit(version);
         changes = TakeCommitted();
     }
     RunModules(changes);
@@ -384,10 +383,7 @@ void Store::CommitTransaction() {
 }
 
 Changes Store::TakeCommitted() {
-    if (inTransaction_) return Changes();
-    Changes changes;
-    changes.Append(std::move(committed_));
-    return changes;
+    return inTransaction_ ? Changes() : std::exchange(committed_, Changes());
 }
 
 void Store::RunModules(const Changes& changes) {

@@ -48,11 +48,14 @@ public:
     void Changed(const ConfigStoreObjectId& id, const char* className) {
         changes_.Add(id, className);
     }
-    void Commit() {
+    // `version` is the one the write's durable changes carry, 0 for none: a transaction's later
+    // writes carry it too.
+    void Commit(long long version = 0) {
         if (!store_.inTransaction_ || savepoint_) {
             store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
         }
         done_ = true;
+        if (store_.inTransaction_ && version != 0) store_.transactionVersion_ = version;
         store_.committed_.Append(std::move(changes_));
     }
 
