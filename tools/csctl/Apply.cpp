@@ -31,29 +31,6 @@ std::string Member(const rapidjson::Value& entry, const char* name) {
     return entry.HasMember(name) ? entry[name].GetString() : "";
 }
 
-// The exchange document of what one filter selects; objects of the component "" are all.
-rapidjson::Document Exported(const Identity& pattern) {
-    FilterSpecObjectStruct* rawFilter = nullptr;
-    Check(Logged([&] {
-              return CreateFilterSpecObject(pattern.key.c_str(), pattern.group.c_str(),
-                                            pattern.component.c_str(), pattern.instance.c_str(),
-                                            &rawFilter);
-          }),
-          "cannot make a filter");
-    const Filter filter(rawFilter);
-    FilterSpecObjectStruct* filters[] = {filter.get()};
-    char* rawText = nullptr;
-    const ConfigStoreCStatus status = Logged([&] { return Export(filters, 1, &rawText); });
-    const Text text(rawText);
-    Check(status, "cannot export");
-    rapidjson::Document document;
-    document.Parse(text.get());
-    if (document.HasParseError() || !document.IsObject() || !document.HasMember("objects")) {
-        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
-    }
-    return document;
-}
-
 // One input line per stored (identity, class), grouped by component.
 std::map<std::string, std::string> InputLines(const rapidjson::Document& exported) {
     std::map<std::string, std::string> lines;

@@ -145,6 +145,16 @@ std::string ReadAll(const std::string& path) {
 
 }  // namespace
 
+rapidjson::Document Exported(const Identity& pattern) {
+    const Filter filter = MakeFilter(pattern);
+    rapidjson::Document exported;
+    exported.Parse(ExportText({filter.get()}).get());
+    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
+        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
+    }
+    return exported;
+}
+
 ConfigStoreStruct* Session::store() {
     if (store_) return store_.get();
     ConfigStoreStruct* raw = nullptr;
@@ -190,12 +200,7 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
     Check(status, "cannot read the version of " + Name(identity));
 
     // A filter with an empty instance id selects every instance: keep this identity's entries.
-    const Filter filter = MakeFilter(identity);
-    rapidjson::Document exported;
-    exported.Parse(ExportText({filter.get()}).get());
-    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
-        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
-    }
+    const rapidjson::Document exported = Exported(identity);
     rapidjson::Value classes(rapidjson::kObjectType);
     for (auto& entry : exported["objects"].GetArray()) {
         if (!SameIdentity(entry, identity)) continue;

@@ -45,6 +45,9 @@ private:
     Store store_;
 };
 
+// The exchange document of what a filter spec of `pattern` selects (empty fields select all).
+rapidjson::Document Exported(const Identity& pattern);
+
 void RunWrites(Session& session, const std::vector<Write>& writes);
 void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys);
 void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions);
