@@ -252,7 +252,7 @@ void RunImport(Session& session, const std::string& path) {
     const std::string document = ReadAll(path);
     ErrorList errors;
     const ConfigStoreCStatus status =
-        Logged([&] { return Import(document.c_str(), &errors.entries, &errors.count); });
+        Logged([&] { return Import(document.c_str(), &errors.items, &errors.count); });
     if (status != CS_C_OK) {
         const std::string& logged = LastLogLine();
         Failure failure{status,
@@ -261,8 +261,8 @@ void RunImport(Session& session, const std::string& path) {
                         !logged.empty()};
         for (int i = 0; i < errors.count; ++i) {
             char *key = nullptr, *message = nullptr;
-            GetErrorInfoKey(errors.entries[i], &key);
-            GetErrorInfoMessage(errors.entries[i], &message);
+            GetErrorInfoKey(errors.items[i], &key);
+            GetErrorInfoMessage(errors.items[i], &message);
             const Text keyText(key), messageText(message);
             failure.entries.emplace_back(keyText ? keyText.get() : "",
                                          messageText ? messageText.get() : "");

@@ -42,26 +42,18 @@ public:
     int count = 0;
 };
 
-// The error entries of a refused import.
-class ErrorList {
+// An array of `count` items that the library hands out and `release` takes back whole.
+template <typename Item, ConfigStoreCStatus (*release)(Item***, int)>
+class ReleasedList {
 public:
-    ErrorList() = default;
-    ErrorList(const ErrorList&) = delete;
-    ErrorList& operator=(const ErrorList&) = delete;
-    ~ErrorList() { DestroyErrorInfoList(&entries, count); }
-    ErrorInfoStruct** entries = nullptr;
+    ReleasedList() = default;
+    ReleasedList(const ReleasedList&) = delete;
+    ReleasedList& operator=(const ReleasedList&) = delete;
+    ~ReleasedList() { release(&items, count); }
+    Item** items = nullptr;
     int count = 0;
 };
-
-// A string list from GetValueStringArray.
-class StringList {
-public:
-    StringList() = default;
-    StringList(const StringList&) = delete;
-    StringList& operator=(const StringList&) = delete;
-    ~StringList() { DestroyStringArrayValue(&strings, count); }
-    char** strings = nullptr;
-    int count = 0;
-};
+using ErrorList = ReleasedList<ErrorInfoStruct, DestroyErrorInfoList>;  // a refused import's
+using StringList = ReleasedList<char, DestroyStringArrayValue>;         // GetValueStringArray's
 
 }  // namespace csctl

@@ -209,10 +209,10 @@ const std::vector<TypedRead>& TypedReads() {
            Allocator& allocator) {
             StringList list;
             const ConfigStoreCStatus status =
-                GetValueStringArray(object, key, &list.strings, &list.count);
+                GetValueStringArray(object, key, &list.items, &list.count);
             out.SetArray();
             for (int i = 0; i < list.count; ++i) {
-                out.PushBack(rapidjson::Value(list.strings[i], allocator), allocator);
+                out.PushBack(rapidjson::Value(list.items[i], allocator), allocator);
             }
             return status;
         },
