@@ -26,7 +26,13 @@
  *
  * Threads.  The library starts no threads and takes no locks. Distinct handles may be used from
  *   different threads; one handle, together with its child handles, must not be used from two
- *   threads at once.
+ *   threads at once. A transaction belongs to the thread that began it: only that thread's
+ *   writes join it and only its reads see its uncommitted data. Another thread's writes wait for
+ *   it as another process's would (up to the engine's busy timeout, then CS_C_STORE_ERROR), and
+ *   its CommitTransaction and CancelTransaction find no transaction of its own.
+ *
+ * Log lines.  Each failure logs one line; control characters of the texts it quotes (names,
+ *   contexts, documents) are written as escapes (\n, \t, \xHH), so no text forges a line.
  *
  * Exceptions never cross this interface: an unexpected failure inside the library or the engine
  * is reported as CS_C_INTERNAL_ERROR.

@@ -29,8 +29,8 @@ ObjectList Store::GetDesiredInstances(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
     CheckListOperation(id);
     ObjectList objects;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    auto rows = db_.Run(kSelectDesired, id.key, id.group, id.component);
+    Access access(*this, Access::kRead);
+    auto rows = access.db().Run(kSelectDesired, id.key, id.group, id.component);
     while (rows.Next()) {
         const ConfigStoreObjectId instance(id.key, id.group, id.component,
                                            std::string(rows.Text(0)));
@@ -62,12 +62,12 @@ std::shared_ptr<ConfigStoreObject> Store::Assemble(const StoredIdentity& identit
 }
 
 void Store::ForEachSelected(const FilterSpecObject& filter, bool withObjects, const Visit& visit) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ForEachSelectedLocked(filter, withObjects, visit);
+    Access access(*this, Access::kRead);
+    ForEachSelectedIn(access.db(), filter, withObjects, visit);
 }
 
-void Store::ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
-                                  const Visit& visit) {
+void Store::ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool withObjects,
+                              const Visit& visit) {
     // Without values to compare, SQL's identity test is the whole decision.
     const bool assemble = withObjects || TestsValues(filter);
     const Narrowing narrowing = NarrowingOf(
@@ -95,7 +95,7 @@ void Store::ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjec
             visit(current, std::move(object));
         }
     };
-    auto rows = db_.Query(query, KivConfigStore::ERR_DB_READ_FAILED, narrowing.arguments);
+    auto rows = db.Query(query, KivConfigStore::ERR_DB_READ_FAILED, narrowing.arguments);
     while (rows.Next()) {
         const std::string_view fields[] = {rows.Text(0), rows.Text(1), rows.Text(2), rows.Text(3)};
         ConfigStoreObjectId& id = current.id;
@@ -151,12 +151,12 @@ void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
     CheckListOperation(GivenFilter(filter.get()).objectId);
     Changes changes;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const Access access(*this, Access::kWrite);
         std::vector<ConfigStoreObjectId> selected;
-        ForEachSelectedLocked(*filter, false,
-                              [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
-                                  selected.push_back(stored.id);
-                              });
+        ForEachSelectedIn(db_, *filter, false,
+                          [&](StoredIdentity& stored, std::shared_ptr<ConfigStoreObject>) {
+                              selected.push_back(stored.id);
+                          });
         if (selected.empty()) return;
         WriteScope scope(*this);
         scope.WillChange(2);
@@ -190,7 +190,7 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
     const bool external = context != nullptr && *context != INTERNAL;
     Changes changes;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const Access access(*this, Access::kWrite);
         WriteScope scope(*this);
         scope.WillChange(objects.size() > 1 ? 2 : 1);
         long long version = 0;
@@ -208,7 +208,7 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
                        std::vector<KivConfigStore::ErrorInfo>& errors) {
     Changes changes;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const Access access(*this, Access::kWrite);
         WriteScope scope(*this);
         scope.WillChange(2);
         long long version = 0;

@@ -90,10 +90,15 @@ void PrepareDatabase(Database& db, const std::string& schema, const std::string&
 }  // namespace
 
 void OpenFiles(Database& db, const StoreFiles& files) {
-    db.SetBusyTimeout(5000);
+    db.SetBusyTimeout(kBusyMilliseconds);
     PrepareDatabase(db, "main", files.database, kMainTables, true);
     db.Attach(files.runtimeDatabase, "runtime");
     PrepareDatabase(db, "runtime", files.runtimeDatabase, kRuntimeTables, false);
+}
+
+void OpenReader(Database& db, const StoreFiles& files) {
+    db.SetBusyTimeout(kBusyMilliseconds);
+    db.Attach(files.runtimeDatabase, "runtime");
 }
 
 }  // namespace standin

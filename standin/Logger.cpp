@@ -9,6 +9,8 @@
 #include <cstring>
 #include <mutex>
 
+#include "ControlEscapes.h"
+
 namespace {
 
 int SyslogPriority(log_priority priority) {
@@ -28,21 +30,24 @@ int SyslogPriority(log_priority priority) {
 }  // namespace
 
 void CSLogger::Log(log_priority priority, const char* format, ...) {
-    const char* destination = std::getenv("CONFIGSTORE_LOG");
+    // The line is formatted first and its control characters escaped: a text of a caller's (a
+    // name, a context, a module's output) holding a newline cannot forge a line of its own.
+    char text[4096];
     va_list arguments;
     va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    char line[sizeof text];
+    escapes::EscapeInto(text, line, sizeof line);
+    const char* destination = std::getenv("CONFIGSTORE_LOG");
     if (destination != nullptr && std::strcmp(destination, "stderr") == 0) {
         // One write per line, so that lines of several threads do not mix.
-        char line[4096];
-        const int prefix = std::snprintf(line, sizeof line, "configstore: ");
-        std::vsnprintf(line + prefix, sizeof line - static_cast<std::size_t>(prefix) - 1, format,
-                       arguments);
-        std::strcat(line, "\n");
-        std::fputs(line, stderr);
+        char whole[sizeof line + 16];
+        std::snprintf(whole, sizeof whole, "configstore: %s\n", line);
+        std::fputs(whole, stderr);
     } else {
         static std::once_flag opened;
         std::call_once(opened, [] { openlog("configstore", LOG_PID, LOG_USER); });
-        vsyslog(SyslogPriority(priority), format, arguments);
+        syslog(SyslogPriority(priority), "%s", line);
     }
-    va_end(arguments);
 }

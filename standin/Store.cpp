@@ -127,6 +127,27 @@ Store::Store(const StoreFiles& files) : files_(files), db_(files.database, true)
     OpenFiles(db_, files_);
 }
 
+Store::Access::Access(Store& store, Purpose purpose) : lock_(store.mutex_), db_(&store.db_) {
+    const auto foreign = [&store] {
+        return store.inTransaction_ && store.transactionOwner_ != std::this_thread::get_id();
+    };
+    if (!foreign()) return;
+    if (purpose == kRead) {
+        if (store.reader_ == nullptr) {
+            auto reader = std::make_unique<Database>(store.files_.database, false);
+            OpenReader(*reader, store.files_);
+            store.reader_ = std::move(reader);
+        }
+        db_ = store.reader_.get();
+        return;
+    }
+    if (!store.transactionEnded_.wait_for(lock_, std::chrono::milliseconds(kBusyMilliseconds),
+                                          [&] { return !foreign(); })) {
+        Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED,
+             "database is locked (a transaction of another thread, " + store.files_.database + ")");
+    }
+}
+
 Store::~Store() {
     if (!inTransaction_) return;
     db_.ExecuteQuietly("ROLLBACK");
@@ -176,9 +197,9 @@ void ValidateStored(const Schema& schema, const WrittenClasses& written,
 
 }  // namespace
 
-StoredClasses Store::LoadStored(const ConfigStoreObjectId& id, long long* version) {
+StoredClasses Store::LoadStored(Database& db, const ConfigStoreObjectId& id, long long* version) {
     StoredClasses stored;
-    auto rows = db_.Run(kSelectIdentity, id.key, id.group, id.component, id.instanceId);
+    auto rows = db.Run(kSelectIdentity, id.key, id.group, id.component, id.instanceId);
     while (rows.Next()) {
         const long long dataClass = rows.Integer(0);
         if (dataClass < 0 || dataClass > kValueClasses) continue;
@@ -206,8 +227,8 @@ std::shared_ptr<ConfigStoreObject> Store::Get(const ConfigStoreObjectId& id) {
     EngineObject& values = EngineState::Of(*object);
     UseDefaults(values, schema);
     bool found = values.defaults != nullptr;
-    const std::lock_guard<std::mutex> lock(mutex_);
-    StoredClasses stored = LoadStored(id, &values.version);
+    Access access(*this, Access::kRead);
+    StoredClasses stored = LoadStored(access.db(), id, &values.version);
     for (int dataClass = 0; dataClass < kValueClasses; ++dataClass) {
         if (!stored[dataClass]) continue;
         AddLoaded(values, static_cast<DataClass>(dataClass), *stored[dataClass]);
@@ -229,8 +250,8 @@ std::shared_ptr<ConfigStoreObject> Store::GetDesired(const ConfigStoreObjectId& 
     SchemaChecked(id);
     auto object = std::make_shared<ConfigStoreObject>(id);
     EngineObject& values = EngineState::Of(*object);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    StoredClasses stored = LoadStored(id, &values.version);
+    Access access(*this, Access::kRead);
+    StoredClasses stored = LoadStored(access.db(), id, &values.version);
     auto& desired = stored[static_cast<int>(DataClass::Desired)];
     if (!desired) return nullptr;
     // Written back with Set, the desired configuration becomes the configuration.
@@ -248,7 +269,7 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
         Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
     }
     long long ignored = 0;
-    StoredClasses stored = LoadStored(id, &ignored);
+    StoredClasses stored = LoadStored(db_, id, &ignored);
     const bool recordDesired =
         external && (kind.target == DataClass::Configuration || kind.target == DataClass::UserData);
     const WrittenClasses written = ApplyWrite(values, kind, recordDesired, stored);
@@ -296,7 +317,7 @@ void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONT
     const bool external = context != nullptr && *context != INTERNAL;
     Changes changes;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const Access access(*this, Access::kWrite);
         WriteScope scope(*this);
         long long version = 0;
         StoreObject(*object, kind, external, scope, version);
@@ -328,7 +349,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
     SchemaChecked(id);
     Changes changes;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const Access access(*this, Access::kWrite);
         WriteScope scope(*this);
         scope.WillChange(2);  // two deletes, then perhaps the change counter
         db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
@@ -344,7 +365,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
 
 void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
     CheckIdentity(id);
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const Access access(*this, Access::kWrite);
     WriteScope scope(*this);
     scope.WillChange(1);
     db_.Do(status ? kSetBooting : kClearBooting, id.key, id.group, id.component, id.instanceId);
@@ -352,11 +373,12 @@ void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
 }
 
 void Store::BeginTransaction() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const Access access(*this, Access::kWrite);
     if (inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED, "a transaction is already open");
     db_.Do(kBegin);
     inTransaction_ = true;
+    transactionOwner_ = std::this_thread::get_id();
     transactionVersion_ = 0;
     committed_ = Changes();
 }
@@ -365,7 +387,7 @@ void Store::CommitTransaction() {
     Changes changes;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        if (!inTransaction_)
+        if (!OwnsTransaction())
             Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
         try {
             db_.Do(kCommit);
@@ -373,10 +395,14 @@ void Store::CommitTransaction() {
             // SQLite keeps the transaction open after some failures (the caller may retry or
             // cancel) and rolls it back after others.
             inTransaction_ = db_.InTransaction();
-            if (!inTransaction_) committed_ = Changes();
+            if (!inTransaction_) {
+                committed_ = Changes();
+                transactionEnded_.notify_all();
+            }
             throw;
         }
         inTransaction_ = false;
+        transactionEnded_.notify_all();
         changes = TakeCommitted();
     }
     RunModules(changes);
@@ -392,9 +418,10 @@ void Store::RunModules(const Changes& changes) {
 
 void Store::CancelTransaction() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!inTransaction_)
+    if (!OwnsTransaction())
         Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
     inTransaction_ = false;
+    transactionEnded_.notify_all();
     committed_ = Changes();
     if (db_.InTransaction()) db_.Do(kRollback);
 }

@@ -5,11 +5,13 @@
 #include <kivconfigstore/ConfigStore.h>
 
 #include <array>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Apply.h"
@@ -88,6 +90,7 @@ public:
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
 private:
+    class Access;
     class WriteScope;
 
     void Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context);
@@ -98,12 +101,13 @@ private:
                      long long& version);
     void StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long& version);
     // The identity's stored documents; `version` rises to the latest of its durable classes.
-    StoredClasses LoadStored(const ConfigStoreObjectId& id, long long* version);
+    static StoredClasses LoadStored(Database& db, const ConfigStoreObjectId& id,
+                                    long long* version);
     // An object made of an identity's stored class texts; null when no value class is stored.
     std::shared_ptr<ConfigStoreObject> Assemble(const StoredIdentity& identity, long long version,
                                                 const std::shared_ptr<const Schema>& schema);
-    void ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
-                               const Visit& visit);
+    void ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool withObjects,
+                           const Visit& visit);
     long long NextVersion();
     // Under the lock: what a commit just changed, taken for its modules; nothing while a
     // transaction stays open.
@@ -112,13 +116,22 @@ private:
     // results they record are writes of this store: holding the lock while they run would stall
     // every other thread of the process on this store for as long as a module takes.
     void RunModules(const Changes& changes);
+    // The calling thread began the open transaction.
+    bool OwnsTransaction() const {
+        return inTransaction_ && transactionOwner_ == std::this_thread::get_id();
+    }
     // The open transaction has counted its change already: its writes carry that version.
     bool VersionKnown() const { return inTransaction_ && transactionVersion_ != 0; }
 
     std::mutex mutex_;
     StoreFiles files_;
     Database db_;
+    // Opened when a thread reads while another thread's transaction is open: it sees only what
+    // was committed, as another process would.
+    std::unique_ptr<Database> reader_;
     bool inTransaction_ = false;
+    std::thread::id transactionOwner_;  // the thread that began the open transaction
+    std::condition_variable transactionEnded_;
     long long transactionVersion_ = 0;  // the version the open transaction's writes carry
     Changes committed_;  // what the open transaction's writes, or the write under way, changed
 };

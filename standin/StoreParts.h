@@ -15,9 +15,32 @@ extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
 // Sets up the store's main database and attaches its runtime database, creating their tables
 // in new files; files that are not store databases, or are damaged, are refused untouched.
 void OpenFiles(Database& db, const StoreFiles& files);
+// Sets up a second connection to files that OpenFiles has set up already.
+void OpenReader(Database& db, const StoreFiles& files);
+
+// How long a write waits for another's transaction, in this process or another, before it fails.
+constexpr int kBusyMilliseconds = 5000;
 
 // A stored document, which the engine wrote itself: one that does not parse is damage.
 Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass);
+
+// The store's lock for one operation, and the connection that operation uses. A transaction
+// belongs to the thread that began it: another thread's reads see only what was committed
+// (through a second connection), and its writes wait for the transaction to end as another
+// process's would, failing with 1011 after the busy timeout.
+class Store::Access {
+public:
+    enum Purpose { kRead, kWrite };
+    Access(Store& store, Purpose purpose);
+    Access(const Access&) = delete;
+    Access& operator=(const Access&) = delete;
+    // The connection of this operation.
+    Database& db() { return *db_; }
+
+private:
+    std::unique_lock<std::mutex> lock_;
+    Database* db_;
+};
 
 // One write's share of the store: its own transaction, or inside the caller's a savepoint, so
 // that a write that fails leaves nothing behind either way. A write that changes the database

@@ -3,11 +3,34 @@
 
 #include <kivconfigstore/CSLogger.h>
 
+#include <type_traits>
+
+#include "ControlEscapes.h"
+
 namespace binding {
+
+// A text argument of a line with its control characters escaped: a name or a context holding a
+// newline cannot forge a line of its own. Its room is its own: a failure path never allocates.
+class LogText {
+public:
+    explicit LogText(const char* text) noexcept : text_(text) {
+        if (text_ == nullptr || !escapes::HasControls(text_)) return;
+        escapes::EscapeInto(text_, escaped_, sizeof escaped_);
+        text_ = escaped_;
+    }
+    LogText(const LogText&) = delete;
+    LogText& operator=(const LogText&) = delete;
+    const char* get() const noexcept { return text_; }
+
+private:
+    const char* text_;
+    char escaped_[2048];
+};
 
 template <class... Args>
 void LogLine(const char* format, Args... args) {
-    CSLogger::Log(CS_LOG_ERROR, format, args...);
+    static_assert((std::is_same_v<Args, const char*> && ...), "lines take texts only");
+    CSLogger::Log(CS_LOG_ERROR, format, LogText(args).get()...);
 }
 
 // Formats of the lines the library writes; the first %s is always the log tag.

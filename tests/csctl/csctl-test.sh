@@ -67,6 +67,7 @@ check_rows <<'ROWS'
 6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
 6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
 2 | set a g c IS_BOOT=1 | .error.name == "CS_C_INVALID_ARGUMENT" and (.error.message | test("IS_BOOT"))
+64 | --namespace '' list interface | .error.name == "USAGE"
 1 | --namespace bad/name list interface | .error.name == "CS_C_STORE_ERROR" and (.error.message | test("^GetStore: "))
 66 | import "$work/absent.json" | .error.name == "NO_INPUT"
 64 | frobnicate | .error.name == "USAGE"
@@ -95,6 +96,10 @@ run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/
     fail "text of get"
 [ "$(run list interface mtu=1400)" = $'network/interfaces/interface/eth1\nnetwork/interfaces/interface/eth2' ] ||
     fail "text of list"
+# A name or value holding control characters stays on its line.
+odd=$(printf 'k\nx')
+run set "$odd" g c "$(printf 'v=a\tb')" >/dev/null
+[ "$(run list "$odd"; run get "$odd" g c v)" = 'c/g/k\nx'$'\n''v = a\tb' ] || fail "control characters in text"
 code=0
 run set interface interfaces network --instance eth1 mtu=1 2>"$work/stderr" || code=$?
 [ "$code" -eq 3 ] && grep -q "^configstore: Set: Validation Error" "$work/stderr" || fail "text of a failure"

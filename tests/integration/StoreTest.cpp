@@ -2,9 +2,12 @@
 // (read_back), in every data class and context, through transactions and failures.
 #include <kivconfigstore/ConfigStore.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "Integration.h"
@@ -184,6 +187,27 @@ TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
     }
 }
 
+// A transaction belongs to the thread that began it: another thread, with its own store handle,
+// reads only what was committed, and its write waits for the transaction's end, not joining it.
+TEST_F(StoreTest, ATransactionBelongsToTheThreadThatBeganIt) {
+    const std::string other = key + "-other";
+    ASSERT_EQ(BeginTransaction(store.get()), CS_C_OK);
+    ASSERT_EQ(Set(store.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
+    std::atomic<bool> written{false};
+    std::thread writer([&] {
+        const Store own = Open(nameSpace);
+        Fetch(own.get(), key, CS_C_NOT_FOUND);
+        EXPECT_EQ(Set(own.get(), Make(other, nullptr, "{\"b\": 2}").get(), nullptr), CS_C_OK);
+        written = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(written);
+    ASSERT_EQ(CancelTransaction(store.get()), CS_C_OK);
+    writer.join();
+    Fetch(store.get(), key, CS_C_NOT_FOUND);
+    EXPECT_EQ(ReadBack(nameSpace, other, "b"), "b=2\n");
+}
+
 // CONFIGSTORE_NAMESPACE names the store of GetStore(NULL) and of the functions without a store;
 // a store asked for by name stays that store.
 TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
@@ -227,14 +251,17 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
     // clang-format on
     const std::tuple<const char*, std::function<int()>, int, std::string> rows[] = {
         ROW(GetStore("../x", &opened), CS_C_STORE_ERROR, "Failed to open database '../x'"),
+        // Control characters of a caller's text are escaped: no line of its own.
+        ROW(GetStore("a\nb", &opened), CS_C_STORE_ERROR, "Failed to open database 'a\\nb'"),
+
         ROW(GetStore("directory", &opened), CS_C_STORE_ERROR,
             "Failed to open database " + directoryDb),
         ROW(CreateObject(key.c_str(), kGroup, kComponent, nullptr, "[1]", &made),
             CS_C_INVALID_ARGUMENT, "Invalid JSON: the document is not a JSON object"),
         ROW(Set(s, bad.get(), nullptr), CS_C_VALIDATION_ERROR, "Validation Error: '/mtu' "),
         ROW(Update(s, bad.get(), "INTERNAL"), CS_C_VALIDATION_ERROR, "Validation Error: '/mtu' "),
-        ROW(Get(s, "clock", "time", "system", "x", &made), CS_C_STORE_ERROR,
-            "Singleton object cannot contain instanceId: system/time/clock/x"),
+        ROW(Get(s, "clock", "time", "system", "x\ny", &made), CS_C_STORE_ERROR,
+            "Singleton object cannot contain instanceId: system/time/clock/x\\ny"),
         ROW(CreateObject("interface", "interfaces", "network", nullptr, "", &made),
             CS_C_INVALID_ARGUMENT,
             "Non-Singleton object should contain instanceId: network/interfaces/interface"),

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "ControlEscapes.h"
+
 #include "Apply.h"
 #include "Commands.h"
 
@@ -73,7 +75,14 @@ void AddClass(CLI::App* command, Arguments& arguments) {
 void Configure(Parser& parser) {
     CLI::App& app = parser.app;
     Arguments& arguments = parser.arguments;
-    app.add_option("--namespace", arguments.nameSpace, "the store's namespace");
+    // An empty name is no way to ask for the default namespace: GetStore refuses it too.
+    app.add_option("--namespace", arguments.nameSpace, "the store's namespace")
+        ->check(CLI::Validator(
+            [](const std::string& name) {
+                return name.empty() ? std::string("a namespace's name is never empty")
+                                    : std::string();
+            },
+            "NAME"));
     app.add_flag("--json", arguments.json, "JSON on standard output");
     app.set_version_flag("--version", CSCTL_VERSION);
     app.require_subcommand(1, 1);
@@ -269,7 +278,7 @@ int main(int argc, char** argv) {
     try {
         return csctl::Run(argc, argv);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "csctl: %s\n", failure.what());
+        std::fprintf(stderr, "csctl: %s\n", escapes::Escaped(failure.what()).c_str());
     } catch (...) {
         std::fprintf(stderr, "csctl: unexpected failure\n");
     }

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "ControlEscapes.h"
+
 namespace csctl {
 namespace {
 
@@ -68,7 +70,7 @@ void Output::Identities(const rapidjson::Value& identities) {
 }
 
 void Output::Document(const std::string& text) {
-    Line(text);
+    Write(text);
 }
 
 void Output::InstanceId(const std::string& id) {
@@ -98,9 +100,12 @@ void Output::Done() {
 
 void Output::Error(const Failure& failure) {
     if (!json_) {
-        if (!failure.logged) std::fprintf(stderr, "csctl: %s\n", failure.message.c_str());
+        if (!failure.logged) {
+            std::fprintf(stderr, "csctl: %s\n", escapes::Escaped(failure.message).c_str());
+        }
         for (const auto& [key, message] : failure.entries) {
-            std::fprintf(stderr, "csctl: %s: %s\n", key.c_str(), message.c_str());
+            std::fprintf(stderr, "csctl: %s: %s\n", escapes::Escaped(key).c_str(),
+                         escapes::Escaped(message).c_str());
         }
         return;
     }
@@ -130,10 +135,16 @@ bool Output::Flush() {
 }
 
 void Output::Json(const rapidjson::Value& value) {
-    Line(JsonText(value));
+    Write(JsonText(value));
 }
 
+// A line of text for people is one line: the control characters of values and names are escaped.
 void Output::Line(const std::string& text) {
+    Write(escapes::Escaped(text));
+}
+
+// JSON, whose strings hold no control character, goes out as it is.
+void Output::Write(const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
 }

@@ -37,6 +37,7 @@ public:
 private:
     void Json(const rapidjson::Value& value);
     void Line(const std::string& text);
+    void Write(const std::string& text);
     bool json_;
 };
 
