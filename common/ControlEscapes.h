@@ -61,4 +61,24 @@ inline std::string Escaped(std::string_view text) {
     return escaped;
 }
 
+// Bytes that may not be text at all (what a program printed) as printable ASCII: a backslash
+// doubled, every byte outside printable ASCII as an escape, so that the result is valid UTF-8 and
+// a cut anywhere still leaves readable text.
+inline std::string AsciiEscaped(std::string_view bytes) {
+    std::string escaped;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        char escape[5];
+        if (byte == '\\') {
+            escaped += "\\\\";
+        } else if (byte >= 0x80) {
+            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+            escaped += escape;
+        } else {
+            escaped.append(escape, EscapeOf(byte, escape));
+        }
+    }
+    return escaped;
+}
+
 }  // namespace escapes

@@ -19,6 +19,7 @@
 #include <set>
 
 #include "Errors.h"
+#include "PathComponent.h"
 #include "SchemaSafety.h"
 
 namespace standin {
@@ -51,11 +52,6 @@ std::string Text(const JsonValue& value) {
 bool Is(const JsonValue& name, const char* text) {
     return name.GetStringLength() == std::strlen(text) &&
            std::memcmp(name.GetString(), text, name.GetStringLength()) == 0;
-}
-
-bool IsPathComponent(const std::string& name) {
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
-           name.find('\0') == std::string::npos;
 }
 
 // ---- Validation ----

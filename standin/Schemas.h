@@ -31,9 +31,9 @@ struct Schema {
 std::string ComponentsDirectory();
 
 // The schema of (component, group, key), or null when there is none (no file, or a name that
-// cannot be one path component: empty, ".", "..", containing '/' or NUL). Files are read once
-// and kept for the process; a file whose (device, inode, size, mtime) changed since is read
-// again, a removed one is forgotten. Thread-safe.
+// cannot be one path component: empty, ".", "..", containing '/' or NUL, longer than NAME_MAX).
+// Files are read once and kept for the process; a file whose (device, inode, size, mtime) changed
+// since is read again, a removed one is forgotten. Thread-safe.
 //
 // Refused files (ConfigStoreException, the file's path in the message):
 // - 1081 (ERR_JSON_FILE_PARSE_FAILED): not a readable regular file of at most 16 MiB, or not

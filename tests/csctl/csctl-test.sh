@@ -110,7 +110,7 @@ run instance-id >/dev/full 2>/dev/null || code=$?
 # Apply modules log their stage, APPLY_BOOT, namespace and input lines; in a boot run the
 # network module also tries an external write, which the boot status refuses. clock fails,
 # slow outlives the time limit through a child of its own, broken cannot start (it is not
-# executable).
+# executable). noisy prints, which never reaches csctl's output.
 apply=$work/apply
 mkdir -p "$apply/system-early" "$apply/network" "$apply/system"
 printf '%s\n' '#!/bin/sh' \
@@ -121,8 +121,9 @@ cp "$apply/network/network" "$apply/system-early/network"
 printf '#!/bin/sh\necho "$CONFIGSTORE_APPLY_STAGE clock" >>"$APPLY_LOG"\nexit 3\n' >"$apply/system/clock"
 printf '#!/bin/sh\nsleep 30\n' >"$apply/system/slow"
 printf '#!/bin/sh\n' >"$apply/system/broken"
+printf '#!/bin/sh\necho noise\necho noise >&2\n' >"$apply/system/noisy"
 chmod +x "$apply/network/network" "$apply/system-early/network" "$apply/system/clock" \
-    "$apply/system/slow"
+    "$apply/system/slow" "$apply/system/noisy"
 export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY_DIR=$apply
 lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
 check_rows <<'ROWS'
@@ -131,6 +132,8 @@ check_rows <<'ROWS'
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
 8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: Permission denied$"))
 6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
+0 | set noise things noisy v=1 | .ok
+0 | apply noisy | .[0].output == "noise\\nnoise\\n"
 0 | status network clock | map([.component, .stage, .status, .code, .exitValue]) == [["clock", "system", "failed", 1104, 3], ["network", "network", "ok", 0, 0]]
 ROWS
 [ "$(cat "$APPLY_LOG")" = "system-early 0 global $lines"$'\n'"network 0 global $lines"$'\n'"system clock" ] ||
@@ -142,6 +145,18 @@ run apply --boot >/dev/null 2>&1 || code=$?
 [ "$(cut -d' ' -f1,2 "$APPLY_LOG" | tr '\n' ,)" = "system-early 1,network 1,system clock," ] ||
     fail "boot run: $(cat "$APPLY_LOG")"
 run set interface interfaces network --instance eth1 mtu=1300 || fail "the boot status stayed"
+
+# A boot run stopped by SIGTERM while a module runs clears the boot status, then ends by the signal.
+printf '#!/bin/sh\ntouch "$APPLY_LOG.started"\nsleep 30\n' >"$apply/system/slow"
+chmod +x "$apply/system/slow"
+"${emulator[@]}" "$csctl" apply --boot >/dev/null 2>&1 &
+boot=$!
+for _ in $(seq 300); do [ -e "$APPLY_LOG.started" ] && break || sleep 0.1; done
+kill -TERM "$boot"
+code=0
+wait "$boot" || code=$?
+[ "$code" -eq 143 ] || fail "apply --boot stopped: exit $code"
+run set interface interfaces network --instance eth1 mtu=1400 || fail "a stopped boot run left the boot status"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "csctl: all checks passed"

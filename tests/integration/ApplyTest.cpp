@@ -1,9 +1,11 @@
 // Apply modules on the stand-in engine: after a commit, each changed component's modules run,
 // stage by stage, with exactly what changed on their standard input; a module that fails is
 // logged and recorded while the write stands.
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -46,6 +48,7 @@ protected:
                 bool executable = true) {
         fs::create_directories(root / "modules" / stage);
         const fs::path path = root / "modules" / stage / component;
+        fs::remove(path);
         std::ofstream(path) << text;
         chmod(path.c_str(), executable ? 0755 : 0644);
     }
@@ -57,7 +60,8 @@ protected:
         return text.str();
     }
 
-    // The result record of `component`: "status code exitValue", or the status of its read.
+    // The result record of `component`: "status code exitValue" and the end of its output, or the
+    // status of its read.
     std::string Result(const char* component) {
         Filter filter = MakeFilter("apply", "results", "configstore", component);
         ConfigStoreObjectStruct** objects = nullptr;
@@ -65,10 +69,18 @@ protected:
         const int found = GetInstances(store.get(), filter.get(), &objects, &count);
         if (found != CS_C_OK || count != 1) return "status " + std::to_string(found);
         char* status = nullptr;
+        char* output = nullptr;
         EXPECT_EQ(GetValueStr(objects[0], "status", &status), CS_C_OK);
-        const std::string text = std::string(status ? status : "") + " " +
-                                 IntOf(objects[0], "code") + " " + IntOf(objects[0], "exitValue");
+        EXPECT_EQ(GetValueStr(objects[0], "output", &output), CS_C_OK);
+        std::string text = std::string(status ? status : "") + " " + IntOf(objects[0], "code") +
+                           " " + IntOf(objects[0], "exitValue");
+        const std::string printed = output ? output : "";
+        EXPECT_LE(printed.size(), 4 * 4096u);  // the last 4 KiB, escaped
+        if (!printed.empty())
+            text +=
+                " " + printed.substr(printed.size() - std::min<std::size_t>(printed.size(), 16));
         free(status);
+        free(output);
         Listed(objects, count);
         return text;
     }
@@ -127,6 +139,12 @@ const Commit kCommits[] = {
          ASSERT_EQ(CancelTransaction(s), CS_C_OK);
      },
      ""},
+    {"components that are no path component: nothing, not even a failure",
+     [](ConfigStoreStruct* s) {
+         EXPECT_EQ(Write(s, "eth", "../../outside/a"), CS_C_OK);
+         EXPECT_EQ(Write(s, "eth", std::string(300, 'a').c_str()), CS_C_OK);
+     },
+     ""},
     {"a delete",
      [](ConfigStoreStruct* s) {
          Write(s, "wlan", "b");
@@ -140,11 +158,14 @@ TEST_F(ApplyTest, Commits) {
     Module("network", "a", kRecorder);
     Module("system", "a", kRecorder);
     Module("system-early", "b", kRecorder);
-    const int callers = dup(2);  // a descriptor of the caller's own, which no module gets
+    Module("../outside", "a", kRecorder);  // where "../../outside/a" leads from a stage
+    const int callers = dup(2);            // a descriptor of the caller's own, which no module gets
     for (const Commit& commit : kCommits) {
         SCOPED_TRACE(commit.name);
         fs::remove(root / "log");
+        ::testing::internal::CaptureStderr();
         commit.write(store.get());
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
         EXPECT_EQ(Log(), commit.log);
     }
     close(callers);
@@ -152,7 +173,10 @@ TEST_F(ApplyTest, Commits) {
     EXPECT_EQ(Result("c"), "status 6");  // no module, no record
 }
 
-// A module that fails is logged with its code and recorded; the write is stored all the same.
+// A module that fails is logged with its code and the end of what it printed, and recorded; the
+// write is stored all the same. Nothing a module prints reaches the caller's output, and at the
+// time limit everything it started is killed, a child in a session of its own too (its pid in
+// the log). A null module is a link to an executable outside the apply directory.
 struct Failure {
     const char* module;
     bool executable;
@@ -160,21 +184,36 @@ struct Failure {
     const char* result;
 };
 const Failure kFailures[] = {
-    {"#!/bin/sh\nexit 3\n", true, "Child process terminated with exit value: 3: ", "failed 1104 3"},
-    {"#!/bin/sh\nsleep 10\n", true, "Failed to wait for child process: ", "failed 1103 absent"},
+    {"#!/bin/sh\nseq 20000\necho out\necho err >&2\nexit 3\n", true,
+     "Child process terminated with exit value: 3: ", "failed 1104 3 0000\\nout\\nerr\\n"},
+    {"#!/bin/sh\nsetsid sh -c 'echo $$ >\"$APPLY_LOG\"; exec sleep 10' &\nsleep 10\n", true,
+     "Failed to wait for child process: ", "failed 1103 absent"},
     {"#!/bin/sh\nexit 0\n", false, "Torvane_ForkExec failed, errno: ", "failed 1102 absent"},
+    {nullptr, true, "Torvane_ForkExec failed, errno: 13: ", "failed 1102 absent"},
     {"#!/bin/sh\nexit 0\n", true, "", "ok 0 0"},
 };
 
 TEST_F(ApplyTest, FailuresAreLoggedAndTheWriteStands) {
     setenv("CONFIGSTORE_APPLY_TIMEOUT", "0.5", 1);
     for (const Failure& failure : kFailures) {
-        SCOPED_TRACE(failure.module);
-        Module("storage", "d", failure.module, failure.executable);
+        SCOPED_TRACE(failure.module ? failure.module : "a link outside");
+        const std::string path = (root / "modules" / "storage" / "d").string();
+        if (failure.module != nullptr) {
+            Module("storage", "d", failure.module, failure.executable);
+        } else {
+            Module("..", "outside", "#!/bin/sh\nexit 0\n");
+            fs::remove(path);
+            fs::create_symlink(root / "outside", path);
+        }
+        fs::remove(root / "log");
+        ::testing::internal::CaptureStdout();
         ::testing::internal::CaptureStderr();
         EXPECT_EQ(Write(store.get(), "disk", "d"), CS_C_OK);
         const std::string log = ::testing::internal::GetCapturedStderr();
-        const std::string path = (root / "modules" / "storage" / "d").string();
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+        if (const std::string child = Log(); !child.empty()) {
+            EXPECT_NE(kill(std::stoi(child), 0), 0) << "left running: " << child;
+        }
         if (*failure.logged == '\0') {
             EXPECT_EQ(log, "");
         } else {

@@ -2,15 +2,16 @@
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <sys/stat.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <map>
 #include <set>
 
-#include "Modules.h"
+#include "ApplyModules.h"
 
 namespace csctl {
 namespace {
@@ -62,7 +63,7 @@ std::string Now() {
 
 struct Result {
     std::string component, stage, at;
-    ModuleRun run;
+    standin::ModuleOutcome run;
 };
 
 void Record(ConfigStoreStruct* store, const Result& result) {
@@ -77,6 +78,7 @@ void Record(ConfigStoreStruct* store, const Result& result) {
         {"stage", result.stage},
         {"status", result.run.code == 0 ? "ok" : "failed"},
         {"message", result.run.message},
+        {"output", result.run.output},
         {"at", result.at}};
     for (const auto& [key, value] : texts) {
         Check(Logged([&] { return SetValueStr(object.get(), key, value.c_str()); }),
@@ -106,6 +108,8 @@ rapidjson::Document ResultsJson(const std::vector<Result>& results) {
         entry.AddMember("message", rapidjson::Value(result.run.message.c_str(), allocator),
                         allocator);
         if (result.run.exitValue) entry.AddMember("exitValue", *result.run.exitValue, allocator);
+        entry.AddMember("output", rapidjson::Value(result.run.output.c_str(), allocator),
+                        allocator);
         entry.AddMember("at", rapidjson::Value(result.at.c_str(), allocator), allocator);
         json.PushBack(entry, allocator);
     }
@@ -130,33 +134,60 @@ void SetBootStatusOfAll(const rapidjson::Document& exported, bool status) {
     }
 }
 
-bool Exists(const std::string& path) {
-    struct stat info;
-    return ::lstat(path.c_str(), &info) == 0;
-}
+// The signal that stopped a boot run: SIGINT, SIGTERM or SIGHUP.
+volatile std::sig_atomic_t tStopSignal = 0;
 
-// Runs the components' modules stage by stage; each component's result is its first failure,
-// else its last stage.
+// While a boot run holds the boot status, these signals stop it: the running module is killed,
+// the boot status cleared, and then csctl ends by the signal.
+class StopSignals {
+public:
+    StopSignals() {
+        struct sigaction action {};
+        action.sa_handler = [](int signal) { tStopSignal = signal; };
+        sigemptyset(&action.sa_mask);
+        for (std::size_t i = 0; i < kCount; ++i) sigaction(kSignals[i], &action, &previous_[i]);
+    }
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+    ~StopSignals() {
+        for (std::size_t i = 0; i < kCount; ++i) sigaction(kSignals[i], &previous_[i], nullptr);
+    }
+    // Ends csctl by the signal that came, if one did, as it would have without the handler.
+    void EndIfStopped() {
+        const int signal = tStopSignal;
+        if (signal == 0) return;
+        std::fflush(nullptr);
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
+
+private:
+    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+    static constexpr std::size_t kCount = sizeof kSignals / sizeof kSignals[0];
+    struct sigaction previous_[kCount];
+};
+
+// Runs the components' modules stage by stage until `stop` is set; each component's result is
+// its first failure, else its last stage.
 std::vector<Result> RunModules(const std::vector<std::string>& components,
-                               const rapidjson::Document& exported, const std::string& nameSpace,
-                               bool boot) {
-    const std::string applyDir = ApplyDir();
+                               const rapidjson::Document& exported,
+                               const standin::ModuleContext& context) {
+    const std::string applyDir = standin::ApplyDirectory();
     const std::map<std::string, std::string> input = InputLines(exported);
     std::map<std::string, Result> results;
-    for (const std::string& stage : Stages()) {
+    for (const std::string& stage : standin::ApplyStages()) {
         for (const std::string& component : components) {
-            const std::string path = applyDir + "/" + stage + "/" + component;
-            if (!Exists(path)) continue;
-            std::vector<std::string> environment{"CONFIGSTORE_NAMESPACE=" + nameSpace,
-                                                 "CONFIGSTORE_APPLY_STAGE=" + stage};
-            if (boot) environment.push_back("APPLY_BOOT=1");
+            if (context.stop != nullptr && *context.stop != 0) break;
             const auto lines = input.find(component);
-            const ModuleRun run =
-                RunModule(path, lines == input.end() ? "" : lines->second, environment);
-            if (run.code != 0) std::fprintf(stderr, "csctl: apply: %s\n", run.message.c_str());
+            const std::optional<standin::ModuleOutcome> run = standin::RunModule(
+                applyDir, stage, component, lines == input.end() ? "" : lines->second, context);
+            if (!run) continue;
+            if (run->code != 0) {
+                std::fprintf(stderr, "csctl: apply: %s\n", standin::LogLine(*run).c_str());
+            }
             auto known = results.find(component);
             if (known == results.end() || known->second.run.code == 0) {
-                results[component] = Result{component, stage, Now(), run};
+                results[component] = Result{component, stage, Now(), *run};
             }
         }
     }
@@ -168,28 +199,31 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
 }  // namespace
 
 void RunApply(Session& session, const std::vector<std::string>& components, bool boot) {
-    const std::vector<std::string> withModule = ModuleComponents(ApplyDir());
+    const std::string applyDir = standin::ApplyDirectory();
+    const std::vector<std::string> withModule = standin::ModuleComponents(applyDir);
     for (const std::string& component : components) {
         if (std::find(withModule.begin(), withModule.end(), component) == withModule.end()) {
             throw Failure{
-                CS_C_NOT_FOUND, "no apply module for " + component + " in " + ApplyDir(), {}};
+                CS_C_NOT_FOUND, "no apply module for " + component + " in " + applyDir, {}};
         }
     }
     ConfigStoreStruct* store = session.store();
     const rapidjson::Document exported = Exported({});
     std::vector<Result> results;
     if (boot) {
+        StopSignals stopSignals;
         SetBootStatusOfAll(exported, true);
         try {
-            results = RunModules(withModule, exported, session.nameSpace(), true);
+            results = RunModules(withModule, exported, {session.nameSpace(), true, &tStopSignal});
         } catch (...) {
             SetBootStatusOfAll(exported, false);
             throw;
         }
         SetBootStatusOfAll(exported, false);
+        stopSignals.EndIfStopped();
     } else {
         results = RunModules(components.empty() ? withModule : components, exported,
-                             session.nameSpace(), false);
+                             {session.nameSpace(), false, nullptr});
     }
     for (const Result& result : results) Record(store, result);
 
