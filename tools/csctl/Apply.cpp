@@ -12,6 +12,7 @@
 #include <set>
 
 #include "ApplyModules.h"
+#include "ControlEscapes.h"
 
 namespace csctl {
 namespace {
@@ -183,7 +184,8 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
                 applyDir, stage, component, lines == input.end() ? "" : lines->second, context);
             if (!run) continue;
             if (run->code != 0) {
-                std::fprintf(stderr, "csctl: apply: %s\n", standin::LogLine(*run).c_str());
+                std::fprintf(stderr, "csctl: apply: %s\n",
+                             escapes::Escaped(standin::LogLine(*run)).c_str());
             }
             auto known = results.find(component);
             if (known == results.end() || known->second.run.code == 0) {
