@@ -60,7 +60,7 @@ public:
     std::shared_ptr<ConfigStoreObject> GetDesired(const ConfigStoreObjectId& id);
     // The desired user configuration of every instance of `id` (its instance id unused).
     ObjectList GetDesiredInstances(const ConfigStoreObjectId& id);
-    // While set, EXTERNAL writes to `id` are refused.
+    // While set, and while the process that set it lives, EXTERNAL writes to `id` are refused.
     void SetBootStatus(const ConfigStoreObjectId& id, bool status);
 
     // One stored identity: the text of each class it holds (the desired configuration too).
@@ -105,6 +105,7 @@ private:
     void ForEachSelectedLocked(const FilterSpecObject& filter, bool withObjects,
                                const Visit& visit);
     long long NextVersion();
+    bool IsBooting(const ConfigStoreObjectId& id);
     // Under the lock: what a commit just changed, taken for its modules; nothing while a
     // transaction stays open.
     Changes TakeCommitted();
@@ -119,6 +120,7 @@ private:
     StoreFiles files_;
     Database db_;
     bool inTransaction_ = false;
+    bool rolledBack_ = false;  // a failed commit ended the transaction; a cancel may follow
     long long transactionVersion_ = 0;  // the version the open transaction's writes carry
     Changes committed_;  // what the open transaction's writes, or the write under way, changed
 };
