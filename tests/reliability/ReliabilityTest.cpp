@@ -262,9 +262,11 @@ std::string ModeOf(const fs::path& file) {
 
 // Eight processes at once each make the first write of a namespace that does not exist yet:
 // each succeeds, each write stays, and the files are the owner's alone whatever the umask.
-// Scaled down by CONFIGSTOREC_CREATION_ROUNDS under the emulator and the sanitizers.
+// Fewer rounds under the emulator and the sanitizers (CMakeLists.txt); CONFIGSTOREC_CREATION_ROUNDS
+// chooses another number.
 TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
-    const int processes = 8, rounds = EnvironmentNumber("CONFIGSTOREC_CREATION_ROUNDS", 300);
+    const int processes = 8,
+              rounds = EnvironmentNumber("CONFIGSTOREC_CREATION_ROUNDS", CREATION_ROUNDS);
     const mode_t umaskBefore = umask(0);
     long lost = 0, failed = 0;
     for (int round = 0; round < rounds; ++round) {
