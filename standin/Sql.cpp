@@ -141,7 +141,7 @@ void Database::Raise(CSErrorCodes code, const char* schema) const {
 
 void Database::Refuse(const std::string& schema, const std::string& readable,
                       const KivConfigStore::ConfigStoreException& failure) {
-    refusal_.reset(new Refusal{schema, readable, failure});
+    refusal_ = std::make_unique<Refusal>(Refusal{schema, readable, failure});
     sqlite3_set_authorizer(db_, Authorize, refusal_.get());
 }
 
@@ -151,7 +151,7 @@ int Database::Authorize(void* refusal, int action, const char* table, const char
     if (schema == nullptr || refused.schema != schema) return SQLITE_OK;
     const bool changes =
         action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
-    const bool reads = action == SQLITE_READ && refused.readable != table;
+    const bool reads = action == SQLITE_READ && (table == nullptr || refused.readable != table);
     return changes || reads ? SQLITE_DENY : SQLITE_OK;
 }
 
