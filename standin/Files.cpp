@@ -1,5 +1,6 @@
 #include "Files.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,25 +61,17 @@ bool IsValidName(const std::string& name) {
     return true;
 }
 
-// Creates every missing directory of `path` with mode 0700, then checks that files can be
-// made in it.
-void MakeDirectory(const std::string& path) {
-    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-        const std::string prefix = path.substr(0, end);
-        if (!prefix.empty() && mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
-            Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
-                 "cannot create directory " + prefix + ": " + std::strerror(errno), path);
-        }
-        if (end == std::string::npos) break;
-    }
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "not a directory", path);
-    }
-    if (access(path.c_str(), W_OK | X_OK) != 0) {
-        Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
-             std::string("directory not writable: ") + std::strerror(errno), path);
-    }
+std::string DirectoryOf(const std::string& file) {
+    return file.substr(0, file.rfind('/'));
+}
+
+[[noreturn]] void FailOn(const std::string& file, const std::string& reason) {
+    Fail(KivConfigStore::ERR_DB_OPEN_FAILED, reason, file);
+}
+
+// Removes a database file that nobody else knows of, with its journals.
+void RemoveDatabaseFiles(const std::string& path) {
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"}) unlink((path + suffix).c_str());
 }
 
 }  // namespace
@@ -90,21 +83,82 @@ StoreFiles FilesOf(const std::string& nameSpace) {
              "'" + nameSpace + "'");
     }
     const std::string state = StateDirectory();
-    const std::string runtime = RuntimeDirectory(state);
-    MakeDirectory(state);
-    MakeDirectory(runtime);
-    return {state + "/" + nameSpace + ".db", runtime + "/" + nameSpace + ".db", nameSpace};
+    const StoreFiles files{state + "/" + nameSpace + ".db",
+                           RuntimeDirectory(state) + "/" + nameSpace + ".db", nameSpace};
+    MakeDirectoryOf(files.database);
+    CheckDirectoryOf(files.runtimeDatabase);
+    return files;
 }
 
-bool FileExists(const std::string& path) {
+void CheckDirectoryOf(const std::string& file) {
+    const std::string directory = DirectoryOf(file);
     struct stat status {};
-    return stat(path.c_str(), &status) == 0;
+    if (stat(directory.c_str(), &status) != 0) return;
+    if (status.st_uid != geteuid() && status.st_uid != 0) {
+        FailOn(file, "its directory " + directory + " belongs to another user");
+    }
+    // A group of the user's own counts as the user's (a group of one, as Debian gives users).
+    if ((status.st_mode & S_IWOTH) != 0 ||
+        ((status.st_mode & S_IWGRP) != 0 && status.st_gid != getegid())) {
+        FailOn(file, "its directory " + directory + " is writable by other users");
+    }
 }
 
-void RemoveDatabaseFiles(const std::string& path) {
-    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-        unlink((path + suffix).c_str());
+void MakeDirectoryOf(const std::string& file) {
+    const std::string path = DirectoryOf(file);
+    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        const std::string prefix = path.substr(0, end);
+        if (!prefix.empty() && mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
+            FailOn(file, "cannot create directory " + prefix + ": " + std::strerror(errno));
+        }
+        if (end == std::string::npos) break;
     }
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+        FailOn(file, path + " is not a directory");
+    }
+    CheckDirectoryOf(file);
+    if (access(path.c_str(), W_OK | X_OK) != 0) {
+        FailOn(file, "its directory " + path + " is not writable: " + std::strerror(errno));
+    }
+}
+
+void CreateWhole(const std::string& path, const std::function<void(const std::string&)>& setUp) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) return;
+    if (errno != ENOENT) FailOn(path, std::strerror(errno));
+    // A hidden name no namespace has; the process id keeps creators apart, and what a killed
+    // process of the same id left behind is nobody's.
+    const std::string directory = DirectoryOf(path);
+    const std::string temporary =
+        directory + "/." + path.substr(directory.size() + 1) + "." + std::to_string(getpid());
+    RemoveDatabaseFiles(temporary);
+    const int file = open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                          S_IRUSR | S_IWUSR);
+    // Exactly 0600 whatever the umask; SQLite gives its journals the same mode.
+    if (file < 0 || fchmod(file, S_IRUSR | S_IWUSR) != 0) {
+        const int error = errno;
+        if (file >= 0) close(file);
+        unlink(temporary.c_str());
+        FailOn(path, std::string("cannot create it: ") + std::strerror(error));
+    }
+    close(file);
+    try {
+        setUp(temporary);
+        // link(2) never replaces a file: another creator's store stays, and ours goes.
+        if (link(temporary.c_str(), path.c_str()) != 0 && errno != EEXIST) {
+            FailOn(path, std::string("cannot create it: ") + std::strerror(errno));
+        }
+        const int parent = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (parent >= 0) {
+            fsync(parent);  // the new name is as durable as the file
+            close(parent);
+        }
+    } catch (...) {
+        RemoveDatabaseFiles(temporary);
+        throw;
+    }
+    RemoveDatabaseFiles(temporary);
 }
 
 }  // namespace standin

@@ -1,7 +1,9 @@
 // Where a namespace's data lives: its database in the state directory and the database of its
-// cached data in the runtime directory, which does not outlive a reboot.
+// cached data in the runtime directory, which does not outlive a reboot. Both directories are
+// the user's own, and each file appears whole or not at all.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace standin {
@@ -12,12 +14,21 @@ struct StoreFiles {
     std::string nameSpace;
 };
 
-// The files of `nameSpace`, with their directories created (0700) where missing. A name that
-// cannot be a file name, or a directory that cannot be made or written, raises 1001.
+// The files of `nameSpace`, with the state directory created (0700) where missing and both
+// directories checked (CheckDirectoryOf). A name that cannot be a file name raises 1001.
 StoreFiles FilesOf(const std::string& nameSpace);
 
-bool FileExists(const std::string& path);
-// Removes a database file that this process created and could not set up, with its journals.
-void RemoveDatabaseFiles(const std::string& path);
+// Creates the directory of `file` (0700) where missing, then checks it: 1001 naming `file` when
+// it cannot be made or written, or fails CheckDirectoryOf.
+void MakeDirectoryOf(const std::string& file);
+// 1001 naming `file` when its directory belongs to another user than the process's (root's
+// excepted) or another user may write in it; nothing when the directory does not exist.
+void CheckDirectoryOf(const std::string& file);
+
+// Makes `path` appear whole: `setUp` fills a new private (0600) file of the same directory,
+// which is then linked into place unless another process's file got there first. An existing
+// `path` is left as it is. No one ever sees a half-made file, and nothing that another process
+// may have opened is ever removed. Failures raise 1001 naming `path`.
+void CreateWhole(const std::string& path, const std::function<void(const std::string&)>& setUp);
 
 }  // namespace standin

@@ -1,13 +1,14 @@
 #include "Sql.h"
 
 #include <cstring>
+#include <utility>
 
 namespace standin {
 
 namespace {
 // SQLite's message, the system's reason where a file operation failed ("disk I/O error" is
-// often a full disk), and the store's file, so that the one log line says what to look at.
-[[noreturn]] void RaiseFrom(sqlite3* db, CSErrorCodes code) {
+// often a full disk), and the file, so that the one log line says what to look at.
+[[noreturn]] void RaiseFrom(sqlite3* db, CSErrorCodes code, const char* file) {
     const int error = sqlite3_extended_errcode(db);
     std::string reason = sqlite3_errmsg(db);
     const int primary = error & 0xff;
@@ -15,16 +16,28 @@ namespace {
         sqlite3_system_errno(db) != 0) {
         reason += std::string(": ") + std::strerror(sqlite3_system_errno(db));
     }
-    const char* file = sqlite3_db_filename(db, "main");
+    const std::string named = file != nullptr ? file : "";
+    // "Failed to open database <file>: ..." names the file in its own place.
+    if (code == KivConfigStore::ERR_DB_OPEN_FAILED) {
+        Fail(code, reason + " (SQLite code " + std::to_string(error) + ")", named);
+    }
     Fail(code, reason + " (SQLite code " + std::to_string(error) +
-                   (file != nullptr && *file != '\0' ? std::string(", ") + file : "") + ")");
+                   (named.empty() ? "" : ", " + named) + ")");
+}
+
+// Why the connection could not open a file.
+std::string OpenFailure(sqlite3* db, int result) {
+    if (result == SQLITE_CANTOPEN_SYMLINK)
+        return "a symbolic link, which the store does not follow";
+    return db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(result);
 }
 }  // namespace
 
-Cursor::Cursor(sqlite3_stmt* statement, CSErrorCodes failure)
-    : statement_(statement), failure_(failure) {}
+Cursor::Cursor(sqlite3_stmt* statement, CSErrorCodes failure, const char* schema)
+    : statement_(statement), failure_(failure), schema_(schema) {}
 
-Cursor::Cursor(Cursor&& other) noexcept : statement_(other.statement_), failure_(other.failure_) {
+Cursor::Cursor(Cursor&& other) noexcept
+    : statement_(other.statement_), failure_(other.failure_), schema_(other.schema_) {
     other.statement_ = nullptr;
 }
 
@@ -38,7 +51,8 @@ bool Cursor::Next() {
     const int result = sqlite3_step(statement_);
     if (result == SQLITE_ROW) return true;
     if (result == SQLITE_DONE) return false;
-    RaiseFrom(sqlite3_db_handle(statement_), failure_);
+    sqlite3* db = sqlite3_db_handle(statement_);
+    RaiseFrom(db, failure_, sqlite3_db_filename(db, schema_));
 }
 
 long long Cursor::Integer(int column) const {
@@ -56,21 +70,22 @@ bool Cursor::IsNull(int column) const {
     return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }
 
-Database::Database(const std::string& path, bool create) {
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
-                      (create ? SQLITE_OPEN_CREATE : 0);
+Database::Database(const std::string& path, std::string name) : name_(std::move(name)) {
+    // Files are created whole elsewhere (CreateWhole); attached ones open with these flags too.
+    const int flags =
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOFOLLOW;
     const int result = sqlite3_open_v2(path.c_str(), &db_, flags, nullptr);
     if (result != SQLITE_OK) {
-        const std::string reason = db_ != nullptr ? sqlite3_errmsg(db_) : sqlite3_errstr(result);
+        const std::string reason = OpenFailure(db_, result);
         sqlite3_close_v2(db_);
         db_ = nullptr;
-        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, reason, path);
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, reason, name_);
     }
     // SQLite opens a write-protected file read-only without a word; a store must be writable.
     if (sqlite3_db_readonly(db_, "main") == 1) {
         sqlite3_close_v2(db_);
         db_ = nullptr;
-        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "the file is read-only", path);
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "the file is read-only", name_);
     }
 }
 
@@ -80,8 +95,10 @@ Database::~Database() {
     sqlite3_close_v2(db_);
 }
 
-void Database::Execute(const std::string& text, CSErrorCodes failure) {
-    if (sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) Raise(failure);
+void Database::Execute(const std::string& text, CSErrorCodes failure, const char* schema) {
+    if (sqlite3_exec(db_, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+        Raise(failure, schema);
+    }
 }
 
 std::string Database::Pragma(const std::string& pragma) {
@@ -107,15 +124,35 @@ void Database::Attach(const std::string& path, const char* schema) {
         result = sqlite3_step(attach);
     }
     sqlite3_finalize(attach);
-    if (result != SQLITE_DONE) Fail(KivConfigStore::ERR_DB_OPEN_FAILED, sqlite3_errmsg(db_), path);
+    if (result != SQLITE_DONE) {
+        Fail(KivConfigStore::ERR_DB_OPEN_FAILED, OpenFailure(db_, ErrorCode()), path);
+    }
 }
 
 void Database::ExecuteQuietly(const char* text) noexcept {
     sqlite3_exec(db_, text, nullptr, nullptr, nullptr);
 }
 
-void Database::Raise(CSErrorCodes code) const {
-    RaiseFrom(db_, code);
+void Database::Raise(CSErrorCodes code, const char* schema) const {
+    if (refusal_ != nullptr && (ErrorCode() & 0xff) == SQLITE_AUTH) throw refusal_->failure;
+    RaiseFrom(db_, code,
+              std::strcmp(schema, "main") == 0 ? name_.c_str() : sqlite3_db_filename(db_, schema));
+}
+
+void Database::Refuse(const std::string& schema, const std::string& readable,
+                      const KivConfigStore::ConfigStoreException& failure) {
+    refusal_ = std::make_unique<Refusal>(Refusal{schema, readable, failure});
+    sqlite3_set_authorizer(db_, Authorize, refusal_.get());
+}
+
+int Database::Authorize(void* refusal, int action, const char* table, const char*,
+                        const char* schema, const char*) {
+    const Refusal& refused = *static_cast<const Refusal*>(refusal);
+    if (schema == nullptr || refused.schema != schema) return SQLITE_OK;
+    const bool changes =
+        action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
+    const bool reads = action == SQLITE_READ && (table == nullptr || refused.readable != table);
+    return changes || reads ? SQLITE_DENY : SQLITE_OK;
 }
 
 sqlite3_stmt* Database::Prepare(const char* text) {

@@ -17,10 +17,12 @@
 
 namespace standin {
 
-// One statement of the engine: its text and the code its failures carry.
+// One statement of the engine: its text, the code its failures carry, and the database (schema)
+// whose file they name.
 struct Sql {
     const char* text;
     CSErrorCodes failure;
+    const char* schema = "main";
 };
 
 // An argument of a statement built at run time: NULL, an integer or text.
@@ -28,7 +30,7 @@ using SqlValue = std::variant<std::nullptr_t, long long, std::string>;
 
 class Cursor {
 public:
-    Cursor(sqlite3_stmt* statement, CSErrorCodes failure);
+    Cursor(sqlite3_stmt* statement, CSErrorCodes failure, const char* schema = "main");
     Cursor(Cursor&& other) noexcept;
     Cursor(const Cursor&) = delete;
     Cursor& operator=(const Cursor&) = delete;
@@ -43,18 +45,21 @@ public:
 private:
     sqlite3_stmt* statement_;
     CSErrorCodes failure_;
+    const char* schema_;
 };
 
 class Database {
 public:
-    // Opens (or, with `create`, creates) the file; failures raise 1001 naming `path`.
-    Database(const std::string& path, bool create);
+    // Opens the existing file `path`, never through a symbolic link; failures name `name`, the
+    // file that `path` stands for (1001 when it cannot be opened).
+    Database(const std::string& path, std::string name);
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
     ~Database();
 
-    // Runs SQL text that takes no arguments (pragmas, schema, transaction control).
-    void Execute(const std::string& text, CSErrorCodes failure);
+    // Runs SQL text that takes no arguments (pragmas, schema, transaction control); failures
+    // name the file of `schema`.
+    void Execute(const std::string& text, CSErrorCodes failure, const char* schema = "main");
 
     // Runs `sql` with `arguments` bound to its parameters in order. Text is bound where it is,
     // so it must outlive the cursor.
@@ -63,7 +68,7 @@ public:
         sqlite3_stmt* statement = Prepared(sql);
         int index = 0;
         (Bind(statement, ++index, arguments), ...);
-        return Cursor(statement, sql.failure);
+        return Cursor(statement, sql.failure, sql.schema);
     }
 
     // Runs statement text built at run time (a filter's query), prepared on first use and kept
@@ -89,8 +94,13 @@ public:
     bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
     // SQLite's code of the connection's last failure.
     int ErrorCode() const { return sqlite3_extended_errcode(db_); }
-    // Raises `code` with SQLite's description of the connection's last failure.
-    [[noreturn]] void Raise(CSErrorCodes code) const;
+    // Raises `code` with SQLite's description of the connection's last failure, naming the file
+    // of `schema`.
+    [[noreturn]] void Raise(CSErrorCodes code, const char* schema = "main") const;
+    // From now on every statement that changes `schema`, or reads one of its tables other than
+    // `readable`, fails with `failure`: the schema is a stand-in for a file that is unavailable.
+    void Refuse(const std::string& schema, const std::string& readable,
+                const KivConfigStore::ConfigStoreException& failure);
 
 private:
     sqlite3_stmt* Prepared(const Sql& sql);
@@ -104,7 +114,16 @@ private:
         Bind(statement, index, std::string_view(text));
     }
 
+    struct Refusal {
+        std::string schema, readable;
+        KivConfigStore::ConfigStoreException failure;
+    };
+    static int Authorize(void* refusal, int action, const char* table, const char* column,
+                         const char* schema, const char* trigger);
+
     sqlite3* db_ = nullptr;
+    std::string name_;
+    std::unique_ptr<Refusal> refusal_;
     // Every statement is a constant of the engine, so its address names it.
     std::unordered_map<const Sql*, sqlite3_stmt*> statements_;
     // Few texts: one per shape of filter (identity fields named, number of values).

@@ -1,10 +1,13 @@
 #include "Store.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <unordered_map>
 #include <utility>
 
 #include "ObjectState.h"
+#include "Processes.h"
 #include "StoreParts.h"
 
 namespace standin {
@@ -14,6 +17,7 @@ using KivConfigStore::INTERNAL;
 using KivConfigStore::InvalidArgumentException;
 
 #define IDENTITY "key = ?1 AND grp = ?2 AND component = ?3 AND instance = ?4"
+// Runtime statements name the runtime database when they fail.
 const Sql kSelectIdentity{
     "SELECT class, document, version FROM main.objects WHERE " IDENTITY
     " UNION ALL SELECT class, document, version FROM runtime.objects WHERE " IDENTITY,
@@ -24,24 +28,25 @@ const Sql kSelectIdentity{
     " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT(key, grp, component, instance, class)" \
     " DO UPDATE SET document = excluded.document, version = excluded.version"
 const Sql kStoreMain{"INSERT INTO main.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
-const Sql kStoreRuntime{"INSERT INTO runtime.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kStoreRuntime{"INSERT INTO runtime.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED,
+                        "runtime"};
 #undef UPSERT
 const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
                       KivConfigStore::ERR_DB_DELETE_FAILED};
 const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,
-                         KivConfigStore::ERR_DB_DELETE_FAILED};
+                         KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
 // Two plain one-row statements: with RETURNING, SQLite would give every write a statement
 // journal, a 64 KiB buffer allocated and freed again each time.
 const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
 const Sql kReadChanges{"SELECT changes FROM main.counter WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
-const Sql kIsBooting{"SELECT 1 FROM runtime.boot WHERE " IDENTITY,
-                     KivConfigStore::ERR_DB_READ_FAILED};
-const Sql kSetBooting{"INSERT OR IGNORE INTO runtime.boot VALUES(?1, ?2, ?3, ?4)",
-                      KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kBootSetter{"SELECT pid, started FROM runtime.boot WHERE " IDENTITY,
+                      KivConfigStore::ERR_DB_READ_FAILED, "runtime"};
+const Sql kSetBooting{"INSERT OR REPLACE INTO runtime.boot VALUES(?1, ?2, ?3, ?4, ?5, ?6)",
+                      KivConfigStore::ERR_DB_WRITE_FAILED, "runtime"};
 const Sql kClearBooting{"DELETE FROM runtime.boot WHERE " IDENTITY,
-                        KivConfigStore::ERR_DB_DELETE_FAILED};
+                        KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
 #undef IDENTITY
 
 const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
@@ -108,22 +113,14 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace) {
     std::shared_ptr<Store> store = entry.lock();
     if (!store) {
         const StoreFiles files = FilesOf(nameSpace);
-        const bool newMain = !FileExists(files.database);
-        const bool newRuntime = !FileExists(files.runtimeDatabase);
-        try {
-            store = std::make_shared<Store>(files);
-        } catch (...) {
-            // Never leave a half-made file behind; files that were there stay untouched.
-            if (newRuntime) RemoveDatabaseFiles(files.runtimeDatabase);
-            if (newMain) RemoveDatabaseFiles(files.database);
-            throw;
-        }
+        CreateDatabase(files.database);
+        store = std::make_shared<Store>(files);
         entry = store;
     }
     return store;
 }
 
-Store::Store(const StoreFiles& files) : files_(files), db_(files.database, true) {
+Store::Store(const StoreFiles& files) : files_(files), db_(files.database, files.database) {
     OpenFiles(db_, files_);
 }
 
@@ -134,8 +131,8 @@ Store::Access::Access(Store& store, Purpose purpose) : lock_(store.mutex_), db_(
     if (!foreign()) return;
     if (purpose == kRead) {
         if (store.reader_ == nullptr) {
-            auto reader = std::make_unique<Database>(store.files_.database, false);
-            OpenReader(*reader, store.files_);
+            auto reader = std::make_unique<Database>(store.files_.database, store.files_.database);
+            OpenFiles(*reader, store.files_);
             store.reader_ = std::move(reader);
         }
         db_ = store.reader_.get();
@@ -265,9 +262,7 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
     CheckIdentity(id);
     const std::shared_ptr<const Schema> schema = SchemaChecked(id);
     ObjectValues& values = EngineState::Of(object);
-    if (external && db_.Run(kIsBooting, id.key, id.group, id.component, id.instanceId).Next()) {
-        Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
-    }
+    if (external && IsBooting(id)) Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
     long long ignored = 0;
     StoredClasses stored = LoadStored(db_, id, &ignored);
     const bool recordDesired =
@@ -368,8 +363,20 @@ void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
     const Access access(*this, Access::kWrite);
     WriteScope scope(*this);
     scope.WillChange(1);
-    db_.Do(status ? kSetBooting : kClearBooting, id.key, id.group, id.component, id.instanceId);
+    if (status) {
+        const long long pid = getpid();
+        db_.Do(kSetBooting, id.key, id.group, id.component, id.instanceId, pid, StartTimeOf(pid));
+    } else {
+        db_.Do(kClearBooting, id.key, id.group, id.component, id.instanceId);
+    }
     scope.Commit();
+}
+
+bool Store::IsBooting(const ConfigStoreObjectId& id) {
+    auto setter = db_.Run(kBootSetter, id.key, id.group, id.component, id.instanceId);
+    if (!setter.Next()) return false;
+    // A process id comes back after its process ends; with its start time, it names one process.
+    return setter.IsNull(0) || StartTimeOf(setter.Integer(0)) == setter.Integer(1);
 }
 
 void Store::BeginTransaction() {
@@ -379,6 +386,7 @@ void Store::BeginTransaction() {
     db_.Do(kBegin);
     inTransaction_ = true;
     transactionOwner_ = std::this_thread::get_id();
+    rolledBack_ = false;
     transactionVersion_ = 0;
     committed_ = Changes();
 }
@@ -395,6 +403,7 @@ void Store::CommitTransaction() {
             // SQLite keeps the transaction open after some failures (the caller may retry or
             // cancel) and rolls it back after others.
             inTransaction_ = db_.InTransaction();
+            rolledBack_ = !inTransaction_;
             if (!inTransaction_) {
                 committed_ = Changes();
                 transactionEnded_.notify_all();
@@ -418,6 +427,11 @@ void Store::RunModules(const Changes& changes) {
 
 void Store::CancelTransaction() {
     const std::lock_guard<std::mutex> lock(mutex_);
+    // Cancelling what a failed commit of this thread rolled back already is no second failure.
+    if (!inTransaction_ && transactionOwner_ == std::this_thread::get_id() &&
+        std::exchange(rolledBack_, false)) {
+        return;
+    }
     if (!OwnsTransaction())
         Fail(KivConfigStore::ERR_TRANSACTION_CANCEL_FAILED, "no transaction is open");
     inTransaction_ = false;

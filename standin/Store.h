@@ -62,7 +62,7 @@ public:
     std::shared_ptr<ConfigStoreObject> GetDesired(const ConfigStoreObjectId& id);
     // The desired user configuration of every instance of `id` (its instance id unused).
     ObjectList GetDesiredInstances(const ConfigStoreObjectId& id);
-    // While set, EXTERNAL writes to `id` are refused.
+    // While set, and while the process that set it lives, EXTERNAL writes to `id` are refused.
     void SetBootStatus(const ConfigStoreObjectId& id, bool status);
 
     // One stored identity: the text of each class it holds (the desired configuration too).
@@ -109,6 +109,7 @@ private:
     void ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool withObjects,
                            const Visit& visit);
     long long NextVersion();
+    bool IsBooting(const ConfigStoreObjectId& id);
     // Under the lock: what a commit just changed, taken for its modules; nothing while a
     // transaction stays open.
     Changes TakeCommitted();
@@ -132,6 +133,7 @@ private:
     bool inTransaction_ = false;
     std::thread::id transactionOwner_;  // the thread that began the open transaction
     std::condition_variable transactionEnded_;
+    bool rolledBack_ = false;  // a failed commit ended the transaction; a cancel may follow
     long long transactionVersion_ = 0;  // the version the open transaction's writes carry
     Changes committed_;  // what the open transaction's writes, or the write under way, changed
 };

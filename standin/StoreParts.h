@@ -12,11 +12,13 @@ namespace standin {
 extern const Sql kSelectIdentity, kStoreMain, kStoreRuntime, kDeleteMain, kDeleteRuntime;
 extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
 
-// Sets up the store's main database and attaches its runtime database, creating their tables
-// in new files; files that are not store databases, or are damaged, are refused untouched.
+// Creates the store's database at `path`, whole, unless it exists.
+void CreateDatabase(const std::string& path);
+// Sets up the store's database and attaches its runtime database, created where missing; a file
+// that is not a store database, or is damaged, is refused untouched. When the runtime database
+// cannot be used, an empty stand-in takes its place, refusing changes and boot status reads with
+// the failure.
 void OpenFiles(Database& db, const StoreFiles& files);
-// Sets up a second connection to files that OpenFiles has set up already.
-void OpenReader(Database& db, const StoreFiles& files);
 
 // How long a write waits for another's transaction, in this process or another, before it fails.
 constexpr int kBusyMilliseconds = 5000;

@@ -242,7 +242,7 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
     ConfigStoreObjectStruct** none = nullptr;
     char* version = nullptr;
     int count = 0;
-    const std::string directoryDb = gRoot / "run" / "directory.db";
+    const std::string directoryDb = gRoot / "state" / "directory.db";
     fs::create_directories(directoryDb);
     const Object bad = Make("interface", "eth2", R"({"mtu":"big"})", "interfaces", "network");
     const Filter clocks = MakeFilter("clock", "time", "system");

@@ -5,6 +5,8 @@
  *   store_child count NAMESPACE ID ROUNDS  ROUNDS counter increments in transactions, and as
  *                                        many objects "ID-round" written outside them
  *   store_child hold NAMESPACE           opens a transaction, writes, prints "held", sleeps
+ *   store_child once NAMESPACE KEY       one write of KEY, then exits
+ *   store_child boot NAMESPACE KEY       marks KEY booting, prints "booting", sleeps
  *
  * The store's environment comes from the parent. A failure exits with its status; its log
  * line is on standard error. */
@@ -104,6 +106,13 @@ int main(int argc, char** argv) {
             snprintf(key, sizeof key, "%s-%d", argv[3], round);
             Write(round % 2 ? "set" : "vital", Numbered(key, NULL, round + 1));
         }
+    } else if (strcmp(argv[1], "once") == 0 && argc == 4) {
+        Write("set", Numbered(argv[3], NULL, 1));
+    } else if (strcmp(argv[1], "boot") == 0 && argc == 4) {
+        CHECK(SetBootStatus(argv[3], GROUP, COMPONENT, NULL, true));
+        printf("booting\n");
+        fflush(stdout);
+        pause();
     } else if (strcmp(argv[1], "hold") == 0) {
         CHECK(BeginTransaction(store));
         Write("set", Numbered("held", NULL, 1));

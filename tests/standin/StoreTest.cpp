@@ -25,6 +25,7 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
         EXPECT_EQ(CodeOf([&] { standin::FilesOf(name); }), ERR_DB_OPEN_FAILED);
     }
     const standin::StoreFiles files = standin::FilesOf(std::string(64, 'a'));
+    standin::MakeDirectoryOf(files.runtimeDatabase);  // the store makes it as it opens
     const fs::path& root = TestDirectory();
     EXPECT_EQ(files.database,
               (root / "state" / "nested" / (std::string(64, 'a') + ".db")).string());
