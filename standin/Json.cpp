@@ -156,9 +156,10 @@ struct Reading : ValueStack {
         }
         std::sort(names.begin(), names.end());
         const auto twin = std::adjacent_find(names.begin(), names.end());
-        if (twin != names.end())
+        if (twin != names.end()) {
             return Refuse("member name '" + std::string(*twin) +
                           "' twice in the object that ends here");
+        }
         return Completed(ValueStack::EndObject(count));
     }
     bool EndArray(rapidjson::SizeType count) {
