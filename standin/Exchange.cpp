@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdlib>
 #include <set>
+#include <string_view>
 #include <tuple>
 
 #include "Errors.h"
@@ -29,6 +32,18 @@ std::string Text(const JsonValue& value) {
     return std::string(value.GetString(), value.GetStringLength());
 }
 
+// The first member of `object` that is none of `known`; empty when there is none.
+template <std::size_t N>
+std::string UnknownMember(const JsonValue& object, const std::array<std::string_view, N>& known) {
+    for (const auto& member : object.GetObject()) {
+        const std::string_view name(member.name.GetString(), member.name.GetStringLength());
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            return "unknown member '" + std::string(name) + "'";
+        }
+    }
+    return {};
+}
+
 bool ClassNamed(const std::string& name, DataClass* dataClass) {
     for (int number = 0; number <= kValueClasses; ++number) {
         if (name == NameOf(static_cast<DataClass>(number))) {
@@ -41,14 +56,10 @@ bool ClassNamed(const std::string& name, DataClass* dataClass) {
 
 // Reads one entry of "objects" into a replacement; returns the problem, empty when none.
 std::string ReadEntry(JsonValue& entry, Store::Replacement& replacement) {
-    static const std::set<std::string> kFields{"key",        "group", "component",
-                                               "instanceId", "class", "values"};
+    static constexpr std::array<std::string_view, 6> kFields{"key",        "group", "component",
+                                                             "instanceId", "class", "values"};
     if (!entry.IsObject()) return "the entry is not a JSON object";
-    for (const auto& member : entry.GetObject()) {
-        if (kFields.count(Text(member.name)) == 0) {
-            return "unknown member '" + Text(member.name) + "'";
-        }
-    }
+    if (std::string unknown = UnknownMember(entry, kFields); !unknown.empty()) return unknown;
     std::array<std::string, 4> identity;
     const char* const names[] = {"key", "group", "component", "instanceId"};
     for (std::size_t i = 0; i < identity.size(); ++i) {
@@ -83,6 +94,31 @@ std::string ReadEntry(JsonValue& entry, Store::Replacement& replacement) {
     return {};
 }
 
+// What makes the document, its objects aside, no exchange document; empty when nothing does.
+std::string DocumentProblem(const Json& document) {
+    static constexpr std::array<std::string_view, 2> kMembers{"format", "objects"};
+    const JsonValue* format = document.IsObject() ? Member(document, "format") : nullptr;
+    if (format == nullptr || !format->IsString() || Text(*format) != kFormat) {
+        return std::string("the document's \"format\" is not \"") + kFormat + "\"";
+    }
+    const JsonValue* objects = Member(document, "objects");
+    if (objects == nullptr || !objects->IsArray())
+        return "the document's \"objects\" is not a list";
+    return UnknownMember(document, kMembers);
+}
+
+// The longest document Import reads: CONFIGSTORE_IMPORT_MAX bytes when that is a positive whole
+// number, else 64 MiB.
+std::size_t ImportLimit() {
+    constexpr std::size_t kDefault = std::size_t{64} << 20;
+    const char* text = std::getenv("CONFIGSTORE_IMPORT_MAX");
+    if (text == nullptr || *text < '0' || *text > '9') return kDefault;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long bytes = std::strtoull(text, &end, 10);
+    return *end == '\0' && errno == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : kDefault;
+}
+
 }  // namespace
 
 bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo>& errors) {
@@ -90,42 +126,54 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
         errors.push_back({key, Message(KivConfigStore::ERR_IMPORT_FAILED, problem)});
         return false;
     };
-    Json document;
-    const std::string problem = ParseJson(text.data(), text.size(), document);
-    if (!problem.empty()) {
-        errors.push_back({"", Message(KivConfigStore::ERR_JSON_PARSE_FAILED, problem)});
-        return false;
+    if (const std::size_t limit = ImportLimit(); text.size() > limit) {
+        return refuse("", "the document is longer than " + std::to_string(limit) +
+                              " bytes (CONFIGSTORE_IMPORT_MAX)");
     }
-    const JsonValue* format = document.IsObject() ? Member(document, "format") : nullptr;
-    if (format == nullptr || !format->IsString() || Text(*format) != kFormat) {
-        return refuse("", std::string("the document's \"format\" is not \"") + kFormat + "\"");
-    }
-    const auto objects = document.FindMember("objects");
-    if (objects == document.MemberEnd() || !objects->value.IsArray()) {
-        return refuse("", "the document's \"objects\" is not a list");
-    }
-    std::vector<Store::Replacement> replacements;
-    replacements.reserve(objects->value.Size());
-    std::set<std::pair<std::string, DataClass>> seen;
-    bool readable = true;
-    rapidjson::SizeType index = 0;
-    for (auto& entry : objects->value.GetArray()) {
-        Store::Replacement replacement;
-        std::string entryProblem = ReadEntry(entry, replacement);
-        if (entryProblem.empty() && !seen.emplace(replacement.name, replacement.dataClass).second) {
-            entryProblem = std::string("its ") + NameOf(replacement.dataClass) + " appears twice";
-        }
-        if (!entryProblem.empty()) {
-            refuse(replacement.name.empty() ? "objects/" + std::to_string(index) : replacement.name,
-                   entryProblem);
-            replacement.object = nullptr;
-            readable = false;
-        }
-        replacements.push_back(std::move(replacement));
-        ++index;
-    }
-    // Entries that were read still go to the store, so that its refusals are listed too.
-    return store.ReplaceAll(replacements, readable, errors) && readable;
+    // Each entry is stored as soon as it is read and then dropped, so that the document is
+    // never held whole a second time; what the document turns out to be decides at the end
+    // whether the store keeps the entries.
+    return store.ReplaceAll(
+        [&](const Store::Replace& replace) {
+            const std::size_t firstError = errors.size();
+            const auto refuseDocument = [&](CSErrorCodes code, const std::string& problem) {
+                errors.erase(errors.begin() + static_cast<std::ptrdiff_t>(firstError),
+                             errors.end());
+                errors.push_back({"", Message(code, problem)});
+                return false;
+            };
+            std::set<std::pair<std::string, DataClass>> seen;
+            bool readable = true;
+            std::size_t index = 0;
+            const auto storeEntry = [&](JsonValue& entry) {
+                Store::Replacement replacement;
+                std::string problem = ReadEntry(entry, replacement);
+                if (problem.empty() &&
+                    !seen.emplace(replacement.name, replacement.dataClass).second) {
+                    problem =
+                        std::string("its ") + NameOf(replacement.dataClass) + " appears twice";
+                }
+                if (problem.empty()) {
+                    replace(replacement);
+                } else {
+                    refuse(replacement.name.empty() ? "objects/" + std::to_string(index)
+                                                    : replacement.name,
+                           problem);
+                    readable = false;
+                }
+                ++index;
+            };
+            const StreamedList objects{"objects", storeEntry};
+            Json document;
+            const std::string problem = ParseJson(text.data(), text.size(), document, &objects);
+            if (!problem.empty()) {
+                return refuseDocument(KivConfigStore::ERR_JSON_PARSE_FAILED, problem);
+            }
+            const std::string shape = DocumentProblem(document);
+            if (!shape.empty()) return refuseDocument(KivConfigStore::ERR_IMPORT_FAILED, shape);
+            return readable;
+        },
+        errors);
 }
 
 std::string ExportDocument(Store& store,

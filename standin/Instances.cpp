@@ -204,7 +204,7 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
     RunModules(changes);
 }
 
-bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
+bool Store::ReplaceAll(const std::function<bool(const Replace&)>& produce,
                        std::vector<KivConfigStore::ErrorInfo>& errors) {
     Changes changes;
     {
@@ -213,8 +213,7 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
         scope.WillChange(2);
         long long version = 0;
         bool accepted = true;
-        for (const Replacement& replacement : replacements) {
-            if (replacement.object == nullptr) continue;  // refused before it reached the store
+        const Replace replace = [&](const Replacement& replacement) {
             try {
                 if (replacement.dataClass == DataClass::Desired) {
                     StoreDesired(*replacement.object, scope, version);
@@ -229,8 +228,9 @@ bool Store::ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
                 errors.push_back({replacement.name, e.what()});
                 accepted = false;
             }
-        }
-        if (!accepted || !keep) return false;  // the scope rolls every replacement back
+        };
+        // Every replacement is tried, to find all the store refuses; the scope rolls back.
+        if (!produce(replace) || !accepted) return false;
         scope.Commit(version);
         changes = TakeCommitted();
     }

@@ -7,6 +7,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -67,68 +68,132 @@ struct ValueStack {
     }
 };
 
-// Builds the document the reader reads from `bytes`, refusing nesting beyond the limit.
+// Builds the document the reader reads from `bytes`, refusing what the engine's documents may
+// not hold: nesting beyond the limit, a member name twice in one object (which of the two would
+// count is anyone's guess), an integer a 64-bit integer cannot hold (read as a double, it would
+// come back as another number, and type).
 struct Reading : ValueStack {
-    explicit Reading(const rapidjson::MemoryStream& bytes) : bytes(bytes) {}
+    Reading(const rapidjson::MemoryStream& bytes, const StreamedList* streamed)
+        : bytes(bytes), streamed(streamed) {}
 
     const rapidjson::MemoryStream& bytes;
+    const StreamedList* streamed;
     unsigned depth = 0;
-    bool tooDeep = false;
-    rapidjson::ParseResult numberRefused;
+    bool streamNext = false;              // the root's member being read is the streamed list
+    bool streaming = false;               // reading the streamed list's elements
+    std::size_t handedOut = 0;            // elements of the streamed list handed out so far
+    std::vector<std::string_view> names;  // scratch for the duplicate test
+    std::string refusal;  // why the handler stopped the reader; empty when it did not
+    std::optional<std::size_t> refusedAt;  // where, when not where the reader stopped
 
+    bool Refuse(std::string why, std::optional<std::size_t> offset = std::nullopt) {
+        refusal = std::move(why);
+        refusedAt = offset;
+        return false;
+    }
     bool Enter() {
-        if (++depth > kMaxJsonDepth) tooDeep = true;
-        return !tooDeep;
+        if (++depth > kMaxJsonDepth) {
+            return Refuse("nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels");
+        }
+        return true;
+    }
+    // A value just whole on the stack: an element of the streamed list goes to its owner.
+    bool Completed(bool whole) {
+        if (!whole || !streaming || depth != 2) return whole;
+        streamed->element(stack.back());
+        stack.pop_back();
+        ++handedOut;
+        return true;
     }
     // RapidJSON 1.1.0's full-precision conversion computes on garbage, through undefined
     // behaviour, when every digit of the significand is zero and the exponent is large
     // ("0.0e300"): such a number is zero, and any other is converted by RapidJSON on its own.
     bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
         const std::string_view number(text, length);
+        const std::size_t start = bytes.Tell() - length;
+        const bool integer = number.find_first_of(".eE") == std::string_view::npos;
         const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
         if (number.find_first_of("123456789") >= exponent) {
-            if (exponent == number.size() && number.find('.') == std::string_view::npos) {
-                return ValueStack::Int(0);  // "0", "-0": an integer, as RapidJSON reads it
-            }
-            return ValueStack::Double(number.front() == '-' ? -0.0 : 0.0);
+            if (integer) return Completed(ValueStack::Int(0));  // "0", "-0", as RapidJSON reads it
+            return Completed(ValueStack::Double(number.front() == '-' ? -0.0 : 0.0));
         }
         rapidjson::MemoryStream digits(text, length);
         rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
         const rapidjson::ParseResult converted = reader.Parse<kNumberFlags>(digits, *this);
-        if (converted.IsError()) {  // too big for a double; the offset is the number's start
-            numberRefused.Set(converted.Code(), bytes.Tell() - length);
+        if (converted.IsError()) {  // too big for a double
+            return Refuse(rapidjson::GetParseError_En(converted.Code()), start);
         }
-        return !converted.IsError();
+        if (integer && !stack.back().IsInt64()) {
+            return Refuse("an integer beyond the 64-bit range", start);
+        }
+        return Completed(true);
+    }
+    bool Null() { return Completed(ValueStack::Null()); }
+    bool Bool(bool b) { return Completed(ValueStack::Bool(b)); }
+    bool String(const char* s, rapidjson::SizeType n, bool copy) {
+        return Completed(ValueStack::String(s, n, copy));
+    }
+    bool Key(const char* s, rapidjson::SizeType n, bool copy) {
+        if (depth == 1 && streamed != nullptr) {
+            streamNext = std::string_view(s, n) == streamed->member;
+        }
+        return ValueStack::Key(s, n, copy);
     }
     bool StartObject() { return Enter(); }
-    bool StartArray() { return Enter(); }
+    bool StartArray() {
+        if (depth == 1 && streamNext) {
+            streaming = true;
+            handedOut = 0;
+        }
+        return Enter();
+    }
     bool EndObject(rapidjson::SizeType count) {
         --depth;
-        return ValueStack::EndObject(count);
+        names.clear();
+        for (auto name = stack.end() - 2 * static_cast<std::ptrdiff_t>(count); name != stack.end();
+             name += 2) {
+            names.emplace_back(name->GetString(), name->GetStringLength());
+        }
+        std::sort(names.begin(), names.end());
+        const auto twin = std::adjacent_find(names.begin(), names.end());
+        if (twin != names.end()) {
+            return Refuse("member name '" + std::string(*twin) +
+                          "' twice in the object that ends here");
+        }
+        return Completed(ValueStack::EndObject(count));
     }
     bool EndArray(rapidjson::SizeType count) {
+        if (streaming && depth == 2) {  // its elements were handed out
+            streaming = false;
+            count -= static_cast<rapidjson::SizeType>(handedOut);
+        }
         --depth;
-        return ValueStack::EndArray(count);
+        return Completed(ValueStack::EndArray(count));
     }
 };
 
 }  // namespace
 
-std::string ParseJson(const char* text, std::size_t length, Json& out) {
+std::string ParseJson(const char* text, std::size_t length, Json& out,
+                      const StreamedList* streamed) {
     rapidjson::MemoryStream bytes(text, length);
     rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-    Reading reading(bytes);
+    Reading reading(bytes, streamed);
     const rapidjson::ParseResult result = reader.Parse<kParseFlags>(bytes, reading);
-    if (!result.IsError()) {
+    if (!result.IsError() && bytes.Tell() == length) {
         static_cast<JsonValue&>(out) = std::move(reading.stack.back());
         return {};
     }
-    const rapidjson::ParseResult& refused =
-        reading.numberRefused.IsError() ? reading.numberRefused : result;
+    // The reader takes a NUL byte for the end of the text: whatever follows is refused too.
     const std::string reason =
-        reading.tooDeep ? "nesting deeper than " + std::to_string(kMaxJsonDepth) + " levels"
-                        : rapidjson::GetParseError_En(refused.Code());
-    return "offset " + std::to_string(refused.Offset()) + ": " + reason;
+        !reading.refusal.empty() ? reading.refusal
+        : result.IsError()
+            ? rapidjson::GetParseError_En(result.Code())
+            : rapidjson::GetParseError_En(rapidjson::kParseErrorDocumentRootNotSingular);
+    const std::size_t offset = reading.refusedAt  ? *reading.refusedAt
+                               : result.IsError() ? result.Offset()
+                                                  : bytes.Tell();
+    return "offset " + std::to_string(offset) + ": " + reason;
 }
 
 void Assign(JsonValue& to, const JsonValue& from) {

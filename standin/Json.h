@@ -5,6 +5,7 @@
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 
+#include <functional>
 #include <new>
 #include <string>
 
@@ -33,9 +34,19 @@ using JsonValue = rapidjson::GenericValue<rapidjson::UTF8<>, JsonAllocator>;
 // Deeper documents are refused: they would only exhaust the stack of whoever walks them.
 constexpr unsigned kMaxJsonDepth = 64;
 
-// Parses `text` strictly (valid UTF-8, no NaN, at most kMaxJsonDepth levels) into `out`.
-// Returns an empty string on success, else the reason with its byte offset.
-std::string ParseJson(const char* text, std::size_t length, Json& out);
+// A list member of the root object whose elements go, each once whole, to `element`, which may
+// take it; the document then keeps the list empty. A long list is so never held whole.
+struct StreamedList {
+    const char* member;
+    std::function<void(JsonValue&)> element;
+};
+
+// Parses `text` strictly into `out`: valid UTF-8, no NaN, at most kMaxJsonDepth levels, no
+// member name twice in an object, integers (no fraction, no exponent) within the 64-bit range,
+// nothing after the document (a NUL byte included). Returns an empty string on success, else
+// the reason with its byte offset.
+std::string ParseJson(const char* text, std::size_t length, Json& out,
+                      const StreamedList* streamed = nullptr);
 
 // Makes `to` a copy of `from`. Where RapidJSON's own copy writes through NULL when memory runs
 // out, this raises bad_alloc with `to` as it was and nothing leaked.

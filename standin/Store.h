@@ -83,10 +83,13 @@ public:
         DataClass dataClass;
         std::string name;  // how errors name it
     };
-    // Writes every replacement in one transaction (INTERNAL context), or none of them: true when
-    // all were stored, else false with one error per refused replacement. Without `keep`, every
-    // replacement is tried and then rolled back, to find what the store refuses.
-    bool ReplaceAll(const std::vector<Replacement>& replacements, bool keep,
+    // Writes one replacement into the transaction of ReplaceAll; a refused one adds its error.
+    using Replace = std::function<void(const Replacement&)>;
+    // Calls `produce`, which hands each replacement to the Replace it is given, and writes them
+    // all in one transaction (INTERNAL context), or none of them: true when all were stored and
+    // `produce` returned true, else false with one error per refused replacement. Replacements
+    // are written as they come, so that none needs to be held longer.
+    bool ReplaceAll(const std::function<bool(const Replace&)>& produce,
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
 private:

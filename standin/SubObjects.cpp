@@ -25,11 +25,6 @@ namespace {
 
 using SubObjectList = std::vector<std::shared_ptr<ConfigStoreObject>>;
 
-// Each level nests a sub-object's values three JSON levels deeper ("$subObjects", key,
-// instance); deeper, a stored or exported document could not be read back.
-constexpr int kMaxSubObjectLevels = 16;
-static_assert(3 * kMaxSubObjectLevels + 8 <= kMaxJsonDepth, "room for exchange documents");
-
 JsonValue NameRef(const std::string& text) {
     return JsonValue(
         rapidjson::StringRef(text.data(), static_cast<rapidjson::SizeType>(text.size())));

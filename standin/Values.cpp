@@ -185,43 +185,46 @@ void CheckNewKey(const char* key, std::size_t length) {
     CheckText(key, key, length);
 }
 
-// Checks one object of values, and its sub-objects' values in turn; the parser's nesting limit
-// bounds the recursion.
-void CheckObject(const JsonValue& values, CSErrorCodes code) {
+// Checks one object of values at sub-object level `level` (0: the object itself), and its
+// sub-objects' values in turn. The parser has refused a member name twice.
+void CheckObject(const JsonValue& values, CSErrorCodes code, int level) {
     if (!values.IsObject()) {
         Fail<InvalidArgumentException>(code, "the values are not a JSON object");
     }
-    std::vector<std::string_view> names;
-    names.reserve(values.MemberCount());
+    std::string bytes;  // scratch for the base64 test
     for (const auto& member : values.GetObject()) {
         const std::string_view name(member.name.GetString(), member.name.GetStringLength());
         if (name.find('\0') != std::string_view::npos) {
             Fail<InvalidArgumentException>(code, "a value key holds a NUL character");
         }
-        if (IsSubObjectsMember(name.data(), name.size())) {
-            if (!member.value.IsObject()) {
-                Fail<InvalidArgumentException>(code, "the sub-objects are not a JSON object");
-            }
-            for (const auto& subKey : member.value.GetObject()) {
-                if (subKey.name.GetStringLength() == 0 || !subKey.value.IsObject()) {
-                    Fail<InvalidArgumentException>(code, "sub-object '" +
-                                                             std::string(subKey.name.GetString()) +
-                                                             "' is not an object of instances");
-                }
-                for (const auto& instance : subKey.value.GetObject()) {
-                    CheckObject(instance.value, code);
-                }
-            }
-        } else {
+        if (!IsSubObjectsMember(name.data(), name.size())) {
             CheckNewKey(name.data(), name.size());
+            if (!IsBinary(member.value)) continue;
+            const JsonValue& text = member.value.MemberBegin()->value;
+            if (!DecodeBase64(text.GetString(), text.GetStringLength(), bytes)) {
+                Fail<InvalidArgumentException>(
+                    code, "'" + std::string(name) + "' is a binary value that is not base64");
+            }
+            continue;
         }
-        names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    const auto twin = std::adjacent_find(names.begin(), names.end());
-    if (twin != names.end()) {
-        Fail<InvalidArgumentException>(code,
-                                       "value key '" + std::string(*twin) + "' appears twice");
+        if (!member.value.IsObject()) {
+            Fail<InvalidArgumentException>(code, "the sub-objects are not a JSON object");
+        }
+        if (!member.value.ObjectEmpty() && level >= kMaxSubObjectLevels) {
+            Fail<InvalidArgumentException>(
+                code,
+                "sub-objects nest at most " + std::to_string(kMaxSubObjectLevels) + " levels");
+        }
+        for (const auto& subKey : member.value.GetObject()) {
+            if (subKey.name.GetStringLength() == 0 || !subKey.value.IsObject()) {
+                Fail<InvalidArgumentException>(code, "sub-object '" +
+                                                         std::string(subKey.name.GetString()) +
+                                                         "' is not an object of instances");
+            }
+            for (const auto& instance : subKey.value.GetObject()) {
+                CheckObject(instance.value, code, level + 1);
+            }
+        }
     }
 }
 
@@ -253,7 +256,7 @@ void CheckText(const char* key, const char* text, std::size_t length) {
 }
 
 void CheckValues(const JsonValue& values, CSErrorCodes code) {
-    CheckObject(values, code);
+    CheckObject(values, code, 0);
 }
 
 const JsonValue* ObjectValues::Find(const char* key) const {

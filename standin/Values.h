@@ -70,9 +70,15 @@ JsonValue TextValue(const char* key, const char* text, std::size_t length);
 // Throws InvalidArgumentException unless `text` (not NULL) is valid UTF-8.
 void CheckText(const char* key, const char* text, std::size_t length);
 
+// Each level nests a sub-object's values three JSON levels deeper ("$subObjects", key,
+// instance); deeper, a stored or exported document could not be read back.
+constexpr int kMaxSubObjectLevels = 16;
+static_assert(3 * kMaxSubObjectLevels + 8 <= kMaxJsonDepth, "room for exchange documents");
+
 // Throws InvalidArgumentException (`code`) unless `values` is a JSON object whose member names
-// are acceptable value keys, no name twice, and whose sub-objects member, if any, maps sub-object
-// keys to instance ids to values of the same kind.
+// are acceptable value keys, whose binary values are base64, and whose sub-objects member, if
+// any, maps sub-object keys to instance ids to values of the same kind, at most
+// kMaxSubObjectLevels deep.
 void CheckValues(const JsonValue& values, CSErrorCodes code);
 
 }  // namespace standin

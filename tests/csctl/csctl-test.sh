@@ -39,6 +39,7 @@ check_rows() {
     done
 }
 
+printf '{"format": "configstore/1", "objects": []}\0{}' >"$work/nul.json"
 check_rows <<'ROWS'
 0 | set interface interfaces network --instance eth0 mtu=9000 description=uplink 'nameservers=["192.0.2.53"]' | .ok
 0 | get interface interfaces network --instance eth0 mtu enabled nameservers | .values == {mtu: 9000, enabled: true, nameservers: ["192.0.2.53"]} and .defaults == ["enabled"]
@@ -64,6 +65,9 @@ check_rows <<'ROWS'
 0 | get blob g c | .classes.configuration.one == {"$base64": "AQ=="} and .classes.configuration.b == null
 4 | get blob g c inner | .error.name == "CS_C_INVALID_TYPE" and (.error.message | test("inner"))
 3 | import "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR" and .error.entries[0].key == "network/interfaces/interface/eth9"
+65 | import /dev/zero | .error.name == "DATA_ERROR" and (.error.message | test("longer than 67108864 bytes"))
+65 | CONFIGSTORE_IMPORT_MAX=100 import "$here/values.json" | .error.name == "DATA_ERROR"
+65 | import "$work/nul.json" | .error.name == "DATA_ERROR" and (.error.message | test("NUL byte at offset 42$"))
 6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
 6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
 2 | set a g c IS_BOOT=1 | .error.name == "CS_C_INVALID_ARGUMENT" and (.error.message | test("IS_BOOT"))

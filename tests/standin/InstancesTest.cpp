@@ -81,29 +81,66 @@ TEST_F(Instances, AListIsWrittenWholeOrNotAtAll) {
               "port/d");
 }
 
-// Import acts on the default namespace's store.
+// `levels` of sub-objects, each the singleton of key "s" of the one above.
+std::string SubObjects(int levels) {
+    std::string text = "{}";
+    for (int level = 0; level < levels; ++level)
+        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
+    return text;
+}
+
+// Import acts on the default namespace's store. Each refused document but the first holds an
+// entry the store would take, which must not stay.
 TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     const std::string c = TestName();
-    const std::string entry =
-        R"({"key":"k","group":"g","component":")" + c + R"(","values":{"v":1}})";
-    const std::string deep = std::string(100, '[') + std::string(100, ']');
-    const std::pair<std::string, std::vector<std::string>> rows[] = {
-        {"{", {": Failed to parse JSON String: offset 1: Missing a name for object member."}},
-        {deep, {": Failed to parse JSON String: offset 64: nesting deeper than 64 levels"}},
-        {std::string(100 << 20, ' '),
-         {": Failed to parse JSON String: offset 104857600: The document is empty."}},
-        {R"({"format":"configstore/2","objects":[]})",
-         {": Import operation failed: the document's \"format\" is not \"configstore/1\""}},
-        {R"({"format":"configstore/1","objects":[)" + entry +
-             R"(,7,{"key":"k","group":"g","component":")" + c +
-             R"(","class":"user","values":{}},{"key":"k","group":"g","component":")" + c +
-             R"(","values":{"IS_BOOT":1}},)" + entry + "]}",
-         {"objects/1: Import operation failed: the entry is not a JSON object",
-          c + "/g/k: Import operation failed: 'class' is not one of configuration, userData, "
-              "vitalData, cachedData, desired",
-          c + "/g/k: Import operation failed: Invalid Argument: 'IS_BOOT' is a reserved name",
-          c + "/g/k: Import operation failed: its configuration appears twice"}},
+    const auto entryOf = [&](const std::string& values, const std::string& extra = "") {
+        return R"({"key":"k","group":"g","component":")" + c + R"(",)" + extra + R"("values":)" +
+               values + "}";
     };
+    const std::string entry = entryOf(R"({"v":1})");
+    const std::string head = R"({"format":"configstore/1","objects":[)" + entry;
+    const std::string deep = std::string(100, '[') + std::string(100, ']');
+    const std::string twinValue = head + "," + entryOf(R"({"v":{"x":1,"x":2}})") + "]}";
+    const std::string bigInteger = head + "," + entryOf(R"({"v":18446744073709551616})") + "]}";
+    // Parser refusals: the document, the offset, the reason.
+    const std::tuple<std::string, std::size_t, std::string> unparsed[] = {
+        {"{", 1, "Missing a name for object member."},
+        {deep, 64, "nesting deeper than 64 levels"},
+        {head + R"(],"objects":[]})", head.size() + 14,
+         "member name 'objects' twice in the object that ends here"},
+        {head + R"(,{"key":"k","key":"k"}]})", head.size() + 21,
+         "member name 'key' twice in the object that ends here"},
+        {twinValue, twinValue.find("2}") + 1, "member name 'x' twice in the object that ends here"},
+        {bigInteger, bigInteger.find("18446"), "an integer beyond the 64-bit range"},
+        {head + "]}" + std::string(1, '\0') + "{}", head.size() + 2,
+         "The document root must not be followed by other values."},
+    };
+    std::vector<std::pair<std::string, std::vector<std::string>>> rows;
+    for (const auto& [document, offset, reason] : unparsed) {
+        rows.push_back(
+            {document,
+             {": Failed to parse JSON String: offset " + std::to_string(offset) + ": " + reason}});
+    }
+    rows.insert(
+        rows.end(),
+        {{std::string((64 << 20) + 1, ' '),
+          {": Import operation failed: the document is longer than 67108864 bytes "
+           "(CONFIGSTORE_IMPORT_MAX)"}},
+         {R"({"format":"configstore/2","objects":[]})",
+          {": Import operation failed: the document's \"format\" is not \"configstore/1\""}},
+         {head + R"(],"colour":1})", {": Import operation failed: unknown member 'colour'"}},
+         {head + ",7," + entryOf("{}", R"("class":"user",)") + "," + entryOf(R"({"IS_BOOT":1})") +
+              "," + entryOf("{}", R"("colour":1,)") + "," + entryOf(R"({"b":{"$base64":"A"}})") +
+              "," + entryOf(SubObjects(17)) + "," + entry + "]}",
+          {"objects/1: Import operation failed: the entry is not a JSON object",
+           c + "/g/k: Import operation failed: 'class' is not one of configuration, userData, "
+               "vitalData, cachedData, desired",
+           c + "/g/k: Import operation failed: Invalid Argument: 'IS_BOOT' is a reserved name",
+           "objects/4: Import operation failed: unknown member 'colour'",
+           c + "/g/k: Import operation failed: Invalid JSON: 'b' is a binary value that is not "
+               "base64",
+           c + "/g/k: Import operation failed: Invalid JSON: sub-objects nest at most 16 levels",
+           c + "/g/k: Import operation failed: its configuration appears twice"}}});
     for (const auto& [document, expected] : rows) {
         SCOPED_TRACE(document.substr(0, 80));
         std::vector<ErrorInfo> errors;
@@ -112,6 +149,11 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
         for (const auto& error : errors) found.push_back(error.key + ": " + error.message);
         EXPECT_EQ(found, expected);
     }
+    setenv("CONFIGSTORE_IMPORT_MAX", "16", 1);
+    std::vector<ErrorInfo> errors;
+    EXPECT_FALSE(Import(head + "]}", errors));
+    unsetenv("CONFIGSTORE_IMPORT_MAX");
+    EXPECT_EQ(errors.size(), 1u);
     EXPECT_EQ(ConfigStore::GetStore(sGlobalNamespace)->Get(Id("k", "g", c)), nullptr);
 }
 

@@ -1,7 +1,11 @@
 #include "Commands.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace csctl {
@@ -126,19 +130,47 @@ bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
            field("component") == identity.component && field("instanceId") == identity.instance;
 }
 
-std::string ReadAll(const std::string& path) {
+// The longest document the store imports, which is as far as csctl reads: CONFIGSTORE_IMPORT_MAX
+// bytes when that is a positive whole number, else 64 MiB.
+std::size_t ImportLimit() {
+    constexpr std::size_t kDefault = std::size_t{64} << 20;
+    const char* text = std::getenv("CONFIGSTORE_IMPORT_MAX");
+    if (text == nullptr || *text < '0' || *text > '9') return kDefault;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long bytes = std::strtoull(text, &end, 10);
+    return *end == '\0' && errno == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : kDefault;
+}
+
+// A document for Import, which takes C text: no longer than the store's bound, and without
+// a NUL byte, which would end it early.
+std::string ReadDocument(const std::string& path) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
     File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), &std::fclose);
     std::FILE* file = path == "-" ? stdin : opened.get();
+    const std::size_t limit = ImportLimit();
     std::string text;
+    struct stat status {};
+    if (file != nullptr && fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
+        text.reserve(std::min(static_cast<std::size_t>(status.st_size), limit) + 1);
+    }
     char chunk[65536];
     if (file != nullptr) {
         for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
+            if (got > limit - text.size()) {
+                throw Failure{kDataError,
+                              path + ": the document is longer than " + std::to_string(limit) +
+                                  " bytes (CONFIGSTORE_IMPORT_MAX)",
+                              {}};
+            }
             text.append(chunk, got);
         }
     }
     if (file == nullptr || std::ferror(file)) {
         throw Failure{kNoInput, "cannot read " + path + ": " + std::strerror(errno), {}};
+    }
+    if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
+        throw Failure{kDataError, path + ": a NUL byte at offset " + std::to_string(nul), {}};
     }
     return text;
 }
@@ -249,7 +281,7 @@ void RunExport(Session& session, const std::vector<std::string>& keys) {
 }
 
 void RunImport(Session& session, const std::string& path) {
-    const std::string document = ReadAll(path);
+    const std::string document = ReadDocument(path);
     ErrorList errors;
     const ConfigStoreCStatus status =
         Logged([&] { return Import(document.c_str(), &errors.items, &errors.count); });

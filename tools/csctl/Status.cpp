@@ -67,6 +67,8 @@ const char* StatusName(int status) {
             return "MODULE_FAILED";
         case kUsage:
             return "USAGE";
+        case kDataError:
+            return "DATA_ERROR";
         case kNoInput:
             return "NO_INPUT";
         case kOutputError:

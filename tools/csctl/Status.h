@@ -11,7 +11,7 @@
 namespace csctl {
 
 // csctl's own exit codes beside the library's statuses (1..7).
-enum ExitCode { kModuleFailed = 8, kUsage = 64, kNoInput = 66, kOutputError = 74 };
+enum ExitCode { kModuleFailed = 8, kUsage = 64, kDataError = 65, kNoInput = 66, kOutputError = 74 };
 
 // The name of a status or exit code, e.g. "CS_C_NOT_FOUND" or "USAGE".
 const char* StatusName(int status);
