@@ -13,6 +13,7 @@
 
 #include "Errors.h"
 #include "Filters.h"
+#include "ImportLimit.h"
 
 namespace standin {
 
@@ -107,18 +108,6 @@ std::string DocumentProblem(const Json& document) {
     return UnknownMember(document, kMembers);
 }
 
-// The longest document Import reads: CONFIGSTORE_IMPORT_MAX bytes when that is a positive whole
-// number, else 64 MiB.
-std::size_t ImportLimit() {
-    constexpr std::size_t kDefault = std::size_t{64} << 20;
-    const char* text = std::getenv("CONFIGSTORE_IMPORT_MAX");
-    if (text == nullptr || *text < '0' || *text > '9') return kDefault;
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long bytes = std::strtoull(text, &end, 10);
-    return *end == '\0' && errno == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : kDefault;
-}
-
 }  // namespace
 
 bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo>& errors) {
@@ -126,7 +115,7 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
         errors.push_back({key, Message(KivConfigStore::ERR_IMPORT_FAILED, problem)});
         return false;
     };
-    if (const std::size_t limit = ImportLimit(); text.size() > limit) {
+    if (const std::size_t limit = limits::ImportLimit(); text.size() > limit) {
         return refuse("", "the document is longer than " + std::to_string(limit) +
                               " bytes (CONFIGSTORE_IMPORT_MAX)");
     }

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ImportLimit.h"
+
 namespace csctl {
 namespace {
 
@@ -130,25 +132,13 @@ bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
            field("component") == identity.component && field("instanceId") == identity.instance;
 }
 
-// The longest document the store imports, which is as far as csctl reads: CONFIGSTORE_IMPORT_MAX
-// bytes when that is a positive whole number, else 64 MiB.
-std::size_t ImportLimit() {
-    constexpr std::size_t kDefault = std::size_t{64} << 20;
-    const char* text = std::getenv("CONFIGSTORE_IMPORT_MAX");
-    if (text == nullptr || *text < '0' || *text > '9') return kDefault;
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long bytes = std::strtoull(text, &end, 10);
-    return *end == '\0' && errno == 0 && bytes > 0 ? static_cast<std::size_t>(bytes) : kDefault;
-}
-
 // A document for Import, which takes C text: no longer than the store's bound, and without
 // a NUL byte, which would end it early.
 std::string ReadDocument(const std::string& path) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
     File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), &std::fclose);
     std::FILE* file = path == "-" ? stdin : opened.get();
-    const std::size_t limit = ImportLimit();
+    const std::size_t limit = limits::ImportLimit();
     std::string text;
     struct stat status {};
     if (file != nullptr && fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
