@@ -60,11 +60,17 @@ pid_t Number(const char* digits) {
     return number;
 }
 
-// The parent of process `pid` (its /proc name), from /proc/<pid>/stat; -1 when unknown.
-pid_t ParentOf(const char* pid) {
-    char path[64] = "/proc/";
+// The parent of process `pid`, from /proc/<pid>/stat; -1 when unknown.
+pid_t ParentOf(pid_t pid) {
+    char digits[16];
+    std::size_t count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + pid % 10);
+        pid /= 10;
+    } while (pid > 0 && count < sizeof digits);
+    char path[40] = "/proc/";
     std::size_t length = std::strlen(path);
-    while (*pid != '\0' && length < sizeof path - 8) path[length++] = *pid++;
+    while (count > 0) path[length++] = digits[--count];
     std::memcpy(path + length, "/stat", sizeof "/stat");
     const int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file < 0) return -1;
@@ -79,8 +85,19 @@ pid_t ParentOf(const char* pid) {
     return Number(field + 4);
 }
 
-// Kills every child of this process: the module's descendants come here once their parents die.
-void KillChildren() {
+// Whether process `pid` descends from process `ancestor`, its parents followed up through /proc.
+bool DescendsFrom(pid_t pid, pid_t ancestor) {
+    for (int step = 0; step < 256 && pid > 1; ++step) {
+        pid = ParentOf(pid);
+        if (pid == ancestor) return true;
+    }
+    return false;
+}
+
+// Kills every descendant of this process: those the module started, found through their parents
+// while the module lives, and those that come here, as to their subreaper, once their parents
+// die. Where a system has no subreapers (an emulator), the first catch is the only one.
+void KillDescendants() {
     const pid_t self = getpid();
     const int proc = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (proc < 0) return;
@@ -91,20 +108,22 @@ void KillChildren() {
             const auto* entry = reinterpret_cast<const dirent64*>(entries + at);
             at += entry->d_reclen;
             const char first = entry->d_name[0];
-            if (first >= '1' && first <= '9' && ParentOf(entry->d_name) == self) {
-                kill(Number(entry->d_name), SIGKILL);
-            }
+            if (first < '1' || first > '9') continue;
+            const pid_t pid = Number(entry->d_name);
+            if (DescendsFrom(pid, self)) kill(pid, SIGKILL);
         }
     }
     close(proc);
 }
 
-// Kills the module's process group and every descendant until none is left.
+// Kills the module's process group and every descendant until none is left: its descendants
+// first, while the module still holds them together.
 void KillEverything(pid_t module) {
+    KillDescendants();
     kill(-module, SIGKILL);
     kill(module, SIGKILL);
     for (;;) {
-        KillChildren();
+        KillDescendants();
         pid_t reaped;
         while ((reaped = waitpid(-1, nullptr, WNOHANG)) > 0) {
         }
