@@ -147,16 +147,33 @@ struct Reading : ValueStack {
         }
         return Enter();
     }
-    bool EndObject(rapidjson::SizeType count) {
-        --depth;
+    // A member name that the object whose `count` members end the stack holds twice, or none.
+    // Small objects, the usual ones, compare their names pairwise and allocate nothing.
+    std::optional<std::string_view> Twin(rapidjson::SizeType count) {
+        const auto first = stack.end() - 2 * static_cast<std::ptrdiff_t>(count);
+        const auto name = [](const JsonValue& text) {
+            return std::string_view(text.GetString(), text.GetStringLength());
+        };
+        if (count <= 16) {
+            for (auto one = first; one != stack.end(); one += 2) {
+                for (auto other = one + 2; other != stack.end(); other += 2) {
+                    if (name(*one) == name(*other)) return name(*one);
+                }
+            }
+            return std::nullopt;
+        }
         names.clear();
-        for (auto name = stack.end() - 2 * static_cast<std::ptrdiff_t>(count); name != stack.end();
-             name += 2) {
-            names.emplace_back(name->GetString(), name->GetStringLength());
+        names.reserve(count);
+        for (auto member = first; member != stack.end(); member += 2) {
+            names.push_back(name(*member));
         }
         std::sort(names.begin(), names.end());
         const auto twin = std::adjacent_find(names.begin(), names.end());
-        if (twin != names.end()) {
+        return twin != names.end() ? std::optional<std::string_view>(*twin) : std::nullopt;
+    }
+    bool EndObject(rapidjson::SizeType count) {
+        --depth;
+        if (const std::optional<std::string_view> twin = Twin(count)) {
             return Refuse("member name '" + std::string(*twin) +
                           "' twice in the object that ends here");
         }
