@@ -94,10 +94,9 @@ bool DescendsFrom(pid_t pid, pid_t ancestor) {
     return false;
 }
 
-// Kills every descendant of this process: those the module started, found through their parents
-// while the module lives, and those that come here, as to their subreaper, once their parents
-// die. Where a system has no subreapers (an emulator), the first catch is the only one.
-void KillDescendants() {
+// Calls `act` for every process that descends from this one.
+template <class Act>
+void ForEachDescendant(Act act) {
     const pid_t self = getpid();
     const int proc = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (proc < 0) return;
@@ -110,20 +109,46 @@ void KillDescendants() {
             const char first = entry->d_name[0];
             if (first < '1' || first > '9') continue;
             const pid_t pid = Number(entry->d_name);
-            if (DescendsFrom(pid, self)) kill(pid, SIGKILL);
+            if (DescendsFrom(pid, self)) act(pid);
         }
     }
     close(proc);
 }
 
-// Kills the module's process group and every descendant until none is left: its descendants
-// first, while the module still holds them together.
+// Stops the module and every process it started, round after round until a round finds none
+// running: a stopped process neither forks nor dies, so none leaves the tree (a new session
+// included) while it is walked. The processes found, at most kMaxFound; static, since this runs
+// in a child that may only make async-signal-safe calls.
+constexpr std::size_t kMaxFound = 4096;
+pid_t gFound[kMaxFound];
+std::size_t gFoundCount = 0;
+
+void StopDescendants(pid_t module) {
+    kill(-module, SIGSTOP);
+    for (int round = 0; round < 64; ++round) {
+        bool stopped = false;
+        ForEachDescendant([&](pid_t pid) {
+            for (std::size_t i = 0; i < gFoundCount; ++i) {
+                if (gFound[i] == pid) return;
+            }
+            if (gFoundCount < kMaxFound) gFound[gFoundCount++] = pid;
+            kill(pid, SIGSTOP);
+            stopped = true;
+        });
+        if (!stopped) return;
+    }
+}
+
+// Kills the module's process group and every descendant until none is left: first the whole
+// tree, stopped and found through parents while the module holds it together; then those that
+// come here, as to their subreaper, once their parents die (where a system has subreapers).
 void KillEverything(pid_t module) {
-    KillDescendants();
+    StopDescendants(module);
+    for (std::size_t i = 0; i < gFoundCount; ++i) kill(gFound[i], SIGKILL);
     kill(-module, SIGKILL);
     kill(module, SIGKILL);
     for (;;) {
-        KillDescendants();
+        ForEachDescendant([](pid_t pid) { kill(pid, SIGKILL); });
         pid_t reaped;
         while ((reaped = waitpid(-1, nullptr, WNOHANG)) > 0) {
         }
