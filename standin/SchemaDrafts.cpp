@@ -18,44 +18,19 @@ namespace {
 using rapidjson::kArrayType;
 using rapidjson::kObjectType;
 
-// Draft 4's keywords; draft 7 adds kDraft7Keywords.
-const std::initializer_list<const char*> kDraft4Keywords = {"$schema",
-                                                            "id",
-                                                            "$ref",
-                                                            "title",
-                                                            "description",
-                                                            "default",
-                                                            "multipleOf",
-                                                            "maximum",
-                                                            "exclusiveMaximum",
-                                                            "minimum",
-                                                            "exclusiveMinimum",
-                                                            "maxLength",
-                                                            "minLength",
-                                                            "pattern",
-                                                            "additionalItems",
-                                                            "items",
-                                                            "maxItems",
-                                                            "minItems",
-                                                            "uniqueItems",
-                                                            "maxProperties",
-                                                            "minProperties",
-                                                            "required",
-                                                            "additionalProperties",
-                                                            "definitions",
-                                                            "properties",
-                                                            "patternProperties",
-                                                            "dependencies",
-                                                            "enum",
-                                                            "type",
-                                                            "allOf",
-                                                            "anyOf",
-                                                            "oneOf",
-                                                            "not",
-                                                            "format"};
-const std::initializer_list<const char*> kDraft7Keywords = {
-    "$id",      "$comment", "const",     "contains",         "propertyNames",  "if", "then", "else",
-    "examples", "readOnly", "writeOnly", "contentMediaType", "contentEncoding"};
+// Draft 4's keywords, and those draft 7 adds, each between spaces.
+constexpr char kDraft4Keywords[] =
+    " $schema id $ref title description default multipleOf maximum exclusiveMaximum minimum"
+    " exclusiveMinimum maxLength minLength pattern additionalItems items maxItems minItems"
+    " uniqueItems maxProperties minProperties required additionalProperties definitions"
+    " properties patternProperties dependencies enum type allOf anyOf oneOf not format ";
+constexpr char kDraft7Keywords[] =
+    " $id $comment const contains propertyNames if then else examples readOnly writeOnly"
+    " contentMediaType contentEncoding ";
+
+bool Listed(const std::string& name, const char* list) {
+    return std::strstr(list, (" " + name + " ").c_str()) != nullptr;
+}
 
 std::string Text(const JsonValue& value) {
     return std::string(value.GetString(), value.GetStringLength());
@@ -112,7 +87,7 @@ std::string Fragment(const std::string& pointer) {
     static const char kHex[] = "0123456789ABCDEF";
     std::string out = "#";
     for (const unsigned char c : pointer) {
-        if (std::isalnum(c) || std::strchr("-._~/", c) != nullptr) {
+        if (std::isalnum(c) || (c != 0 && std::strchr("-._~/", c) != nullptr)) {
             out += char(c);
         } else {
             out.append(1, '%').append(1, kHex[c >> 4]).append(1, kHex[c & 15]);
@@ -260,9 +235,10 @@ private:
             Schema(in, out, place, base);
         } else {
             Assign(out, in);
-            if (!OneOf(name, kDraft4Keywords) && !(draft7_ && OneOf(name, kDraft7Keywords))) {
+            const bool draft7Keyword = Listed(name, kDraft7Keywords);
+            if (!Listed(name, kDraft4Keywords) && !(draft7_ && draft7Keyword)) {
                 Ignore(place);
-                laterDraft |= OneOf(name, kDraft7Keywords);
+                laterDraft |= draft7Keyword;
             }
         }
     }

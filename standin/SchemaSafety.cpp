@@ -86,6 +86,13 @@ private:
             if (!patterns->value.IsObject()) {
                 return "'patternProperties' at '" + where + "' is not an object";
             }
+            // The draft 4 form writes it otherwise where a schema stands (see SchemaDrafts.cpp);
+            // RapidJSON would crash on it elsewhere too, should a reference lead there.
+            const auto additional = object.FindMember("additionalProperties");
+            if (additional != object.MemberEnd() && additional->value.IsFalse()) {
+                return "'additionalProperties' false beside 'patternProperties' at '" + where +
+                       "', outside the schema's keywords, would crash the validator";
+            }
             for (auto pattern = patterns->value.MemberBegin();
                  pattern != patterns->value.MemberEnd(); ++pattern) {
                 const std::string fault = PatternFault(pattern->name);

@@ -62,6 +62,7 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
         {"combinator-loop", R"({"schema": {"anyOf": [{"$ref": "#"}]}})", ERR_SCHEMA_NOT_FOUND},
         {"hidden-keyword", R"({"schema": {"default": {"patternProperties": 1}}})", ERR_SCHEMA_NOT_FOUND},
+        {"hidden-patterns", R"({"schema": {"$ref": "#/x", "x": {"patternProperties": {"^a": {}}, "additionalProperties": false}}})", ERR_SCHEMA_NOT_FOUND},
         {"pattern", R"({"schema": {"pattern": "(a{1000}){1000}"}})", ERR_SCHEMA_NOT_FOUND},
         {"empty-alternative", R"x({"schema": {"patternProperties": {"(d(|y))": {}}}})x", ERR_SCHEMA_NOT_FOUND},
         {"endless-match", R"({"schema": {"pattern": "^(a*)*$"}})", ERR_SCHEMA_NOT_FOUND},
