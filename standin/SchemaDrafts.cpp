@@ -140,6 +140,12 @@ public:
                 out.AddMember("allOf", added, allocator_);
             }
         }
+        // RapidJSON clears a list of no entries at a null pointer for empty dependencies.
+        const auto dependencies = out.FindMember("dependencies");
+        if (dependencies != out.MemberEnd() && dependencies->value.IsObject() &&
+            dependencies->value.ObjectEmpty()) {
+            out.RemoveMember(dependencies);
+        }
         // RapidJSON leaves a key that only patternProperties match without a schema when
         // additionalProperties is false, and its validation crashes: a schema that nothing
         // meets says the same for the keys that no pattern matches.

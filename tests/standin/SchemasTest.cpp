@@ -108,7 +108,7 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
     WriteSchema("strict", R"({"schema": {"required": ["name"], "additionalProperties": false,
                               "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
     WriteSchema("patterns", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}},
-                                "additionalProperties": false}})");
+                                "additionalProperties": false, "dependencies": {}}})");
     WriteSchema("refs", R"({"schema": {"properties": {"t~/%": {"type": "integer"},
                                                      "tree": {"$ref": "#/definitions/node"},
                                                      "leaf": {"$ref": "#leaf"},
