@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "MetaSchemas.h"
 
@@ -130,30 +131,27 @@ public:
             const std::string local = Local(Resolve(base, Text(ref->value)));
             if (!local.empty()) ref->value.SetString(local.c_str(), local.size(), allocator_);
         }
-        JsonValue added(kArrayType);  // schemas that draft 7's keywords add to allOf
-        if (draft7_) Draft7(out, added, where);
-        if (!added.Empty()) {
-            const auto all = out.FindMember("allOf");
-            if (all != out.MemberEnd() && all->value.IsArray()) {
-                for (auto& schema : added.GetArray()) all->value.PushBack(schema, allocator_);
-            } else {
-                out.AddMember("allOf", added, allocator_);
-            }
-        }
+        JsonValue added(kArrayType);     // rules on the whole value, for allOf
+        JsonValue keyRules(kArrayType);  // rules on each key, for allOf
+        if (draft7_) Draft7(out, added, keyRules, where);
+        PatternsFirst(out, keyRules);
         // RapidJSON clears a list of no entries at a null pointer for empty dependencies.
         const auto dependencies = out.FindMember("dependencies");
         if (dependencies != out.MemberEnd() && dependencies->value.IsObject() &&
             dependencies->value.ObjectEmpty()) {
             out.RemoveMember(dependencies);
         }
-        // RapidJSON leaves a key that only patternProperties match without a schema when
-        // additionalProperties is false, and its validation crashes: a schema that nothing
-        // meets says the same for the keys that no pattern matches.
-        const auto additional = out.FindMember("additionalProperties");
-        if (out.HasMember("patternProperties") && additional != out.MemberEnd() &&
-            additional->value.IsFalse()) {
-            additional->value = Nothing();
+        if (added.Empty() && keyRules.Empty()) return;
+        auto all = out.FindMember("allOf");
+        if (all == out.MemberEnd() || !all->value.IsArray()) {
+            out.AddMember("allOf", JsonValue(kArrayType), allocator_);
+            all = out.FindMember("allOf");
         }
+        for (auto& rule : keyRules.GetArray()) {
+            if (where.empty()) rootKeyRules.push_back(all->value.Size());
+            all->value.PushBack(rule, allocator_);
+        }
+        for (auto& rule : added.GetArray()) all->value.PushBack(rule, allocator_);
     }
 
     // Translates a file's "schema" into `out`, with the meta-schemas it refers to. Twice: the
@@ -164,6 +162,7 @@ public:
         for (int time = 0; time < 2; ++time) {
             ignored.clear();
             laterDraft = false;
+            rootKeyRules.clear();
             identified_.emplace("", "");
             Schema(in, out, "", "");
             EmbedMetaSchemas(out);
@@ -171,7 +170,8 @@ public:
     }
 
     std::string ignored;
-    bool laterDraft = false;  // draft 7's keywords in a draft 4 schema
+    bool laterDraft = false;                        // draft 7's keywords in a draft 4 schema
+    std::vector<rapidjson::SizeType> rootKeyRules;  // see Draft4Form
 
 private:
     void EmbedMetaSchemas(JsonValue& root) {
@@ -249,8 +249,40 @@ private:
         }
     }
 
+    // RapidJSON validates a key that only patternProperties match against additionalProperties
+    // too, and takes either: the key passes a pattern's schema it breaks if it meets
+    // additionalProperties. With additionalProperties false it crashes (it leaves the value
+    // without a schema). additionalProperties goes to a rule of its own, where every property
+    // and pattern allows anything, so that it governs the other keys alone.
+    void PatternsFirst(JsonValue& schema, JsonValue& keyRules) {
+        const auto patterns = schema.FindMember("patternProperties");
+        const auto additional = schema.FindMember("additionalProperties");
+        if (patterns == schema.MemberEnd() || !patterns->value.IsObject() ||
+            additional == schema.MemberEnd() || additional->value.IsTrue()) {
+            return;
+        }
+        if (additional->value.IsFalse()) {  // a key no pattern matches fails at its own place
+            additional->value = Nothing();
+            return;
+        }
+        JsonValue others(kObjectType);
+        for (const char* governing : {"properties", "patternProperties"}) {
+            const auto keys = schema.FindMember(governing);
+            if (keys == schema.MemberEnd() || !keys->value.IsObject()) continue;
+            JsonValue any(kObjectType);
+            for (const auto& key : keys->value.GetObject()) {
+                any.AddMember(JsonValue(key.name, allocator_), Anything(), allocator_);
+            }
+            others.AddMember(JsonValue(governing, allocator_), any, allocator_);
+        }
+        others.AddMember("additionalProperties", schema["additionalProperties"], allocator_);
+        schema.RemoveMember("additionalProperties");
+        keyRules.PushBack(others, allocator_);
+    }
+
     // Draft 7's keywords that draft 4 lacks, in draft 4's terms.
-    void Draft7(JsonValue& schema, JsonValue& added, const std::string& where) {
+    void Draft7(JsonValue& schema, JsonValue& added, JsonValue& keyRules,
+                const std::string& where) {
         // Draft 7 allows lists of no required key, which draft 4 refuses.
         const auto required = schema.FindMember("required");
         if (required != schema.MemberEnd() && required->value.IsArray() &&
@@ -300,7 +332,7 @@ private:
                            allocator_);
         }
         const auto names = schema.FindMember("propertyNames");
-        if (names != schema.MemberEnd() && !PropertyNames(names->value, added)) {
+        if (names != schema.MemberEnd() && !PropertyNames(names->value, keyRules)) {
             Ignore(Append(where, "propertyNames"));
         }
     }
@@ -325,7 +357,7 @@ private:
 
     // propertyNames of true or false, or of patterns and lengths only, as patternProperties of a
     // schema of their own: every key matches, no other key is allowed. False for any other.
-    bool PropertyNames(const JsonValue& names, JsonValue& added) {
+    bool PropertyNames(const JsonValue& names, JsonValue& keyRules) {
         if (!names.IsObject()) return false;
         std::vector<std::string> patterns;
         std::string lengths[2];
@@ -334,7 +366,7 @@ private:
             if (name == "not" && member.value.ObjectEmpty() && names.MemberCount() == 1) {
                 JsonValue none(kObjectType);
                 none.AddMember("maxProperties", 0, allocator_);
-                added.PushBack(none, allocator_);
+                keyRules.PushBack(none, allocator_);
                 return true;
             }
             if (name == "pattern" && member.value.IsString()) {
@@ -355,7 +387,7 @@ private:
                                allocator_);
             JsonValue part = With("patternProperties", std::move(matching));
             part.AddMember("additionalProperties", Nothing(), allocator_);
-            added.PushBack(part, allocator_);
+            keyRules.PushBack(part, allocator_);
         }
         return true;
     }
@@ -400,6 +432,7 @@ Draft4Form ToDraft4(const JsonValue& schema) {
     form.draft = draft7 ? "draft 7" : "draft 4";
     Translation translation(draft7);
     translation.File(schema, form.schema);
+    form.keyRules = std::move(translation.rootKeyRules);
     form.ignored = translation.ignored;
     form.laterDraft = translation.laterDraft;
     return form;

@@ -17,6 +17,9 @@ struct Draft4Form {
     std::string draft;        // "draft 4" or "draft 7"; empty when "$schema" names another one
     std::string ignored;      // where keywords its draft does not know stand, comma separated
     bool laterDraft = false;  // some are draft 7's, in a draft 4 schema
+    // Where in the top-level allOf of `schema` the rules on each key stand (additionalProperties
+    // beside patternProperties, propertyNames), which defaults must meet as well.
+    std::vector<rapidjson::SizeType> keyRules;
 };
 
 Draft4Form ToDraft4(const JsonValue& schema);

@@ -168,7 +168,7 @@ void CheckDefaultKeys(const std::string& file, const JsonValue& defaults) {
 }
 
 // The schema's draft 4 form, checked: RapidJSON compiles it.
-Json Translate(const std::string& file, const JsonValue& source) {
+Draft4Form Translate(const std::string& file, const JsonValue& source) {
     Draft4Form form = ToDraft4(source);
     if (form.draft.empty()) {
         FailShape(file, "\"schema\" names a draft other than draft 4 or draft 7 in \"$schema\"");
@@ -187,18 +187,30 @@ Json Translate(const std::string& file, const JsonValue& source) {
     }
     const std::string problem = SafetyProblem(form.schema);
     if (!problem.empty()) FailShape(file, "\"schema\" cannot be used: " + problem);
-    return std::move(form.schema);
+    return form;
 }
 
 // Defaults are a partial object: each is checked against what the schema says of its key
-// (properties, patternProperties, additionalProperties); the rules on the whole object
-// (required, minProperties, allOf...) apply to the values a write leaves stored.
-void CheckDefaults(const std::string& file, const JsonValue& schema, const JsonValue& defaults) {
+// (properties, patternProperties, additionalProperties, propertyNames); the rules on the whole
+// object (required, minProperties, allOf...) apply to the values a write leaves stored.
+void CheckDefaults(const std::string& file, const Draft4Form& form, const JsonValue& defaults) {
     Json perKey;
-    Assign(perKey, schema);
-    for (const char* whole : {"required", "minProperties", "maxProperties", "dependencies", "allOf",
-                              "anyOf", "oneOf", "not", "enum", "type", "$ref"}) {
+    Assign(perKey, form.schema);
+    for (const char* whole : {"required", "minProperties", "maxProperties", "dependencies", "anyOf",
+                              "oneOf", "not", "enum", "type", "$ref"}) {
         perKey.RemoveMember(whole);
+    }
+    const auto all = perKey.FindMember("allOf");
+    if (all != perKey.MemberEnd()) {
+        JsonValue keyRules(rapidjson::kArrayType);
+        for (const rapidjson::SizeType rule : form.keyRules) {
+            keyRules.PushBack(all->value[rule], perKey.GetAllocator());
+        }
+        if (keyRules.Empty()) {
+            perKey.RemoveMember(all);
+        } else {
+            all->value.Swap(keyRules);
+        }
     }
     Violation violation;
     if (!Check(SchemaDocument(perKey), defaults, violation)) {
@@ -235,9 +247,9 @@ std::shared_ptr<const Schema> Load(const std::string& file, const std::string& t
     const auto source = document.FindMember("schema");
     if (source != document.MemberEnd()) {
         if (!source->value.IsObject()) FailShape(file, "\"schema\" is not an object");
-        const Json translated = Translate(file, source->value);
-        CheckDefaults(file, translated, schema->defaults);
-        schema->compiled = std::make_shared<const CompiledSchema>(translated);
+        const Draft4Form form = Translate(file, source->value);
+        CheckDefaults(file, form, schema->defaults);
+        schema->compiled = std::make_shared<const CompiledSchema>(form.schema);
     }
     return schema;
 }

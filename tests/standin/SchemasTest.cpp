@@ -69,6 +69,8 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
+        {"bad-other-default", R"({"schema": {"patternProperties": {"^n": {}}, "additionalProperties": {"type": "integer"}}, "defaults": {"name": "x", "mtu": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
         {"required", R"({"schema": {"required": ["name"]}, "defaults": {"mtu": 1}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
@@ -117,6 +119,8 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
                                             "node": {"properties": {
                                 "child": {"$ref": "#/definitions/node"},
                                 "size": {"$ref": "#/properties/t~0~1%25"}}}}}})");
+    WriteSchema("others", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}},
+                              "additionalProperties": {"type": "string"}}})");
     WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
         "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}, "mode": {"const": "dhcp"},
                        "tags": {"contains": {"const": "uplink"}}, "off": false},
@@ -133,6 +137,9 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
         {"patterns", R"({"ármányos": 1})", ""},
         {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
         {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
+        {"others", R"({"name": 1, "mtu": "x"})", ""},
+        {"others", R"({"name": "x"})", "'/name' fails the schema's 'patternProperties' at '#'"},
+        {"others", R"({"mtu": 1})", "'' fails the schema's 'allOf' at '#'"},
         {"refs", R"({"t~/%": 1, "tree": {"child": {"child": {"size": 2}}}})", ""},
         {"refs", R"({"leaf": true, "meta": {"type": "string"}})", ""},
         {"refs", R"({"leaf": 1})", "'/leaf' fails the schema's 'type' at '#/definitions/l'"},
