@@ -49,7 +49,7 @@ std::string ComponentsDirectory();
 //   on one value; a pattern its regular expressions cannot read, crash on, or would match in
 //   exponential time (see PatternFault in SchemaSafety.cpp);
 // - 1084 (ERR_DEFAULT_CONFIG_INVALID): a default that breaks what the schema says of its key
-//   (properties, patternProperties, additionalProperties). Defaults are a partial object: the
+//   (properties, patternProperties, additionalProperties, propertyNames). Defaults are partial:
 //   rules on the whole object (required, minProperties, allOf...) apply to what writes store.
 // Keywords that the file's draft does not know are logged once, when the file is read.
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,
