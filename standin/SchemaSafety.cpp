@@ -1,5 +1,7 @@
 #include "SchemaSafety.h"
 
+#include "MetaSchemas.h"
+
 #include <rapidjson/pointer.h>
 
 #include <algorithm>
@@ -24,60 +26,6 @@ constexpr std::size_t kMaxFanOut = 256;
 constexpr double kMaxPatternStates = 1024;
 // How many states of parts that may match nothing a pattern may have in a row.
 constexpr double kMaxNullableRun = 64;
-
-// Draft 4's meta-schema, without its identifiers and descriptions: "schema" must meet it,
-// since RapidJSON's validator trusts the keywords it compiles to have the right types.
-constexpr char kMetaSchema[] = R"({
-  "definitions": {
-    "schemaArray": {"type": "array", "minItems": 1, "items": {"$ref": "#"}},
-    "positiveInteger": {"type": "integer", "minimum": 0},
-    "simpleTypes": {"enum": ["array", "boolean", "integer", "null", "number", "object", "string"]},
-    "stringArray": {"type": "array", "items": {"type": "string"}, "minItems": 1, "uniqueItems": true}
-  },
-  "type": "object",
-  "properties": {
-    "id": {"type": "string"},
-    "$schema": {"type": "string"},
-    "title": {"type": "string"},
-    "description": {"type": "string"},
-    "multipleOf": {"type": "number", "minimum": 0, "exclusiveMinimum": true},
-    "maximum": {"type": "number"},
-    "exclusiveMaximum": {"type": "boolean"},
-    "minimum": {"type": "number"},
-    "exclusiveMinimum": {"type": "boolean"},
-    "maxLength": {"$ref": "#/definitions/positiveInteger"},
-    "minLength": {"$ref": "#/definitions/positiveInteger"},
-    "pattern": {"type": "string"},
-    "additionalItems": {"anyOf": [{"type": "boolean"}, {"$ref": "#"}]},
-    "items": {"anyOf": [{"$ref": "#"}, {"$ref": "#/definitions/schemaArray"}]},
-    "maxItems": {"$ref": "#/definitions/positiveInteger"},
-    "minItems": {"$ref": "#/definitions/positiveInteger"},
-    "uniqueItems": {"type": "boolean"},
-    "maxProperties": {"$ref": "#/definitions/positiveInteger"},
-    "minProperties": {"$ref": "#/definitions/positiveInteger"},
-    "required": {"$ref": "#/definitions/stringArray"},
-    "additionalProperties": {"anyOf": [{"type": "boolean"}, {"$ref": "#"}]},
-    "definitions": {"type": "object", "additionalProperties": {"$ref": "#"}},
-    "properties": {"type": "object", "additionalProperties": {"$ref": "#"}},
-    "patternProperties": {"type": "object", "additionalProperties": {"$ref": "#"}},
-    "dependencies": {
-      "type": "object",
-      "additionalProperties": {"anyOf": [{"$ref": "#"}, {"$ref": "#/definitions/stringArray"}]}
-    },
-    "enum": {"type": "array", "minItems": 1, "uniqueItems": true},
-    "type": {"anyOf": [
-      {"$ref": "#/definitions/simpleTypes"},
-      {"type": "array", "items": {"$ref": "#/definitions/simpleTypes"}, "minItems": 1,
-       "uniqueItems": true}
-    ]},
-    "format": {"type": "string"},
-    "allOf": {"$ref": "#/definitions/schemaArray"},
-    "anyOf": {"$ref": "#/definitions/schemaArray"},
-    "oneOf": {"$ref": "#/definitions/schemaArray"},
-    "not": {"$ref": "#"}
-  },
-  "dependencies": {"exclusiveMaximum": ["maximum"], "exclusiveMinimum": ["minimum"]}
-})";
 
 std::string Text(const JsonValue& value) {
     return std::string(value.GetString(), value.GetStringLength());
@@ -123,10 +71,10 @@ public:
 private:
     std::string ObjectProblem(const JsonValue& object, const std::string& where) {
         const auto ref = object.FindMember("$ref");
-        if (ref != object.MemberEnd()) {
+        if (ref != object.MemberEnd() && ref->value.IsString()) {  // else a property's name
             if (Target(ref->value) == nullptr) {
                 return "'$ref' at '" + where +
-                       "' is not \"#\" or \"#/definitions/<name>\" of an existing schema";
+                       "' is not \"#<JSON pointer>\" of a schema in the file";
             }
             if (Resolve(object) == nullptr) {
                 return "'$ref' at '" + where + "' does not lead to a schema within " +
@@ -137,6 +85,13 @@ private:
         if (patterns != object.MemberEnd()) {
             if (!patterns->value.IsObject()) {
                 return "'patternProperties' at '" + where + "' is not an object";
+            }
+            // The draft 4 form writes it otherwise where a schema stands (see SchemaDrafts.cpp);
+            // RapidJSON would crash on it elsewhere too, should a reference lead there.
+            const auto additional = object.FindMember("additionalProperties");
+            if (additional != object.MemberEnd() && additional->value.IsFalse()) {
+                return "'additionalProperties' false beside 'patternProperties' at '" + where +
+                       "', outside the schema's keywords, would crash the validator";
             }
             for (auto pattern = patterns->value.MemberBegin();
                  pattern != patterns->value.MemberEnd(); ++pattern) {
@@ -168,27 +123,21 @@ private:
         const JsonValue* schema = &object;
         for (std::size_t hops = 0; schema != nullptr; ++hops) {
             const auto ref = schema->FindMember("$ref");
-            if (ref == schema->MemberEnd()) return schema;
+            if (ref == schema->MemberEnd() || !ref->value.IsString()) return schema;
             if (hops == kMaxRefHops) return nullptr;
             schema = Target(ref->value);
         }
         return nullptr;
     }
 
-    // The object a reference leads to: the schema itself for "#", one of its "definitions" for
-    // "#/definitions/<name>"; null for anything else.
+    // The object a reference leads to: any object of the schema, by a JSON pointer in a URI
+    // fragment ("#", "#/definitions/a~1b", "#/properties/a%25"); null for anything else.
     const JsonValue* Target(const JsonValue& ref) const {
         if (!ref.IsString() || ref.GetStringLength() == 0 || ref.GetString()[0] != '#') {
             return nullptr;
         }
         const JsonPointer pointer(ref.GetString(), ref.GetStringLength());
         if (!pointer.IsValid()) return nullptr;
-        if (pointer.GetTokenCount() == 0) return &root_;
-        const auto& first = pointer.GetTokens()[0];
-        if (pointer.GetTokenCount() != 2 || first.length != 11 ||
-            std::memcmp(first.name, "definitions", 11) != 0) {
-            return nullptr;
-        }
         const JsonValue* target = pointer.Get(root_);
         return target != nullptr && target->IsObject() ? target : nullptr;
     }
@@ -374,7 +323,7 @@ private:
 const SchemaDocument& MetaSchema() {
     static const Json source = [] {
         Json document;
-        ParseJson(kMetaSchema, sizeof(kMetaSchema) - 1, document);
+        ParseJson(kDraft4MetaSchema, sizeof(kDraft4MetaSchema) - 1, document);
         return document;
     }();
     static const SchemaDocument meta(source);

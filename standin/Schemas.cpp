@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <kivconfigstore/CSLogger.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <rapidjson/pointer.h>
 #include <rapidjson/schema.h>
@@ -20,6 +21,7 @@
 
 #include "Errors.h"
 #include "PathComponent.h"
+#include "SchemaDrafts.h"
 #include "SchemaSafety.h"
 
 namespace standin {
@@ -165,15 +167,56 @@ void CheckDefaultKeys(const std::string& file, const JsonValue& defaults) {
     }
 }
 
-std::shared_ptr<const CompiledSchema> Compile(const std::string& file, const JsonValue& source) {
-    Violation violation;
-    if (!Check(MetaSchema(), source, violation, "the meta-schema")) {
-        FailShape(file, "\"schema\" is not a draft 4 JSON Schema: '/schema" + violation.pointer +
-                            "' " + violation.reason);
+// The schema's draft 4 form, checked: RapidJSON compiles it.
+Draft4Form Translate(const std::string& file, const JsonValue& source) {
+    Draft4Form form = ToDraft4(source);
+    if (form.draft.empty()) {
+        FailShape(file, "\"schema\" names a draft other than draft 4 or draft 7 in \"$schema\"");
     }
-    const std::string problem = SafetyProblem(source);
+    if (!form.ignored.empty()) {
+        const std::string advice =
+            form.laterDraft ? "; add \"$schema\": \"" + std::string(kDraft7) + "\" for draft 7's"
+                            : "";
+        CSLogger::Log(CS_LOG_WARNING, "%s: keywords that %s does not know, ignored: %s%s",
+                      file.c_str(), form.draft.c_str(), form.ignored.c_str(), advice.c_str());
+    }
+    Violation violation;
+    if (!Check(MetaSchema(), form.schema, violation, "the meta-schema")) {
+        FailShape(file, "\"schema\" is not a " + form.draft + " JSON Schema: '/schema" +
+                            violation.pointer + "' " + violation.reason);
+    }
+    const std::string problem = SafetyProblem(form.schema);
     if (!problem.empty()) FailShape(file, "\"schema\" cannot be used: " + problem);
-    return std::make_shared<const CompiledSchema>(source);
+    return form;
+}
+
+// Defaults are a partial object: each is checked against what the schema says of its key
+// (properties, patternProperties, additionalProperties, propertyNames); the rules on the whole
+// object (required, minProperties, allOf...) apply to the values a write leaves stored.
+void CheckDefaults(const std::string& file, const Draft4Form& form, const JsonValue& defaults) {
+    Json perKey;
+    Assign(perKey, form.schema);
+    for (const char* whole : {"required", "minProperties", "maxProperties", "dependencies", "anyOf",
+                              "oneOf", "not", "enum", "type", "$ref"}) {
+        perKey.RemoveMember(whole);
+    }
+    const auto all = perKey.FindMember("allOf");
+    if (all != perKey.MemberEnd()) {
+        JsonValue keyRules(rapidjson::kArrayType);
+        for (const rapidjson::SizeType rule : form.keyRules) {
+            keyRules.PushBack(all->value[rule], perKey.GetAllocator());
+        }
+        if (keyRules.Empty()) {
+            perKey.RemoveMember(all);
+        } else {
+            all->value.Swap(keyRules);
+        }
+    }
+    Violation violation;
+    if (!Check(SchemaDocument(perKey), defaults, violation)) {
+        Fail(ERR_DEFAULT_CONFIG_INVALID,
+             file + ": '" + violation.pointer + "' " + violation.reason);
+    }
 }
 
 std::shared_ptr<const Schema> Load(const std::string& file, const std::string& text) {
@@ -204,14 +247,9 @@ std::shared_ptr<const Schema> Load(const std::string& file, const std::string& t
     const auto source = document.FindMember("schema");
     if (source != document.MemberEnd()) {
         if (!source->value.IsObject()) FailShape(file, "\"schema\" is not an object");
-        schema->compiled = Compile(file, source->value);
-        Violation violation;
-        // Defaults are a partial object: the object's own values supply its required keys.
-        if (!Check(schema->compiled->document, schema->defaults, violation) &&
-            !(violation.pointer.empty() && violation.keyword == "required")) {
-            Fail(ERR_DEFAULT_CONFIG_INVALID,
-                 file + ": '" + violation.pointer + "' " + violation.reason);
-        }
+        const Draft4Form form = Translate(file, source->value);
+        CheckDefaults(file, form, schema->defaults);
+        schema->compiled = std::make_shared<const CompiledSchema>(form.schema);
     }
     return schema;
 }

@@ -1,6 +1,6 @@
 // Object schemas: one JSON file per object in the components directory, read once and kept
 // for the process, saying whether the object is a singleton, its default values and the JSON
-// Schema (draft 4) its values must meet.
+// Schema (draft 4 or 7) its values must meet.
 #pragma once
 
 #include <memory>
@@ -18,7 +18,7 @@ constexpr char kSubObjectsMember[] = "$subObjects";
 struct CompiledSchema;
 
 // An object's schema file: <components dir>/<component>/<group>/<key>.json holding
-// {"version": "1.0", "singleton": true, "schema": {...JSON Schema draft 4...}, "defaults": {...}}.
+// {"version": "1.0", "singleton": true, "schema": {...JSON Schema...}, "defaults": {...}}.
 struct Schema {
     std::string file;                                // its path, for messages
     std::string version;                             // "version"; empty when absent
@@ -40,14 +40,18 @@ std::string ComponentsDirectory();
 //   strict JSON (the reason with its offset follows);
 // - 1037 (ERR_SCHEMA_NOT_FOUND): the wrong shape: not an object, "version" not a string,
 //   "singleton" not a bool, "schema"/"defaults" not objects, a defaults key that is empty,
-//   reserved (KivConfigStore::kReservedNames) or kSubObjectsMember; a "schema" that is not a
-//   draft 4 JSON Schema (checked against draft 4's meta-schema) or that RapidJSON 1.1.0 cannot
-//   run safely: more than 4096 objects; a "$ref" other than "#" or "#/definitions/<name>" of the
-//   same schema, or chains of more than 16; allOf/anyOf/oneOf/not that lead back to themselves
-//   or set more than 256 schemas to work on one value; a pattern its regular expressions cannot
-//   read, crash on, or would match in exponential time (see PatternFault in SchemaSafety.cpp);
-// - 1084 (ERR_DEFAULT_CONFIG_INVALID): defaults that break the file's own schema. Defaults are
-//   a partial object, so a missing "required" key at their top level is accepted.
+//   reserved (KivConfigStore::kReservedNames) or kSubObjectsMember; a "schema" whose "$schema"
+//   names a draft other than 4 or 7, that is not a JSON Schema of its draft (its draft 4 form,
+//   see SchemaDrafts.h, checked against draft 4's meta-schema) or that RapidJSON 1.1.0 cannot
+//   run safely: more than 4096 objects; a "$ref" to anything but a schema of the file (a JSON
+//   pointer, or a URI its "id"/"$id" give, or a draft's meta-schema), or chains of more than
+//   16; allOf/anyOf/oneOf/not that lead back to themselves or set more than 256 schemas to work
+//   on one value; a pattern its regular expressions cannot read, crash on, or would match in
+//   exponential time (see PatternFault in SchemaSafety.cpp);
+// - 1084 (ERR_DEFAULT_CONFIG_INVALID): a default that breaks what the schema says of its key
+//   (properties, patternProperties, additionalProperties, propertyNames). Defaults are partial:
+//   rules on the whole object (required, minProperties, allOf...) apply to what writes store.
+// Keywords that the file's draft does not know are logged once, when the file is read.
 std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::string& group,
                                        const std::string& key);
 

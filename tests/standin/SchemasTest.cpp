@@ -62,10 +62,16 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
         {"combinator-loop", R"({"schema": {"anyOf": [{"$ref": "#"}]}})", ERR_SCHEMA_NOT_FOUND},
         {"hidden-keyword", R"({"schema": {"default": {"patternProperties": 1}}})", ERR_SCHEMA_NOT_FOUND},
+        {"hidden-patterns", R"({"schema": {"$ref": "#/x", "x": {"patternProperties": {"^a": {}}, "additionalProperties": false}}})", ERR_SCHEMA_NOT_FOUND},
         {"pattern", R"({"schema": {"pattern": "(a{1000}){1000}"}})", ERR_SCHEMA_NOT_FOUND},
         {"empty-alternative", R"x({"schema": {"patternProperties": {"(d(|y))": {}}}})x", ERR_SCHEMA_NOT_FOUND},
         {"endless-match", R"({"schema": {"pattern": "^(a*)*$"}})", ERR_SCHEMA_NOT_FOUND},
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
+        {"bad-other-default", R"({"schema": {"patternProperties": {"^n": {}}, "additionalProperties": {"type": "integer"}}, "defaults": {"name": "x", "mtu": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
         {"required", R"({"schema": {"required": ["name"]}, "defaults": {"mtu": 1}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
     };
@@ -103,6 +109,23 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
 TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
     WriteSchema("strict", R"({"schema": {"required": ["name"], "additionalProperties": false,
                               "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
+    WriteSchema("patterns", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}},
+                                "additionalProperties": false, "dependencies": {}}})");
+    WriteSchema("refs", R"({"schema": {"properties": {"t~/%": {"type": "integer"},
+                                                     "tree": {"$ref": "#/definitions/node"},
+                                                     "leaf": {"$ref": "#leaf"},
+                                                     "meta": {"$ref": "http://json-schema.org/draft-04/schema#"}},
+                            "definitions": {"l": {"id": "#leaf", "type": "boolean"},
+                                            "node": {"properties": {
+                                "child": {"$ref": "#/definitions/node"},
+                                "size": {"$ref": "#/properties/t~0~1%25"}}}}}})");
+    WriteSchema("others", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}},
+                              "additionalProperties": {"type": "string"}}})");
+    WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
+        "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}, "mode": {"const": "dhcp"},
+                       "tags": {"contains": {"const": "uplink"}}, "off": false},
+        "propertyNames": {"pattern": "^[a-z]+$"},
+        "if": {"required": ["mode"]}, "then": {"required": ["port"]}}})");
     // clang-format off
     const struct { const char* component; const char* values; const char* message; } cases[] = {
         {"network", R"({"mtu": 9000, "description": "uplink", "extra": {"any": 1}})", ""},
@@ -111,6 +134,24 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
         {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
         {"strict", R"({"name": "eth", "other": 1})", "'/other' fails the schema's 'additionalProperties' at '#'"},
         {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
+        {"patterns", R"({"ármányos": 1})", ""},
+        {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
+        {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
+        {"others", R"({"name": 1, "mtu": "x"})", ""},
+        {"others", R"({"name": "x"})", "'/name' fails the schema's 'patternProperties' at '#'"},
+        {"others", R"({"mtu": 1})", "'' fails the schema's 'allOf' at '#'"},
+        {"refs", R"({"t~/%": 1, "tree": {"child": {"child": {"size": 2}}}})", ""},
+        {"refs", R"({"leaf": true, "meta": {"type": "string"}})", ""},
+        {"refs", R"({"leaf": 1})", "'/leaf' fails the schema's 'type' at '#/definitions/l'"},
+        {"refs", R"({"meta": {"type": 1}})", "'/meta/type' fails the schema's 'anyOf' at '#/draft-04 meta-schema/properties/type'"},
+        {"refs", R"({"tree": {"child": {"size": "x"}}})", "'/tree/child/size' fails the schema's 'type' at '#/properties/t~0~1%'"},
+        {"draft7", R"({"mode": "dhcp", "port": 1, "tags": ["x", "uplink"]})", ""},
+        {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
+        {"draft7", R"({"mode": "static", "port": 1})", "'/mode' fails the schema's 'enum' at '#/properties/mode'"},
+        {"draft7", R"({"tags": ["x"]})", "'/tags' fails the schema's 'allOf' at '#/properties/tags'"},
+        {"draft7", R"({"off": 1})", "'/off' fails the schema's 'not' at '#/properties/off'"},
+        {"draft7", R"({"Upper": 1})", "'' fails the schema's 'allOf' at '#'"},
+        {"draft7", R"({"mode": "dhcp"})", "'' fails the schema's 'allOf' at '#'"},
     };
     // clang-format on
     for (const auto& test : cases) {
