@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets of tests/fuzz with clang (ASan, UBSan) in build-fuzz and runs each
-# for a bounded time, both at once, on a copy of its seed corpus: the repository's corpus stays
+# for a bounded time, all at once, on a copy of its seed corpus: the repository's corpus stays
 # as it is. Fails on any crash, leak, sanitizer report or timeout and names the reproducer.
 #   scripts/fuzz.sh [SECONDS_PER_TARGET]    (default 60)
 # A longer run, keeping what it finds: build-fuzz/tests/fuzz/calls_fuzzer -close_fd_mask=2
@@ -12,7 +12,7 @@ scripts/install-deps.sh clang libfuzzer-14-dev libclang-rt-14-dev
 
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCONFIGSTOREC_TESTS=OFF -DCONFIGSTOREC_FUZZ=ON -DCONFIGSTOREC_WERROR=ON >/dev/null
-cmake --build build-fuzz -j "$(nproc)" --target calls_fuzzer documents_fuzzer
+cmake --build build-fuzz -j "$(nproc)" --target calls_fuzzer documents_fuzzer schemas_fuzzer
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -37,8 +37,10 @@ run calls &
 calls=$!
 run documents -dict=tests/fuzz/documents.dict &
 documents=$!
+run schemas -dict=tests/fuzz/schemas.dict &
+schemas=$!
 failed=0
-for target in calls documents; do
+for target in calls documents schemas; do
     pid=${!target}
     if wait "$pid"; then
         echo "$target: $(grep -E '^#[0-9]+[[:space:]]+DONE' "$work/$target.log" | tail -1)"

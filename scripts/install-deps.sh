@@ -17,6 +17,7 @@ packages=(
     uuid-dev
     libcli11-dev
     jq
+    json-schema-test-suite
     scdoc
     man-db
     pkg-config

@@ -14,7 +14,7 @@ run_suites() {
     cmake --build "$dir" -j "$jobs"
     (cd "$dir" && ctest --output-on-failure -j "$jobs")
     # The reliability figures that passing tests print, from CTest's log.
-    grep -hE '^(crash safety|concurrent creation|allocation failure): ' "$dir/Testing/Temporary/LastTest.log" || true
+    grep -hE '^(crash safety|concurrent creation|allocation failure|schema conformance): ' "$dir/Testing/Temporary/LastTest.log" || true
 }
 
 echo "== Plain build"

@@ -246,7 +246,17 @@ std::shared_ptr<const Schema> Load(const std::string& file, const std::string& t
     }
     const auto source = document.FindMember("schema");
     if (source != document.MemberEnd()) {
-        if (!source->value.IsObject()) FailShape(file, "\"schema\" is not an object");
+        // A boolean schema, as later drafts allow: true takes anything, false nothing.
+        if (source->value.IsBool()) {
+            const bool anything = source->value.GetBool();
+            source->value.SetObject();
+            if (!anything) {
+                source->value.AddMember("not", JsonValue(rapidjson::kObjectType),
+                                        document.GetAllocator());
+            }
+        }
+        if (!source->value.IsObject())
+            FailShape(file, "\"schema\" is neither an object nor a boolean");
         const Draft4Form form = Translate(file, source->value);
         CheckDefaults(file, form, schema->defaults);
         schema->compiled = std::make_shared<const CompiledSchema>(form.schema);

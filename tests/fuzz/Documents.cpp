@@ -11,25 +11,6 @@
 
 namespace {
 
-// Every result is one of the interface's codes.
-ConfigStoreCStatus Checked(ConfigStoreCStatus status) {
-    if (status < CS_C_OK || status > CS_C_VALUE_IS_DEFAULT) std::abort();
-    return status;
-}
-
-ConfigStoreCStatus ImportText(const char* document) {
-    ErrorInfoStruct** errors = nullptr;
-    int count = 0;
-    const ConfigStoreCStatus status = Checked(Import(document, &errors, &count));
-    for (int i = 0; i < count; ++i) {
-        char* text = nullptr;
-        Checked(GetErrorInfoMessage(errors[i], &text));
-        std::free(text);
-    }
-    Checked(DestroyErrorInfoList(&errors, count));
-    return status;
-}
-
 // The whole store as an exchange document.
 std::string ExportAll() {
     FilterSpecObjectStruct* everything = nullptr;
@@ -68,23 +49,6 @@ constexpr Identity kIdentities[] = {{"interface", "interfaces", "network", "eth0
                                     {"clock", "time", "system", nullptr},
                                     {"k", "g", "c", nullptr}};
 
-void CreateAndWrite(const char* document, const Identity& id) {
-    ConfigStoreObjectStruct* object = nullptr;
-    if (Checked(CreateObject(id.key, id.group, id.component, id.instanceId, document, &object)) !=
-        CS_C_OK) {
-        return;
-    }
-    ConfigStoreStruct* store = nullptr;
-    Checked(GetStore(nullptr, &store));
-    if (Checked(Set(store, object, "INTERNAL")) == CS_C_OK) {
-        ConfigStoreObjectStruct* stored = nullptr;
-        Checked(Get(store, id.key, id.group, id.component, id.instanceId, &stored));
-        if (stored != nullptr) Checked(DestroyConfigStoreObject(stored));
-    }
-    Checked(DestroyStore(store));
-    Checked(DestroyConfigStoreObject(object));
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -96,7 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string document(reinterpret_cast<const char*>(data), size);
     CheckRoundTrip(document.c_str());
     EmptyFuzzStore();
-    CreateAndWrite(document.c_str(), kIdentities[size % std::size(kIdentities)]);
+    const Identity& id = kIdentities[size % std::size(kIdentities)];
+    CreateAndWrite(document.c_str(), id.key, id.group, id.component, id.instanceId);
     EmptyFuzzStore();
     return 0;
 }
