@@ -55,7 +55,7 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"defaults", R"({"defaults": []})", ERR_SCHEMA_NOT_FOUND},
         {"reserved", R"({"defaults": {"IS_BOOT": 1}})", ERR_SCHEMA_NOT_FOUND},
         {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
-        {"schema", R"({"schema": true})", ERR_SCHEMA_NOT_FOUND},
+        {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
