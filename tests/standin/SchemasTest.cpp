@@ -86,6 +86,15 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
             EXPECT_NE(std::string(e.what()).find(path), std::string::npos) << e.what();
         }
     }
+    // A keyword the file's draft does not know is logged once, when the file is read.
+    const std::string later = WriteSchema("later", R"({"schema": {"const": 1}})");
+    ::testing::internal::CaptureStderr();
+    standin::SchemaOf("later", "group", "key");
+    standin::SchemaOf("later", "group", "key");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "configstore: " + later +
+                  ": keywords that draft 4 does not know, ignored: /schema/const; add "
+                  "\"$schema\": \"http://json-schema.org/draft-07/schema#\" for draft 7's\n");
     const fs::path fifo = fs::path(WriteSchema("fifo", "")).replace_filename("fifo.json");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     // Refused at once, not waited on.
