@@ -5,7 +5,8 @@
  *
  * Results.  Every function returns a ConfigStoreCStatus: CS_C_OK (0) or one of the codes below.
  *   No function returns any other value. Every failure other than "not found" also writes one
- *   line to the engine's log, "<function>: <reason>".
+ *   line to the engine's log, "<function>: <reason>", which ConfigStoreCLastError gives the
+ *   calling thread until its next call (see Extensions at the end; they return texts).
  *
  * Handles.  ConfigStoreStruct, ConfigStoreObjectStruct and FilterSpecObjectStruct are opaque.
  *   A store handle is released with DestroyStore. An object or filter handle that a function
@@ -544,6 +545,28 @@ ConfigStoreCStatus GetSubObjectFilter(FilterSpecObjectStruct* filter, const char
  */
 ConfigStoreCStatus DeleteSubObjectFilter(FilterSpecObjectStruct* filter, const char* key,
                                          const char* instanceId);
+
+/*
+ * Extensions: two functions beside the interface above, exported under a version node of their
+ * own (CONFIGSTOREC_EXT_1). They return texts rather than a status, never fail, never log and
+ * may be called from any thread at any time.
+ */
+
+/*
+ * The line that the calling thread's last failing call wrote to the engine's log, as the log
+ * prints it after its own prefix, e.g. "Set: Validation Error: '/mtu' ...". Empty after a call
+ * that succeeded and after a failure that logged nothing (such as CS_C_NOT_FOUND of a read).
+ * Another thread's calls never change it. Only the first 4096 characters of a line are kept.
+ * @return a NUL-terminated text owned by the library, never NULL; valid until the calling
+ *         thread's next call of a function above. Do not free it.
+ */
+const char* ConfigStoreCLastError(void);
+
+/*
+ * The name of a result code as this header spells it, e.g. "CS_C_VALIDATION_ERROR" for 3.
+ * @return a static text, never NULL; "CS_C_UNKNOWN_STATUS" for a value that is no CS_C_* code.
+ */
+const char* ConfigStoreCStatusName(int status);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -43,12 +43,29 @@ int RunUnder(Family<First, Rest...>, const char* tag, Work& work) {
     return RunUnder(Family<Rest...>{}, tag, underFirst);
 }
 
+// One exported call on this thread, however deeply its workers nest: the outermost one empties
+// the thread's last line on entry. Lines are written on failures only, so the line is the failing
+// call's own, and a success leaves it empty.
+class CallScope {
+public:
+    CallScope() noexcept {
+        if (depth_++ == 0) ClearLastLine();
+    }
+    ~CallScope() { --depth_; }
+    CallScope(const CallScope&) = delete;
+    CallScope& operator=(const CallScope&) = delete;
+
+private:
+    static inline thread_local int depth_ = 0;
+};
+
 }  // namespace detail
 
 // Runs `work`, which returns a status, under the handlers of `Handlers` and then the catch-all:
 // any other exception is logged with `tag` and answered with CS_C_INTERNAL_ERROR.
 template <class Handlers, class Work>
 int Guard(const char* tag, Work&& work) {
+    const detail::CallScope call;
     try {
         return detail::RunUnder(Handlers{}, tag, work);
     } catch (abi::__forced_unwind&) {

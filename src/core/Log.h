@@ -27,10 +27,23 @@ private:
     char escaped_[2048];
 };
 
+// The calling thread's last line, which ConfigStoreCLastError hands out: kept in fixed room (a
+// longer line is cut), so that a failure path never allocates.
+void KeepLastLine(const char* format, ...) noexcept;
+void ClearLastLine() noexcept;
+
+namespace detail {
+template <class... Texts>
+void WriteLine(const char* format, const Texts&... texts) {
+    KeepLastLine(format, texts.get()...);
+    CSLogger::Log(CS_LOG_ERROR, format, texts.get()...);
+}
+}  // namespace detail
+
 template <class... Args>
 void LogLine(const char* format, Args... args) {
     static_assert((std::is_same_v<Args, const char*> && ...), "lines take texts only");
-    CSLogger::Log(CS_LOG_ERROR, format, LogText(args).get()...);
+    detail::WriteLine(format, LogText(args)...);
 }
 
 // Formats of the lines the library writes; the first %s is always the log tag.

@@ -1,23 +1,34 @@
 #!/usr/bin/env bash
 # Checks the built library's dynamic interface: exactly the names of the version script are
-# exported, and they are exactly the project's frozen ABI list; the SONAME is right, and the
-# engine is a run-time dependency whose symbols stay undefined.
-# Usage: check_library.sh NM READELF LIBRARY VERSION_SCRIPT ABI_LIST
+# exported, and they are exactly the project's frozen ABI list and its extensions, each list under
+# a version node of its own; the SONAME is right, and the engine is a run-time dependency whose
+# symbols stay undefined.
+# Usage: check_library.sh NM READELF LIBRARY VERSION_SCRIPT ABI_LIST EXTENSIONS_LIST
 set -euo pipefail
-nm=$1 readelf=$2 library=$3 script=$4 abi=$5
+nm=$1 readelf=$2 library=$3 script=$4 abi=$5 extensions=$6
 failed=0
 fail() { echo "FAILED: $*"; failed=1; }
 
-exported=$("$nm" -D --defined-only "$library" | awk '{print $3}' | sed 's/@.*//' | sort -u)
-listed=$(sed -n '/global:/,/local:/p' "$script" | grep -v -e 'global:' -e 'local:' |
+# name@@NODE of every defined name, the nodes' own entries left out.
+versioned=$("$nm" -D --defined-only "$library" | awk '$2 != "A" {print $3}' | sort -u)
+exported=$(sed 's/@.*//' <<<"$versioned" | sort -u)
+listed=$(sed -n '/global:/,/}/p' "$script" | grep -v -e 'global:' -e 'local:' -e '[*}]' |
          tr -d ' ;\t' | grep -v '^$' | sort -u)
 if [ "$exported" != "$listed" ]; then
     fail "exported symbols differ from the version script"
     diff <(echo "$listed") <(echo "$exported") || true
 fi
-if [ "$exported" != "$(sort -u "$abi")" ]; then
-    fail "exported symbols differ from the ABI list"
-    diff <(sort -u "$abi") <(echo "$exported") || true
+if [ "$exported" != "$(sort -u "$abi" "$extensions")" ]; then
+    fail "exported symbols differ from the ABI list and its extensions"
+    diff <(sort -u "$abi" "$extensions") <(echo "$exported") || true
+fi
+
+# The node of each list: one for all of its names, and not the other list's.
+node_of() { while read -r name; do sed -n "s/^$name@@//p" <<<"$versioned"; done <"$1" | sort -u; }
+abi_node=$(node_of "$abi") extension_node=$(node_of "$extensions")
+if [ "$(grep -c . <<<"$abi_node")" -ne 1 ] || [ "$(grep -c . <<<"$extension_node")" -ne 1 ] ||
+   [ "$abi_node" = "$extension_node" ]; then
+    fail "the ABI list ($abi_node) and its extensions ($extension_node) are not one node each"
 fi
 
 dynamic=$("$readelf" -d "$library")
@@ -31,5 +42,5 @@ for symbol in _ZN14KivConfigStore11ConfigStore8GetStoreERKNSt7__cxx1112basic_str
 done
 
 count=$(echo "$exported" | grep -c . || true)
-[ "$failed" -eq 0 ] && echo "library interface ok: $count exported names"
+[ "$failed" -eq 0 ] && echo "library interface ok: $count exported names, nodes $abi_node and $extension_node"
 exit "$failed"

@@ -8,3 +8,9 @@ int header_check_uses_every_type(ConfigStoreStruct* store, ConfigStoreObjectStru
     if (status == CS_C_OK) status = DestroyFilterSpecObject(filter);
     return status;
 }
+
+/* The extensions return texts. */
+const char* header_check_uses_the_extensions(int status) {
+    return *ConfigStoreCLastError() != '\0' ? ConfigStoreCLastError()
+                                            : ConfigStoreCStatusName(status);
+}

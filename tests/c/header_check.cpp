@@ -4,3 +4,8 @@
 int HeaderCheckUsesCxxDeclarations(ConfigStoreObjectStruct* object) {
     return DestroyConfigStoreObjectInternal(object);
 }
+
+const char* HeaderCheckUsesTheExtensions(int status) {
+    return *ConfigStoreCLastError() != '\0' ? ConfigStoreCLastError()
+                                            : ConfigStoreCStatusName(status);
+}

@@ -58,9 +58,10 @@ const std::vector<std::string> kDocuments = {
     "[1]",
     R"({"a": )"};
 
-// Every result is one of the interface's codes.
+// Every result is one of the interface's codes, and a success leaves no last error.
 void Check(ConfigStoreCStatus status) {
     if (status < CS_C_OK || status > CS_C_VALUE_IS_DEFAULT) std::abort();
+    if (status == CS_C_OK && *ConfigStoreCLastError() != '\0') std::abort();
 }
 
 class Session {
@@ -436,6 +437,9 @@ const Call kCalls[] = {
         const Identity id = IdentityOf(s);
         Check(GetSchemaVersion(id.key, id.group, id.component, s.Out())); }},
     {"GenerateInstanceId", [](Session& s) { Check(GenerateInstanceId(s.Out())); }},
+    {"ConfigStoreCLastError", [](Session&) { if (ConfigStoreCLastError() == nullptr) std::abort(); }},
+    {"ConfigStoreCStatusName", [](Session& s) {
+        if (ConfigStoreCStatusName(s.Number<int>()) == nullptr) std::abort(); }},
     {"GetValueInt", FAMILY(Read, GetValueInt)},
     {"GetValueUint16", FAMILY(Read, GetValueUint16)},
     {"GetValueUint32", FAMILY(Read, GetValueUint32)},

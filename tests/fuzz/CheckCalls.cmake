@@ -1,8 +1,12 @@
 # Checks (cmake -P) that the calls fuzz target's table names every exported function, each once,
 # and nothing else. C++ names are compared by their identifier. Writes STAMP on success.
-#   -DEXPORTS=abi/exports.txt -DSOURCE=Calls.cpp -DSTAMP=<file>
+#   -DEXPORTS=abi/exports.txt;abi/extensions.txt -DSOURCE=Calls.cpp -DSTAMP=<file>
 cmake_minimum_required(VERSION 3.18...3.25)
-file(STRINGS "${EXPORTS}" exports REGEX "[^ ]")
+set(exports "")
+foreach(list ${EXPORTS})
+    file(STRINGS "${list}" names REGEX "[^ ]")
+    list(APPEND exports ${names})
+endforeach()
 set(exported "")
 foreach(symbol ${exports})
     # A C++ symbol _Z<length><identifier>...: its identifier.

@@ -2,9 +2,14 @@
 # in backquotes, under a heading "## Suite.Name" of a test that exists in the test sources, given
 # as TEST(Suite, Name), TEST_F(Suite, Name) or TYPED_TEST(Suite, Name), and every name under a
 # heading is an exported function. Writes STAMP on success.
-#   -DEXPORTS=abi/exports.txt -DTABLE=Coverage.md -DSOURCES_DIR=<dir of *.cpp> -DSTAMP=<file>
+#   -DEXPORTS=abi/exports.txt;abi/extensions.txt -DTABLE=Coverage.md
+#   -DSOURCES_DIR=<dir of *.cpp> -DSTAMP=<file>
 cmake_minimum_required(VERSION 3.22...3.25)
-file(STRINGS "${EXPORTS}" exported REGEX "[^ ]")
+set(exported "")
+foreach(list ${EXPORTS})
+    file(STRINGS "${list}" names REGEX "[^ ]")
+    list(APPEND exported ${names})
+endforeach()
 
 # The tests the sources define, as Suite.Name.
 set(tests "")

@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -71,13 +72,18 @@ inline std::string Listed(ConfigStoreObjectStruct** objects, int count, const ch
     return text;
 }
 
-// Runs `call`, expecting `status` and, unless `line` is empty, `line` in the log.
+// Runs `call`, expecting `status` and, unless `line` is empty, `line` in the log. The library's
+// last error is then the last line logged, without the engine's prefix: empty after a success.
 inline void ExpectLogged(const std::function<int()>& call, int status, const std::string& line) {
     ::testing::internal::CaptureStderr();
     const int actual = call();
     const std::string log = ::testing::internal::GetCapturedStderr();
     EXPECT_EQ(actual, status) << log;
     EXPECT_TRUE(line.empty() || log.find(line) != std::string::npos) << log;
+    std::string last = log.substr(0, log.find_last_not_of('\n') + 1);
+    last = last.substr(last.rfind('\n') + 1);
+    if (last.rfind("configstore: ", 0) == 0) last.erase(0, std::strlen("configstore: "));
+    EXPECT_EQ(ConfigStoreCLastError(), actual == CS_C_OK ? "" : last) << log;
 }
 
 // The int values `names` of one object ("key" or "key/instance"), as read_back prints them when

@@ -286,4 +286,36 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
     EXPECT_EQ(GetInstances(s, interfaces.get(), &none, &count), CS_C_NOT_FOUND);  // none stored
 }
 
+// ConfigStoreCLastError is the calling thread's own: another thread's failure neither shows nor
+// erases it, and a failure that logs nothing empties it (ExpectLogged checks it after each call).
+// ConfigStoreCStatusName names each code as the header does, and any other value one way.
+TEST_F(StoreTest, TheLastErrorIsTheThreadsOwnAndStatusesHaveNames) {
+    ConfigStoreObjectStruct* made = nullptr;
+    const auto refused = [&] { return Get(nullptr, "k", kGroup, kComponent, nullptr, &made); };
+    ExpectLogged(refused, CS_C_INVALID_ARGUMENT, "configstore: Get: ConfigStoreCPtr not provided");
+    std::thread([&] {
+        EXPECT_STREQ(ConfigStoreCLastError(), "");
+        ExpectLogged([&] { return CommitTransaction(store.get()); }, CS_C_STORE_ERROR,
+                     "no transaction");
+    }).join();
+    EXPECT_STREQ(ConfigStoreCLastError(), "Get: ConfigStoreCPtr not provided");
+    ExpectLogged([&] { return Get(store.get(), "absent", kGroup, kComponent, nullptr, &made); },
+                 CS_C_NOT_FOUND, "");
+    EXPECT_EQ(made, nullptr);
+
+    const char* const names[] = {"CS_C_OK",
+                                 "CS_C_STORE_ERROR",
+                                 "CS_C_INVALID_ARGUMENT",
+                                 "CS_C_VALIDATION_ERROR",
+                                 "CS_C_INVALID_TYPE",
+                                 "CS_C_INTERNAL_ERROR",
+                                 "CS_C_NOT_FOUND",
+                                 "CS_C_VALUE_IS_DEFAULT"};
+    for (int status = CS_C_OK; status <= CS_C_VALUE_IS_DEFAULT; ++status) {
+        EXPECT_STREQ(ConfigStoreCStatusName(status), names[status]);
+    }
+    for (int status : {-1, 8, 1102})
+        EXPECT_STREQ(ConfigStoreCStatusName(status), "CS_C_UNKNOWN_STATUS");
+}
+
 }  // namespace
