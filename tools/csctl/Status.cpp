@@ -47,22 +47,6 @@ std::string LastLineOf(const std::string& text) {
 
 const char* StatusName(int status) {
     switch (status) {
-        case CS_C_OK:
-            return "CS_C_OK";
-        case CS_C_STORE_ERROR:
-            return "CS_C_STORE_ERROR";
-        case CS_C_INVALID_ARGUMENT:
-            return "CS_C_INVALID_ARGUMENT";
-        case CS_C_VALIDATION_ERROR:
-            return "CS_C_VALIDATION_ERROR";
-        case CS_C_INVALID_TYPE:
-            return "CS_C_INVALID_TYPE";
-        case CS_C_INTERNAL_ERROR:
-            return "CS_C_INTERNAL_ERROR";
-        case CS_C_NOT_FOUND:
-            return "CS_C_NOT_FOUND";
-        case CS_C_VALUE_IS_DEFAULT:
-            return "CS_C_VALUE_IS_DEFAULT";
         case kModuleFailed:
             return "MODULE_FAILED";
         case kUsage:
@@ -74,7 +58,7 @@ const char* StatusName(int status) {
         case kOutputError:
             return "OUTPUT_ERROR";
     }
-    return "UNKNOWN";
+    return ConfigStoreCStatusName(status);
 }
 
 void PrepareEngineLog() {
