@@ -29,10 +29,6 @@ const JsonValue* Member(const JsonValue& entry, const char* name) {
     return member == entry.MemberEnd() ? nullptr : &member->value;
 }
 
-std::string Text(const JsonValue& value) {
-    return std::string(value.GetString(), value.GetStringLength());
-}
-
 // The first member of `object` that is none of `known`; empty when there is none.
 template <std::size_t N>
 std::string UnknownMember(const JsonValue& object, const std::array<std::string_view, N>& known) {

@@ -55,6 +55,11 @@ void Assign(JsonValue& to, const JsonValue& from);
 // The compact text of a value.
 std::string ToText(const JsonValue& value);
 
+// The text of a JSON string value.
+inline std::string Text(const JsonValue& string) {
+    return std::string(string.GetString(), string.GetStringLength());
+}
+
 bool IsValidUtf8(const char* text, std::size_t length);
 
 std::string EncodeBase64(const unsigned char* data, std::size_t size);

@@ -33,10 +33,6 @@ bool Listed(const std::string& name, const char* list) {
     return std::strstr(list, (" " + name + " ").c_str()) != nullptr;
 }
 
-std::string Text(const JsonValue& value) {
-    return std::string(value.GetString(), value.GetStringLength());
-}
-
 bool OneOf(const std::string& name, std::initializer_list<const char*> names) {
     for (const char* known : names) {
         if (name == known) return true;

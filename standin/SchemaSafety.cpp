@@ -27,10 +27,6 @@ constexpr double kMaxPatternStates = 1024;
 // How many states of parts that may match nothing a pattern may have in a row.
 constexpr double kMaxNullableRun = 64;
 
-std::string Text(const JsonValue& value) {
-    return std::string(value.GetString(), value.GetStringLength());
-}
-
 // `where` extended by one JSON Pointer token.
 std::string Append(const std::string& where, const std::string& token) {
     std::string out = where + "/";

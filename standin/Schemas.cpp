@@ -47,10 +47,6 @@ using KivConfigStore::ERR_VALIDATION_ERROR;
 
 constexpr off_t kMaxFileSize = 16 << 20;
 
-std::string Text(const JsonValue& value) {
-    return std::string(value.GetString(), value.GetStringLength());
-}
-
 bool Is(const JsonValue& name, const char* text) {
     return name.GetStringLength() == std::strlen(text) &&
            std::memcmp(name.GetString(), text, name.GetStringLength()) == 0;

@@ -30,10 +30,6 @@ JsonValue NameRef(const std::string& text) {
         rapidjson::StringRef(text.data(), static_cast<rapidjson::SizeType>(text.size())));
 }
 
-std::string TextOf(const JsonValue& name) {
-    return std::string(name.GetString(), name.GetStringLength());
-}
-
 // How messages name a sub-object: "key" or "key/instance".
 std::string SubObjectName(const SubObjectId& id) {
     return id.instanceId.empty() ? id.key : id.key + "/" + id.instanceId;
@@ -113,7 +109,7 @@ void ForEachSelected(const ConfigStoreObject& parent,
     for (const auto& key : subObjects->GetObject()) {
         if (!wanted.empty() && NameRef(wanted) != key.name) continue;
         for (const auto& instance : key.value.GetObject()) {
-            const SubObjectId id{TextOf(key.name), TextOf(instance.name)};
+            const SubObjectId id{Text(key.name), Text(instance.name)};
             const KivConfigStore::ConfigStoreObjectId objectId(
                 id.key, parent.objectId.group, parent.objectId.component, id.instanceId);
             if (Selects(*filter, objectId, instance.value, nullptr)) visit(id, instance.value);
