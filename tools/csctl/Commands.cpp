@@ -132,6 +132,19 @@ bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
            field("component") == identity.component && field("instanceId") == identity.instance;
 }
 
+// The values that the stored classes of an identity's exchange entries hold for `key`; the
+// desired configuration is no class a read answers from.
+std::vector<const rapidjson::Value*> StoredValues(
+    const std::vector<const rapidjson::Value*>& entries, const std::string& key) {
+    std::vector<const rapidjson::Value*> values;
+    for (const rapidjson::Value* entry : entries) {
+        const rapidjson::Value& stored = (*entry)["values"];
+        const bool desired = entry->HasMember("class") && (*entry)["class"] == "desired";
+        if (!desired && stored.HasMember(key.c_str())) values.push_back(&stored[key.c_str()]);
+    }
+    return values;
+}
+
 // A document for Import, which takes C text: no longer than the store's bound, and without
 // a NUL byte, which would end it early.
 std::string ReadDocument(const std::string& path) {
@@ -202,14 +215,20 @@ void RunWrites(Session& session, const std::vector<Write>& writes) {
 
 void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys) {
     Object object = FetchExisting(session.store(), identity);
+    // A filter with an empty instance id selects every instance: keep this identity's entries.
+    const rapidjson::Document exported = Exported(identity);
+    std::vector<const rapidjson::Value*> entries;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        if (SameIdentity(entry, identity)) entries.push_back(&entry);
+    }
     rapidjson::Document answer(rapidjson::kObjectType);
     Allocator& allocator = answer.GetAllocator();
     if (!keys.empty()) {
         std::vector<std::string> defaults;
         for (const std::string& key : keys) {
             rapidjson::Value value;
-            if (ReadValue(object.get(), key, Name(identity), value, allocator) ==
-                CS_C_VALUE_IS_DEFAULT) {
+            if (ReadValue(object.get(), key, Name(identity), StoredValues(entries, key), value,
+                          allocator) == CS_C_VALUE_IS_DEFAULT) {
                 defaults.push_back(key);
             }
             answer.AddMember(rapidjson::Value(key.c_str(), allocator), value, allocator);
@@ -221,14 +240,12 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
     const Text version(rawVersion);
     Check(status, "cannot read the version of " + Name(identity));
 
-    // A filter with an empty instance id selects every instance: keep this identity's entries.
-    const rapidjson::Document exported = Exported(identity);
     rapidjson::Value classes(rapidjson::kObjectType);
-    for (auto& entry : exported["objects"].GetArray()) {
-        if (!SameIdentity(entry, identity)) continue;
-        const char* name = entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+    for (const rapidjson::Value* entry : entries) {
+        const char* name =
+            entry->HasMember("class") ? (*entry)["class"].GetString() : "configuration";
         classes.AddMember(rapidjson::Value(name, allocator),
-                          rapidjson::Value(entry["values"], allocator), allocator);
+                          rapidjson::Value((*entry)["values"], allocator), allocator);
     }
     answer.AddMember("identity", IdentityJson(identity, allocator), allocator);
     answer.AddMember("version", rapidjson::Value(version.get(), allocator), allocator);
@@ -277,10 +294,7 @@ void RunImport(Session& session, const std::string& path) {
         Logged([&] { return Import(document.c_str(), &errors.items, &errors.count); });
     if (status != CS_C_OK) {
         const std::string& logged = LastLogLine();
-        Failure failure{status,
-                        logged.empty() ? "the store refused the document" : logged,
-                        {},
-                        !logged.empty()};
+        Failure failure{status, logged.empty() ? "the store refused the document" : logged, {}};
         for (int i = 0; i < errors.count; ++i) {
             char *key = nullptr, *message = nullptr;
             GetErrorInfoKey(errors.items[i], &key);

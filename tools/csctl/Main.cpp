@@ -198,7 +198,6 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, Output& output) {
     }
     // The functions without a store argument act on the default namespace: make it this one.
     if (!nameSpace.empty()) setenv("CONFIGSTORE_NAMESPACE", nameSpace.c_str(), 1);
-    PrepareEngineLog();
 
     Session session(nameSpace, output);
     const Arguments& arguments = first.arguments;

@@ -100,7 +100,7 @@ void Output::Done() {
 
 void Output::Error(const Failure& failure) {
     if (!json_) {
-        if (!failure.logged) {
+        if (!failure.printed) {
             std::fprintf(stderr, "csctl: %s\n", escapes::Escaped(failure.message).c_str());
         }
         for (const auto& [key, message] : failure.entries) {

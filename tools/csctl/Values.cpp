@@ -136,9 +136,37 @@ std::string Base64(const unsigned char* data, unsigned long size) {
 }
 
 using Allocator = rapidjson::Document::AllocatorType;
-// One typed read: its status, and the value as JSON when it answered.
-using TypedRead = std::function<ConfigStoreCStatus(ConfigStoreObjectStruct*, const char*,
-                                                   rapidjson::Value&, Allocator&)>;
+
+// Whether a stored value, as the exchange document shows it, is of the type a read gives.
+using Fits = bool (*)(const rapidjson::Value&);
+bool IsBool(const rapidjson::Value& value) {
+    return value.IsBool();
+}
+bool IsInteger(const rapidjson::Value& value) {
+    return value.IsInt64();
+}
+bool IsNumber(const rapidjson::Value& value) {
+    return value.IsNumber();  // a double read takes integers too
+}
+bool IsString(const rapidjson::Value& value) {
+    return value.IsString();
+}
+bool IsBinary(const rapidjson::Value& value) {
+    return value.IsObject() && value.HasMember("$base64");
+}
+template <Fits element>
+bool IsListOf(const rapidjson::Value& value) {
+    return value.IsArray() && std::all_of(value.Begin(), value.End(), element);
+}
+
+// One typed read: the stored values it gives, and the read with its status, the value as
+// JSON when it answered.
+struct TypedRead {
+    Fits fits;
+    std::function<ConfigStoreCStatus(ConfigStoreObjectStruct*, const char*, rapidjson::Value&,
+                                     Allocator&)>
+        read;
+};
 
 // rapidjson knows int64_t, which need not be long long.
 rapidjson::Value ToJson(bool value) {
@@ -152,70 +180,76 @@ rapidjson::Value ToJson(double value) {
 }
 
 template <typename T, typename Read>
-TypedRead ScalarRead(Read read) {
-    return [read](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
-                  Allocator&) {
-        T value{};
-        const ConfigStoreCStatus status = read(object, key, &value);
-        out = ToJson(value);
-        return status;
-    };
+TypedRead ScalarRead(Fits fits, Read read) {
+    return {fits, [read](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+                         Allocator&) {
+                T value{};
+                const ConfigStoreCStatus status = read(object, key, &value);
+                out = ToJson(value);
+                return status;
+            }};
 }
 
-template <typename T, typename Read>
+template <typename T, Fits element, typename Read>
 TypedRead ListRead(Read read) {
-    return [read](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
-                  Allocator& allocator) {
-        T* raw = nullptr;
-        int count = 0;
-        const ConfigStoreCStatus status = read(object, key, &raw, &count);
-        const Buffer<T> values(raw);
-        out.SetArray();
-        for (int i = 0; i < count; ++i) out.PushBack(ToJson(values.get()[i]), allocator);
-        return status;
-    };
+    return {IsListOf<element>, [read](ConfigStoreObjectStruct* object, const char* key,
+                                      rapidjson::Value& out, Allocator& allocator) {
+                T* raw = nullptr;
+                int count = 0;
+                const ConfigStoreCStatus status = read(object, key, &raw, &count);
+                const Buffer<T> values(raw);
+                out.SetArray();
+                for (int i = 0; i < count; ++i) out.PushBack(ToJson(values.get()[i]), allocator);
+                return status;
+            }};
 }
 
+// In the order they are tried: an integer reads as one before it reads as a double, and an
+// empty list as a list of integers.
 const std::vector<TypedRead>& TypedReads() {
     static const std::vector<TypedRead> reads{
-        ScalarRead<bool>(GetValueBool),
-        ScalarRead<long long>([](auto* object, const char* key, long long* value) {
-            return GetValueLonglong(object, key, value);
-        }),
-        ScalarRead<double>(GetValueDouble),
-        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
-           Allocator& allocator) {
-            char* raw = nullptr;
-            const ConfigStoreCStatus status = GetValueStr(object, key, &raw);
-            const Text text(raw);
-            out.SetString(text ? text.get() : "", allocator);
-            return status;
-        },
-        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
-           Allocator& allocator) {
-            unsigned char* raw = nullptr;
-            unsigned long size = 0;
-            const ConfigStoreCStatus status = GetValueBinary(object, key, &raw, &size);
-            const Buffer<unsigned char> data(raw);
-            out.SetObject();
-            out.AddMember("$base64", rapidjson::Value(Base64(data.get(), size).c_str(), allocator),
-                          allocator);
-            return status;
-        },
-        ListRead<long long>(GetValueLonglongArray),
-        ListRead<double>(GetValueDoubleArray),
-        ListRead<bool>(GetValueBoolArray),
-        [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
-           Allocator& allocator) {
-            StringList list;
-            const ConfigStoreCStatus status =
-                GetValueStringArray(object, key, &list.items, &list.count);
-            out.SetArray();
-            for (int i = 0; i < list.count; ++i) {
-                out.PushBack(rapidjson::Value(list.items[i], allocator), allocator);
-            }
-            return status;
-        },
+        ScalarRead<bool>(IsBool, GetValueBool),
+        ScalarRead<long long>(IsInteger,
+                              [](auto* object, const char* key, long long* value) {
+                                  return GetValueLonglong(object, key, value);
+                              }),
+        ScalarRead<double>(IsNumber, GetValueDouble),
+        {IsString,
+         [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+            Allocator& allocator) {
+             char* raw = nullptr;
+             const ConfigStoreCStatus status = GetValueStr(object, key, &raw);
+             const Text text(raw);
+             out.SetString(text ? text.get() : "", allocator);
+             return status;
+         }},
+        {IsBinary,
+         [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+            Allocator& allocator) {
+             unsigned char* raw = nullptr;
+             unsigned long size = 0;
+             const ConfigStoreCStatus status = GetValueBinary(object, key, &raw, &size);
+             const Buffer<unsigned char> data(raw);
+             out.SetObject();
+             out.AddMember("$base64", rapidjson::Value(Base64(data.get(), size).c_str(), allocator),
+                           allocator);
+             return status;
+         }},
+        ListRead<long long, IsInteger>(GetValueLonglongArray),
+        ListRead<double, IsNumber>(GetValueDoubleArray),
+        ListRead<bool, IsBool>(GetValueBoolArray),
+        {IsListOf<IsString>,
+         [](ConfigStoreObjectStruct* object, const char* key, rapidjson::Value& out,
+            Allocator& allocator) {
+             StringList list;
+             const ConfigStoreCStatus status =
+                 GetValueStringArray(object, key, &list.items, &list.count);
+             out.SetArray();
+             for (int i = 0; i < list.count; ++i) {
+                 out.PushBack(rapidjson::Value(list.items[i], allocator), allocator);
+             }
+             return status;
+         }},
     };
     return reads;
 }
@@ -299,11 +333,19 @@ void WriteValue(FilterSpecObjectStruct* filter, const Assignment& assignment) {
 }
 
 ConfigStoreCStatus ReadValue(ConfigStoreObjectStruct* object, const std::string& key,
-                             const std::string& objectName, rapidjson::Value& out,
-                             Allocator& allocator) {
+                             const std::string& objectName,
+                             const std::vector<const rapidjson::Value*>& stored,
+                             rapidjson::Value& out, Allocator& allocator) {
+    const auto fitsStored = [&](const TypedRead& read) {
+        return std::any_of(stored.begin(), stored.end(),
+                           [&](const rapidjson::Value* value) { return read.fits(*value); });
+    };
     for (const TypedRead& read : TypedReads()) {
+        // A key that no stored class holds is a default or absent: the status of any read
+        // tells which, but only a read of the default's type gives it.
+        if (!stored.empty() && !fitsStored(read)) continue;
         const ConfigStoreCStatus status =
-            Logged([&] { return read(object, key.c_str(), out, allocator); }, CS_C_INVALID_TYPE);
+            Logged([&] { return read.read(object, key.c_str(), out, allocator); });
         if (status == CS_C_INVALID_TYPE) continue;
         if (status == CS_C_OK || status == CS_C_VALUE_IS_DEFAULT) return status;
         Check(status, "not found: " + objectName + " has no value '" + key + "'");

@@ -34,11 +34,14 @@ Assignment ParseAssignment(const std::string& argument, ValueType type);
 void WriteValue(ConfigStoreObjectStruct* object, const Assignment& assignment);
 void WriteValue(FilterSpecObjectStruct* filter, const Assignment& assignment);
 
-// Reads a value into JSON by typed reads, the first that knows the value's type winning.
-// Returns CS_C_OK or CS_C_VALUE_IS_DEFAULT; throws a Failure for an absent key, a value no
-// typed read gives (an object) and failures of the store.
+// Reads a value into JSON by one typed read: the first whose type fits what the stored classes
+// hold for the key (`stored`, the values of the object's exchange entries), so that no read
+// fails on a value of another type. A key no class holds (a default) is read by each typed
+// read in turn until one gives it. Returns CS_C_OK or CS_C_VALUE_IS_DEFAULT; throws a Failure
+// for an absent key, a value no typed read gives (an object) and failures of the store.
 ConfigStoreCStatus ReadValue(ConfigStoreObjectStruct* object, const std::string& key,
-                             const std::string& objectName, rapidjson::Value& out,
-                             rapidjson::Document::AllocatorType& allocator);
+                             const std::string& objectName,
+                             const std::vector<const rapidjson::Value*>& stored,
+                             rapidjson::Value& out, rapidjson::Document::AllocatorType& allocator);
 
 }  // namespace csctl
