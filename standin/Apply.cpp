@@ -4,13 +4,13 @@
 #include <rapidjson/writer.h>
 #include <sys/stat.h>
 
-#include <ctime>
 #include <map>
 #include <optional>
 #include <set>
 
 #include "ApplyModules.h"
 #include "ObjectState.h"
+#include "ResultRecord.h"
 #include "Store.h"
 
 namespace standin {
@@ -20,7 +20,7 @@ using KivConfigStore::ConfigStoreObjectId;
 namespace {
 
 bool IsResultRecord(const ConfigStoreObjectId& id) {
-    return id.key == "apply" && id.group == "results" && id.component == "configstore";
+    return id.key == kResultKey && id.group == kResultGroup && id.component == kResultComponent;
 }
 
 std::string Line(const ConfigStoreObjectId& id, const char* className) {
@@ -40,31 +40,12 @@ std::string Line(const ConfigStoreObjectId& id, const char* className) {
     return std::string(text.GetString(), text.GetSize()) + "\n";
 }
 
-std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    gmtime_r(&now, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text;
-}
-
 void Record(Store& store, const std::string& component, const std::string& stage,
             const ModuleOutcome& outcome) {
-    Json document(rapidjson::kObjectType);
-    auto& allocator = document.GetAllocator();
-    const auto text = [&](const std::string& value) {
-        return JsonValue(value.data(), static_cast<rapidjson::SizeType>(value.size()), allocator);
-    };
-    document.AddMember("stage", text(stage), allocator);
-    document.AddMember("status", text(outcome.code == 0 ? "ok" : "failed"), allocator);
-    document.AddMember("code", outcome.code, allocator);
-    document.AddMember("message", text(outcome.message), allocator);
-    if (outcome.exitValue) document.AddMember("exitValue", *outcome.exitValue, allocator);
-    document.AddMember("output", text(outcome.output), allocator);
-    document.AddMember("at", text(Now()), allocator);
+    Json document;
+    MakeResultRecord(document, stage, outcome);
     auto object = std::make_shared<KivConfigStore::ConfigStoreObject>(
-        ConfigStoreObjectId("apply", "results", "configstore", component));
+        ConfigStoreObjectId(kResultKey, kResultGroup, kResultComponent, component));
     KivConfigStore::EngineState::Of(*object).Adopt(document);
     store.SetCachedData(object);
 }

@@ -7,20 +7,19 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <set>
 
 #include "ApplyModules.h"
 #include "ControlEscapes.h"
+#include "ResultRecord.h"
 
 namespace csctl {
 namespace {
 
-// Where results live: cached data, so that they describe this boot only.
-const char* const kResultKey = "apply";
-const char* const kResultGroup = "results";
-const char* const kResultComponent = "configstore";
+using standin::kResultComponent;
+using standin::kResultGroup;
+using standin::kResultKey;
 
 std::string JsonText(const rapidjson::Value& value) {
     rapidjson::StringBuffer buffer;
@@ -53,66 +52,32 @@ std::map<std::string, std::string> InputLines(const rapidjson::Document& exporte
     return lines;
 }
 
-std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    gmtime_r(&now, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text;
-}
-
 struct Result {
-    std::string component, stage, at;
+    std::string component;
     standin::ModuleOutcome run;
+    rapidjson::Document record;  // made when the run ended
 };
 
 void Record(ConfigStoreStruct* store, const Result& result) {
     ConfigStoreObjectStruct* raw = nullptr;
     Check(Logged([&] {
               return CreateObject(kResultKey, kResultGroup, kResultComponent,
-                                  result.component.c_str(), "", &raw);
+                                  result.component.c_str(), JsonText(result.record).c_str(), &raw);
           }),
           "cannot create the result of " + result.component);
     const Object object(raw);
-    const std::pair<const char*, std::string> texts[] = {
-        {"stage", result.stage},
-        {"status", result.run.code == 0 ? "ok" : "failed"},
-        {"message", result.run.message},
-        {"output", result.run.output},
-        {"at", result.at}};
-    for (const auto& [key, value] : texts) {
-        Check(Logged([&] { return SetValueStr(object.get(), key, value.c_str()); }),
-              "cannot set the result's " + std::string(key));
-    }
-    Check(Logged([&] { return SetValueInt(object.get(), "code", result.run.code); }),
-          "cannot set the result's code");
-    if (result.run.exitValue) {
-        Check(Logged([&] { return SetValueInt(object.get(), "exitValue", *result.run.exitValue); }),
-              "cannot set the result's exit value");
-    }
     Check(Logged([&] { return SetCachedData(store, object.get()); }),
           "cannot store the result of " + result.component);
 }
 
-rapidjson::Document ResultsJson(const std::vector<Result>& results) {
-    rapidjson::Document json(rapidjson::kArrayType);
-    auto& allocator = json.GetAllocator();
-    for (const Result& result : results) {
-        rapidjson::Value entry(rapidjson::kObjectType);
-        entry.AddMember("component", rapidjson::Value(result.component.c_str(), allocator),
-                        allocator);
-        entry.AddMember("stage", rapidjson::Value(result.stage.c_str(), allocator), allocator);
-        entry.AddMember("status", rapidjson::StringRef(result.run.code == 0 ? "ok" : "failed"),
-                        allocator);
-        entry.AddMember("code", result.run.code, allocator);
-        entry.AddMember("message", rapidjson::Value(result.run.message.c_str(), allocator),
-                        allocator);
-        if (result.run.exitValue) entry.AddMember("exitValue", *result.run.exitValue, allocator);
-        entry.AddMember("output", rapidjson::Value(result.run.output.c_str(), allocator),
-                        allocator);
-        entry.AddMember("at", rapidjson::Value(result.at.c_str(), allocator), allocator);
-        json.PushBack(entry, allocator);
+// A result as apply and status print it: the component, then the record's members.
+rapidjson::Value ResultJson(const std::string& component, const rapidjson::Value& record,
+                            rapidjson::Document::AllocatorType& allocator) {
+    rapidjson::Value json(rapidjson::kObjectType);
+    json.AddMember("component", rapidjson::Value(component.c_str(), allocator), allocator);
+    for (const auto& member : record.GetObject()) {
+        json.AddMember(rapidjson::Value(member.name, allocator),
+                       rapidjson::Value(member.value, allocator), allocator);
     }
     return json;
 }
@@ -189,7 +154,9 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
             }
             auto known = results.find(component);
             if (known == results.end() || known->second.run.code == 0) {
-                results[component] = Result{component, stage, Now(), *run};
+                Result& result = results[component];
+                result = Result{component, *run, {}};
+                standin::MakeResultRecord(result.record, stage, *run);
             }
         }
     }
@@ -236,7 +203,12 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
             throw failure;
         }
     }
-    session.output().Results(ResultsJson(results));
+    rapidjson::Document json(rapidjson::kArrayType);
+    for (const Result& result : results) {
+        json.PushBack(ResultJson(result.component, result.record, json.GetAllocator()),
+                      json.GetAllocator());
+    }
+    session.output().Results(json);
 }
 
 void RunStatus(Session& session, const std::vector<std::string>& components) {
@@ -250,13 +222,7 @@ void RunStatus(Session& session, const std::vector<std::string>& components) {
             std::find(components.begin(), components.end(), component) == components.end()) {
             continue;
         }
-        rapidjson::Value record(rapidjson::kObjectType);
-        record.AddMember("component", rapidjson::Value(component.c_str(), allocator), allocator);
-        for (const auto& member : entry["values"].GetObject()) {
-            record.AddMember(rapidjson::Value(member.name, allocator),
-                             rapidjson::Value(member.value, allocator), allocator);
-        }
-        json.PushBack(record, allocator);
+        json.PushBack(ResultJson(component, entry["values"], allocator), allocator);
     }
     session.output().Results(json);
 }
