@@ -61,19 +61,20 @@ std::string Ran(const char* stage, const char* component,
     return text + "fds 0 1 2 3\n";
 }
 
-// The result record of `component`: "code exitValue", then the last 16 characters of its output;
-// or the status of its read.
+// The result record of `component`: "status code exitValue", then the last 16 characters of its
+// output; or the status of its read.
 std::string Result(ConfigStoreStruct* store, const char* component) {
     ConfigStoreObjectStruct* raw = nullptr;
     const int found = Get(store, "apply", "results", "configstore", component, &raw);
     const Object record(raw, DestroyConfigStoreObject);
     if (found != CS_C_OK) return "status " + std::to_string(found);
-    char* output = nullptr;
-    EXPECT_EQ(GetValueStr(raw, "output", &output), CS_C_OK);
-    const std::string printed = output ? output : "";
-    free(output);
+    char *status = nullptr, *output = nullptr;
+    EXPECT_EQ(GetValueStr(raw, "status", &status) + GetValueStr(raw, "output", &output), 0);
+    const std::string printed = output ? output : "", text = status ? status : "";
+    for (char* read : {status, output}) free(read);
     EXPECT_LE(printed.size(), 4 * 4096u);  // the last 4 KiB, escaped
-    return IntOf(raw, "code") + " " + IntOf(raw, "exitValue") + (printed.empty() ? "" : " ") +
+    return text + " " + IntOf(raw, "code") + " " + IntOf(raw, "exitValue") +
+           (printed.empty() ? "" : " ") +
            printed.substr(printed.size() < 16 ? 0 : printed.size() - 16);
 }
 
@@ -88,12 +89,12 @@ struct Failure {
 };
 const Failure kFailures[] = {
     {"#!/bin/sh\nseq 20000\necho out\necho err >&2\nexit 3\n", true, "0.5",
-     "Child process terminated with exit value: 3: ", "1104 3 0000\\nout\\nerr\\n"},
+     "Child process terminated with exit value: 3: ", "failed 1104 3 0000\\nout\\nerr\\n"},
     {"#!/bin/sh\nsetsid sh -c 'echo $$ >\"$APPLY_LOG\"; exec sleep 10' &\nsleep 10\n", true, "0.5",
-     "Failed to wait for child process: ", "1103 absent"},
-    {"#!/bin/sh\nexit 0\n", false, "0.5", "Torvane_ForkExec failed, errno: ", "1102 absent"},
-    {nullptr, true, "0.5", "Torvane_ForkExec failed, errno: 13: ", "1102 absent"},
-    {"#!/bin/sh\nsleep 0.2\n", true, "0", "", "0 0"},
+     "Failed to wait for child process: ", "failed 1103 absent"},
+    {"#!/bin/sh\nexit 0\n", false, "0.5", "Torvane_ForkExec failed, errno: ", "failed 1102 absent"},
+    {nullptr, true, "0.5", "Torvane_ForkExec failed, errno: 13: ", "failed 1102 absent"},
+    {"#!/bin/sh\nsleep 0.2\n", true, "0", "", "ok 0 0"},
 };
 
 // Whether process `pid` still runs after a second: one that was killed is gone, or a zombie until
@@ -118,8 +119,7 @@ TEST(Apply, CommitsRunTheChangedComponentsModulesAndRecordTheirFailures) {
         Module(at, kRecorder);
     const int callers = dup(2);  // a descriptor of the caller's own, which no module gets
     ::testing::internal::CaptureStderr();
-    // An external write runs with its configuration and desired configuration.
-    EXPECT_EQ(Write(s, "eth", "a", nullptr, "EXTERNAL"), CS_C_OK);
+    EXPECT_EQ(Write(s, "eth", "a", nullptr, "EXTERNAL"), CS_C_OK);  // and the desired one
     // A transaction runs each change once, early stage first.
     ASSERT_EQ(BeginTransaction(s), CS_C_OK);
     Write(s, "eth", "a", "0");
@@ -145,7 +145,7 @@ TEST(Apply, CommitsRunTheChangedComponentsModulesAndRecordTheirFailures) {
             Ran("network", "a", {{"eth", "a", "0", "configuration"}}) +
             Ran("system", "a", {{"eth", "a", "0", "configuration"}}) +
             Ran("system-early", "b", {{"wlan", "b", "", "deleted"}}));
-    EXPECT_EQ(Result(s, "a"), "0 0");
+    EXPECT_EQ(Result(s, "a"), "ok 0 0");
     EXPECT_EQ(Result(s, "c"), "status 6");  // no module, no record
 
     Module("../elsewhere", "#!/bin/sh\nexit 0\n");
