@@ -82,6 +82,7 @@ check_rows <<'ROWS'
 64 | get interface interfaces | .error.name == "USAGE"
 64 | set a g c --int x=abc | .error.name == "USAGE"
 64 | set a g c --bool x=2 | .error.name == "USAGE"
+64 | set a g c --int x=1.5 | .error.name == "USAGE"
 64 | set a g c 'x=[1,"a"]' | .error.name == "USAGE"
 64 | set a g c x=null | .error.name == "USAGE"
 64 | set a g c --class vital --context internal x=1 | .error.name == "USAGE"
