@@ -33,26 +33,24 @@ std::ptrdiff_t SlotOf(Member member) {
 }
 
 TEST(EngineAbi, OperationsSitInTheirTableSlots) {
-    const std::ptrdiff_t store[] = {
-        SlotOf(&ConfigStore::Get),
-        SlotOf(&ConfigStore::GetDefaultConfig),
-        SlotOf(&ConfigStore::GetDefaultConfigInstances),
-        SlotOf(&ConfigStore::Set),
-        SlotOf(&ConfigStore::SetUserData),
-        SlotOf(&ConfigStore::SetVitalData),
-        SlotOf(&ConfigStore::SetCachedData),
-        SlotOf(&ConfigStore::Update),
-        SlotOf(&ConfigStore::Delete),
-        SlotOf(&ConfigStore::DeleteInstances),
-        SlotOf(&ConfigStore::GetInstances),
-        SlotOf(&ConfigStore::SetInstances),
-        SlotOf(&ConfigStore::SetUserDataInstances),
-        SlotOf(&ConfigStore::SetCachedDataInstances),
-        SlotOf(&ConfigStore::SetVitalDataInstances),
-        SlotOf(&ConfigStore::BeginTransaction),
-        SlotOf(&ConfigStore::CommitTransaction),
-        SlotOf(&ConfigStore::CancelTransaction),
-    };
+    const std::ptrdiff_t store[] = {SlotOf(&ConfigStore::Get),
+                                    SlotOf(&ConfigStore::GetDefaultConfig),
+                                    SlotOf(&ConfigStore::GetDefaultConfigInstances),
+                                    SlotOf(&ConfigStore::Set),
+                                    SlotOf(&ConfigStore::SetUserData),
+                                    SlotOf(&ConfigStore::SetVitalData),
+                                    SlotOf(&ConfigStore::SetCachedData),
+                                    SlotOf(&ConfigStore::Update),
+                                    SlotOf(&ConfigStore::Delete),
+                                    SlotOf(&ConfigStore::DeleteInstances),
+                                    SlotOf(&ConfigStore::GetInstances),
+                                    SlotOf(&ConfigStore::SetInstances),
+                                    SlotOf(&ConfigStore::SetUserDataInstances),
+                                    SlotOf(&ConfigStore::SetCachedDataInstances),
+                                    SlotOf(&ConfigStore::SetVitalDataInstances),
+                                    SlotOf(&ConfigStore::BeginTransaction),
+                                    SlotOf(&ConfigStore::CommitTransaction),
+                                    SlotOf(&ConfigStore::CancelTransaction)};
     for (std::ptrdiff_t i = 0; i < std::ptrdiff_t(std::size(store)); ++i) EXPECT_EQ(store[i], i);
     EXPECT_EQ(SlotOf(&BaseObject::GetJsonDocPtr), 0);
     EXPECT_EQ(SlotOf(&BaseObject::GetValuePtr), 1);
