@@ -23,7 +23,6 @@ struct LogLine {
     int priority = 0;
     std::string format;
     std::vector<std::string> args;
-    std::string Text() const;  // the line as printed
 };
 
 // Forgets calls, log lines, scripts and released objects, and turns recording on.

@@ -1,5 +1,7 @@
 #include "Recorder.h"
 
+#include <utility>
+
 namespace enginedouble {
 
 namespace detail {
@@ -23,37 +25,20 @@ std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
 std::string Text(const KivConfigStore::SubObjectId& id) {
     return id.key + "|" + id.instanceId;
 }
-std::string Text(const KivConfigStore::USERDATA_CONTEXT& context) {
-    return context == KivConfigStore::INTERNAL ? "INTERNAL" : "EXTERNAL";
-}
 
 }  // namespace detail
 
 using detail::TheState;
 
-std::string LogLine::Text() const {
-    std::string text;
-    size_t next = 0;
-    for (size_t i = 0; i < format.size(); ++i) {
-        if (format[i] != '%' || i + 1 == format.size()) {
-            text += format[i];
-        } else if (format[++i] == '%') {
-            text += '%';
-        } else {
-            text += next < args.size() ? args[next++] : "?";
-        }
-    }
-    return text;
-}
-
+// Live counts carry over: engine objects outlive a reset, and the old scripts release theirs.
 void Reset() {
-    detail::State& state = TheState();
-    state.calls.clear();
-    state.log.clear();
-    state.errors.clear();
-    state.answers.clear();
-    state.released.clear();
-    state.recording = true;
+    {
+        detail::State old;
+        std::swap(old, TheState());
+        std::swap(old.liveObjects, TheState().liveObjects);
+        std::swap(old.liveStores, TheState().liveStores);
+    }
+    TheState().released.clear();
 }
 
 void SetRecording(bool on) {

@@ -31,7 +31,6 @@ std::string Label(const KivConfigStore::BaseObject& object);
 std::string Text(const char* text);                               // "(null)" for NULL
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id);  // "key|group|component|id"
 std::string Text(const KivConfigStore::SubObjectId& id);          // "key|instanceId"
-std::string Text(const KivConfigStore::USERDATA_CONTEXT& context);
 template <class Object>
 std::string Text(const std::shared_ptr<Object>& object) {
     return object ? Label(*object) : "(none)";
@@ -43,7 +42,7 @@ std::string Text(const std::vector<std::shared_ptr<Object>>& objects) {
     for (const auto& object : objects) text += (text.empty() ? "" : ",") + Text(object);
     return text;
 }
-// Strings as they are, booleans as "true" or "false", numbers with 17 digits.
+// Strings as they are, booleans as "true" or "false", numbers (and contexts) with 17 digits.
 template <class T>
 std::string Text(const T& value) {
     std::ostringstream out;

@@ -193,7 +193,8 @@ TEST_F(Calls, TranslateTheFailuresOfTheirEngineOperationAsTheirFamilyDoes) {
     for (const Failure& failure : failures) {
         SCOPED_TRACE(failure.call);
         const std::string name = NameOf(failure.call);
-        ExpectTranslations((failure.scope + name).c_str(), name, failure.run, failure.results);
+        ExpectTranslations((failure.scope + name).c_str(), name.c_str(), failure.run,
+                           failure.results);
         ExpectOutputsUntouched();
     }
 }

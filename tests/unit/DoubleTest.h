@@ -46,23 +46,6 @@ constexpr Results kArgumentOrStore{1, 1, 2, 1, 5};
 constexpr Results kInstanceWrites{1, 3, 2, 1, 5};
 constexpr Results kUntranslated{5, 5, 5, 5, 5};
 
-// One engine exception of each kind in the order of Results, and its what() text.
-inline std::vector<std::pair<std::exception_ptr, std::string>> EngineErrors() {
-    using namespace KivConfigStore;
-    return {{std::make_exception_ptr(ConfigStoreException("store")), "store"},
-            {std::make_exception_ptr(ValidationException("validation")), "validation"},
-            {std::make_exception_ptr(InvalidArgumentException("argument")), "argument"},
-            {std::make_exception_ptr(InvalidTypeException("type")), "type"},
-            {std::make_exception_ptr(std::runtime_error("runtime")), "runtime"}};
-}
-
-// The buffer a caller receives for an engine string: the text up to its first NUL, zero-filled to
-// the engine string's length + 1.
-inline std::string Delivered(const std::string& engineText) {
-    std::string buffer(engineText.size() + 1, '\0');
-    return buffer.replace(0, std::strlen(engineText.c_str()), engineText.c_str());
-}
-
 // Releases what a read handed out: nothing for a scalar, free() for a buffer, and
 // DestroyStringArrayValue for a string list.
 template <class T>
@@ -82,9 +65,7 @@ protected:
     // The log holds exactly these lines, all at priority 0.
     static void ExpectLog(const std::vector<ExpectedLine>& expected) {
         const auto& lines = enginedouble::LogLines();
-        std::string text;
-        for (const auto& line : lines) text += line.Text() + "\n";
-        ASSERT_EQ(lines.size(), expected.size()) << text;
+        ASSERT_EQ(lines.size(), expected.size()) << (lines.empty() ? "" : lines[0].format);
         for (size_t i = 0; i < lines.size(); ++i) {
             EXPECT_EQ(lines[i].priority, 0);
             EXPECT_EQ(lines[i].format, expected[i].format);
@@ -93,15 +74,25 @@ protected:
     }
 
     // `operation` raises each kind of engine exception in turn: `call` answers what `results`
-    // lists and logs the exception once, tagged `tag`.
-    static void ExpectTranslations(const char* operation, const std::string& tag,
+    // lists and logs the exception's text once, under `tag` unless that is NULL (a worker's).
+    static void ExpectTranslations(const char* operation, const char* tag,
                                    const std::function<int()>& call, const Results& results) {
-        const auto errors = EngineErrors();
-        for (size_t i = 0; i < errors.size(); ++i) {
+        using namespace KivConfigStore;
+        const std::pair<std::exception_ptr, const char*> errors[] = {
+            {std::make_exception_ptr(ConfigStoreException("store")), "store"},
+            {std::make_exception_ptr(ValidationException("validation")), "validation"},
+            {std::make_exception_ptr(InvalidArgumentException("argument")), "argument"},
+            {std::make_exception_ptr(InvalidTypeException("type")), "type"},
+            {std::make_exception_ptr(std::runtime_error("runtime")), "runtime"}};
+        for (size_t i = 0; i < results.size(); ++i) {
             enginedouble::Reset();
             enginedouble::Throw(operation, errors[i].first);
-            EXPECT_EQ(call(), results[i]) << tag << ": " << errors[i].second;
-            ExpectLog({{line::kFailure, {tag, errors[i].second}}});
+            EXPECT_EQ(call(), results[i]) << operation << ": " << errors[i].second;
+            const auto& lines = enginedouble::LogLines();
+            ASSERT_EQ(lines.size(), 1u);
+            EXPECT_EQ(lines[0].format, line::kFailure);
+            EXPECT_EQ(lines[0].args.back(), errors[i].second);
+            EXPECT_EQ(lines[0].args.front(), tag ? tag : lines[0].args.front());
         }
     }
 };

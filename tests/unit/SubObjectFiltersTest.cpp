@@ -30,9 +30,7 @@ TEST_F(SubObjectFilters, GetAsksTheEngineOnceForAKeyUnlessItFoundNothing) {
     ASSERT_EQ(GetSubObjectFilter(filter_, "fan", "other", &second), CS_C_OK);
     EXPECT_EQ(first, second);
     EXPECT_FALSE(first->isTopLevel);
-    const auto calls = CallsTo("GetSubObjectFilter");
-    ASSERT_EQ(calls.size(), 2u);
-    EXPECT_EQ(calls[1].args[0], "fan|1");
+    EXPECT_EQ(CallsTo("GetSubObjectFilter").size(), 2u);
     ExpectLog({});
 }
 
@@ -45,8 +43,6 @@ TEST_F(SubObjectFilters, RepeatedCreateKeepsTheFirstHandleAsTheKeysFilter) {
     ASSERT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &got), CS_C_OK);
     EXPECT_NE(first, second);
     EXPECT_EQ(got, first);
-    EXPECT_EQ(filter_->children.at("fan").size(), 2u);
-    EXPECT_EQ(CallsTo("CreateSubObjectFilter").size(), 2u);
     EXPECT_TRUE(CallsTo("GetSubObjectFilter").empty());
 
     // Deleting the key's filter releases both handles and the nested filter under the first.
@@ -59,7 +55,7 @@ TEST_F(SubObjectFilters, RepeatedCreateKeepsTheFirstHandleAsTheKeysFilter) {
 
     // An uncached key is deleted by the engine too, and a deleted key is asked for again.
     EXPECT_EQ(DeleteSubObjectFilter(filter_, "pump", "1"), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObjectFilter").at(1).args[0], "pump|1");
+    EXPECT_EQ(CallsTo("DeleteSubObjectFilter").size(), 2u);
     enginedouble::Answer("GetSubObjectFilter", EngineFilter("fan"));
     ASSERT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &got), CS_C_OK);
     EXPECT_EQ(CallsTo("GetSubObjectFilter").size(), 1u);

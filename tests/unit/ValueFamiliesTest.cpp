@@ -58,7 +58,6 @@ void ScriptStatus(const char* operation, int status) {
 struct ValueFunction {
     const char* name;
     const char* operation;  // the engine operation it must reach
-    const char* worker;     // the tag of its engine-exception lines
     const Results* results;
     int (*call)(void* handle, const char* key);
     void (*scriptStatus)(const char* operation, int status);  // reads only
@@ -66,70 +65,61 @@ struct ValueFunction {
 };
 
 template <auto read, class T>
-ValueFunction ReadEntry(const char* name, const char* operation, const char* worker) {
-    return {name, operation, worker, &kValueReads, CallRead<read>, ScriptStatus<T>, nullptr};
+ValueFunction ReadEntry(const char* name, const char* operation) {
+    return {name, operation, &kValueReads, CallRead<read>, ScriptStatus<T>, nullptr};
 }
 template <auto write>
-ValueFunction WriteEntry(const char* name, const char* operation, const char* worker,
-                         const Results& results) {
-    ValueFunction entry{name, operation, worker, &results, CallWrite<write>, nullptr, nullptr};
-    if (worker == nullptr) entry.worker = name;
+ValueFunction WriteEntry(const char* name, const char* operation, const Results& results) {
+    ValueFunction entry{name, operation, &results, CallWrite<write>, nullptr, nullptr};
     if (TakesPointer(write)) entry.callWithoutValue = CallWrite<write, true>;
     return entry;
 }
 
 // clang-format off
-#define READS(type, T, operation, worker)                                              \
-    ReadEntry<GetValue##type, T>("GetValue" #type, operation, worker),                 \
-    ReadEntry<GetValueFso##type, T>("GetValueFso" #type, operation, worker)
-#define WRITES(verb, type, operation, worker, results)                                 \
-    WriteEntry<verb##type>(#verb #type, operation, worker, results),                   \
-    WriteEntry<verb##Fso##type>(#verb "Fso" #type, operation, worker, results)
+#define READS(type, T, operation)                                                       \
+    ReadEntry<GetValue##type, T>("GetValue" #type, operation),                         \
+    ReadEntry<GetValueFso##type, T>("GetValueFso" #type, operation)
+#define WRITES(verb, type, operation, results)                                         \
+    WriteEntry<verb##type>(#verb #type, operation, results),                           \
+    WriteEntry<verb##Fso##type>(#verb "Fso" #type, operation, results)
 // clang-format on
 
-const char* const kRead = "GetValueInternal";
-const char* const kArray = "GetValueArrayInternal";
-const char* const kSet = "SetValueInternal";
-const char* const kAppend = "AppendValueInternal";
-
 const ValueFunction kReads[] = {
-    READS(Int, int, "GetValue(int*)", kRead),
-    READS(Uint16, unsigned short, "GetValue(unsigned short*)", kRead),
-    READS(Uint32, unsigned int, "GetValue(unsigned int*)", kRead),
-    READS(Long, long, "GetValue(long*)", kRead),
-    READS(Longlong, long long, "GetValue(long long*)", kRead),
-    READS(Bool, bool, "GetValue(bool*)", kRead),
-    READS(Double, double, "GetValue(double*)", kRead),
-    READS(Str, std::string, "GetValue(string*)", kRead),
-    READS(StringArray, std::vector<std::string>, "GetValue(vector<string>*)",
-          "GetValueStringArrayInternal"),
-    READS(Binary, std::string, "GetValueBinary", "GetValueBinaryInternal"),
-    READS(IntArray, std::vector<int>, "GetValue(vector<int>*)", kArray),
-    READS(DoubleArray, std::vector<double>, "GetValue(vector<double>*)", kArray),
-    READS(LonglongArray, std::vector<long long>, "GetValue(vector<long long>*)", kArray),
-    READS(BoolArray, std::vector<bool>, "GetValue(vector<bool>*)", kArray),
+    READS(Int, int, "GetValue(int*)"),
+    READS(Uint16, unsigned short, "GetValue(unsigned short*)"),
+    READS(Uint32, unsigned int, "GetValue(unsigned int*)"),
+    READS(Long, long, "GetValue(long*)"),
+    READS(Longlong, long long, "GetValue(long long*)"),
+    READS(Bool, bool, "GetValue(bool*)"),
+    READS(Double, double, "GetValue(double*)"),
+    READS(Str, std::string, "GetValue(string*)"),
+    READS(StringArray, std::vector<std::string>, "GetValue(vector<string>*)"),
+    READS(Binary, std::string, "GetValueBinary"),
+    READS(IntArray, std::vector<int>, "GetValue(vector<int>*)"),
+    READS(DoubleArray, std::vector<double>, "GetValue(vector<double>*)"),
+    READS(LonglongArray, std::vector<long long>, "GetValue(vector<long long>*)"),
+    READS(BoolArray, std::vector<bool>, "GetValue(vector<bool>*)"),
 };
 
 const ValueFunction kWrites[] = {
-    WRITES(SetValue, Int, "SetValue(int)", kSet, kValueWrites),
-    WRITES(SetValue, Uint16, "SetValue(unsigned short)", kSet, kValueWrites),
-    WRITES(SetValue, Uint32, "SetValue(unsigned int)", kSet, kValueWrites),
-    WRITES(SetValue, Long, "SetValue(long)", kSet, kValueWrites),
-    WRITES(SetValue, Longlong, "SetValue(long long)", kSet, kValueWrites),
-    WRITES(SetValue, Bool, "SetValue(bool)", kSet, kValueWrites),
-    WRITES(SetValue, Double, "SetValue(double)", kSet, kValueWrites),
-    WRITES(SetValue, Float, "SetValue(float)", kSet, kValueWrites),
-    WRITES(SetValue, Str, "SetValue(const char*)", kSet, kValueWrites),
-    WRITES(AppendValue, Int, "AppendValue(int)", kAppend, kValueAppends),
-    WRITES(AppendValue, Longlong, "AppendValue(long long)", kAppend, kValueAppends),
-    WRITES(AppendValue, Double, "AppendValue(double)", kAppend, kValueAppends),
-    WRITES(AppendValue, Bool, "AppendValue(bool)", kAppend, kValueAppends),
-    WRITES(AppendValue, String, "AppendValue(string)", kAppend, kValueAppends),
-    // These log engine exceptions under their own names.
-    WRITES(SetValue, EmptyList, "SetValueEmptyList", nullptr, kUntranslated),
-    WRITES(SetValue, Binary, "SetValueBinary", nullptr, kUntranslated),
-    WriteEntry<RemoveValue>("RemoveValue", "Remove", nullptr, kUntranslated),
-    WriteEntry<RemoveValueFso>("RemoveValueFso", "Remove", nullptr, kUntranslated),
+    WRITES(SetValue, Int, "SetValue(int)", kValueWrites),
+    WRITES(SetValue, Uint16, "SetValue(unsigned short)", kValueWrites),
+    WRITES(SetValue, Uint32, "SetValue(unsigned int)", kValueWrites),
+    WRITES(SetValue, Long, "SetValue(long)", kValueWrites),
+    WRITES(SetValue, Longlong, "SetValue(long long)", kValueWrites),
+    WRITES(SetValue, Bool, "SetValue(bool)", kValueWrites),
+    WRITES(SetValue, Double, "SetValue(double)", kValueWrites),
+    WRITES(SetValue, Float, "SetValue(float)", kValueWrites),
+    WRITES(SetValue, Str, "SetValue(const char*)", kValueWrites),
+    WRITES(AppendValue, Int, "AppendValue(int)", kValueAppends),
+    WRITES(AppendValue, Longlong, "AppendValue(long long)", kValueAppends),
+    WRITES(AppendValue, Double, "AppendValue(double)", kValueAppends),
+    WRITES(AppendValue, Bool, "AppendValue(bool)", kValueAppends),
+    WRITES(AppendValue, String, "AppendValue(string)", kValueAppends),
+    WRITES(SetValue, EmptyList, "SetValueEmptyList", kUntranslated),
+    WRITES(SetValue, Binary, "SetValueBinary", kUntranslated),
+    WriteEntry<RemoveValue>("RemoveValue", "Remove", kUntranslated),
+    WriteEntry<RemoveValueFso>("RemoveValueFso", "Remove", kUntranslated),
 };
 
 void PrintTo(const ValueFunction& function, std::ostream* out) {
@@ -172,7 +162,7 @@ TEST_P(ValueFunctions, ReachTheEngineObjectOfTheirHandle) {
 TEST_P(ValueFunctions, TranslateOnlyTheirFamilysExceptions) {
     const ValueFunction& function = GetParam();
     ExpectTranslations(
-        function.operation, function.worker, [&] { return function.call(Handle(), "k"); },
+        function.operation, nullptr, [&] { return function.call(Handle(), "k"); },
         *function.results);
 }
 

@@ -8,11 +8,16 @@ using enginedouble::Read;
 
 using ValueOutputs = HandleTest;
 
+// An engine status to script, or -1 for an InvalidTypeException from the engine.
+void Script(const char* operation, int status, std::any answer) {
+    if (status < 0) enginedouble::Throw(operation, InvalidTypeException("a number"));
+    if (status >= 0) enginedouble::Answer(operation, std::move(answer));
+}
+
 TEST_F(ValueOutputs, ScalarAndBinaryReadsLeaveTheirOutputsToTheEngine) {
     int value = 99;
     EXPECT_EQ(GetValueInt(object_, "missing", &value), CS_C_NOT_FOUND);
-    EXPECT_EQ(GetValueInt(nullptr, "k", &value), CS_C_INVALID_ARGUMENT);
-    enginedouble::Throw("GetValue(int*)", InvalidTypeException("a string"));
+    Script("GetValue(int*)", -1, {});
     EXPECT_EQ(GetValueInt(object_, "k", &value), CS_C_INVALID_TYPE);
     EXPECT_EQ(value, 99);
     // A missing binary value is NULL with its size untouched.
@@ -23,38 +28,34 @@ TEST_F(ValueOutputs, ScalarAndBinaryReadsLeaveTheirOutputsToTheEngine) {
     EXPECT_EQ(size, 77u);
 }
 
+// A string is handed out on every outcome but not found: the text up to its first NUL,
+// zero-filled to the engine string's length + 1 (an empty one when refused).
 TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
-    enum Handed { kNull, kStored, kEmpty };
     const struct {
         const char* key;  // NULL: refused before the read
-        int status;       // -1: the engine raises InvalidTypeException
+        int status;
         std::string stored;
         int result;
-        Handed handed;
+        std::string handed;  // with its terminator; empty: NULL
     } cases[] = {
-        {"k", 1, std::string("ab\0cd", 5), CS_C_OK, kStored},  // cut at the NUL
-        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, kStored},
-        {"k", 0, "", CS_C_NOT_FOUND, kNull},
-        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, kEmpty},
-        {"k", -1, "", CS_C_INVALID_TYPE, kEmpty},
+        {"k", 1, std::string("ab\0cd", 5), CS_C_OK, std::string("ab\0\0\0\0", 6)},
+        {"k", 2, "default", CS_C_VALUE_IS_DEFAULT, std::string("default\0", 8)},
+        {"k", 0, "", CS_C_NOT_FOUND, ""},
+        {nullptr, 1, "blue", CS_C_INVALID_ARGUMENT, std::string(1, '\0')},
+        {"k", -1, "", CS_C_INVALID_TYPE, std::string(1, '\0')},
     };
     for (const auto& c : cases) {
         enginedouble::Reset();
-        if (c.status < 0) {
-            enginedouble::Throw("GetValue(string*)", InvalidTypeException("a number"));
-        } else {
-            enginedouble::Answer("GetValue(string*)", Read<std::string>{c.status, c.stored});
-        }
+        Script("GetValue(string*)", c.status, Read<std::string>{c.status, c.stored});
         char sentinel = 0;
         char* value = &sentinel;
         EXPECT_EQ(GetValueStr(object_, c.key, &value), c.result);
-        if (c.handed == kNull) {
+        if (c.handed.empty()) {
             EXPECT_EQ(value, nullptr);
             continue;
         }
         ASSERT_NE(value, &sentinel);
-        const std::string expected = Delivered(c.handed == kStored ? c.stored : "");
-        EXPECT_EQ(std::string(value, expected.size()), expected);
+        EXPECT_EQ(std::string(value, c.handed.size()), c.handed);
         std::free(value);
     }
 }
@@ -65,16 +66,12 @@ template <class C, class E>
 void ExpectArrayOutputs(int (*read)(ConfigStoreObjectStruct*, const char*, C**, int*),
                         ConfigStoreObjectStruct* object, const char* operation) {
     C sentinel{};
-    for (int status : {1, 2, 0, -1}) {  // -1: the engine raises InvalidTypeException
+    const int results[] = {CS_C_NOT_FOUND, CS_C_OK, CS_C_VALUE_IS_DEFAULT};
+    for (int status : {1, 2, 0, -1}) {
         SCOPED_TRACE(std::string(operation) + " " + std::to_string(status));
         C* values = &sentinel;
         int count = -1;
-        if (status < 0) {
-            enginedouble::Throw(operation, InvalidTypeException("a number"));
-        } else {
-            enginedouble::Answer(operation, Read<std::vector<E>>{status, {}});
-        }
-        const int results[] = {CS_C_NOT_FOUND, CS_C_OK, CS_C_VALUE_IS_DEFAULT};
+        Script(operation, status, Read<std::vector<E>>{status, {}});
         EXPECT_EQ(read(object, "k", &values, &count),
                   status < 0 ? CS_C_INVALID_TYPE : results[status]);
         EXPECT_EQ(values, status == 0 ? nullptr : &sentinel);
