@@ -1,7 +1,6 @@
 #include "Apply.h"
 
 #include <kivconfigstore/CSLogger.h>
-#include <rapidjson/writer.h>
 #include <sys/stat.h>
 
 #include <ctime>
@@ -24,7 +23,7 @@ bool IsResultRecord(const ConfigStoreObjectId& id) {
 
 std::string Line(const ConfigStoreObjectId& id, const char* className) {
     JsonText text;
-    rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(text);
+    JsonWriter writer(text);
     const auto member = [&](const char* name, const std::string& value) {
         writer.Key(name);
         writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));

@@ -26,9 +26,7 @@ bool SelectsSubObject(const FilterSpecObject& subFilter, const ConfigStoreObject
         JsonValue(rapidjson::StringRef(key.data(), static_cast<rapidjson::SizeType>(key.size()))));
     if (instances == subObjects->value.MemberEnd()) return false;
     for (const auto& instance : instances->value.GetObject()) {
-        const ConfigStoreObjectId id(
-            key, parent.group, parent.component,
-            std::string(instance.name.GetString(), instance.name.GetStringLength()));
+        const ConfigStoreObjectId id(key, parent.group, parent.component, Text(instance.name));
         if (Selects(subFilter, id, instance.value, nullptr)) return true;
     }
     return false;
@@ -93,7 +91,7 @@ TypeTest TypeTestOf(const JsonValue& value) {
     if (value.IsFalse()) return {"false", "false", nullptr};
     if (value.IsNull()) return {"null", "null", nullptr};
     if (value.IsString()) {
-        return {"text", "text", std::string(value.GetString(), value.GetStringLength())};
+        return {"text", "text", Text(value)};
     }
     // Integers compare exactly; a double's text may be read back one bit off, so only its type.
     if (value.IsInt64()) return {"integer", "real", static_cast<long long>(value.GetInt64())};

@@ -89,14 +89,6 @@ TEST_F(Instances, AListIsWrittenWholeOrNotAtAll) {
               "port/d");
 }
 
-// `levels` of sub-objects, each the singleton of key "s" of the one above.
-std::string SubObjects(int levels) {
-    std::string text = "{}";
-    for (int level = 0; level < levels; ++level)
-        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
-    return text;
-}
-
 // Import acts on the default namespace's store. Each refused document but the first holds an
 // entry the store would take, which must not stay.
 TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {

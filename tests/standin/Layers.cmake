@@ -1,5 +1,6 @@
 # Each stand-in file may include the headers of its own layer and of the layers below it, never
-# one of a layer above (docs/engine.md, "Layers"). Run with -DSOURCE_DIR=<the standin directory>.
+# one of a layer above (docs/engine.md, "Layers"); only the documents layer includes RapidJSON's
+# headers. Run with -DSOURCE_DIR=<the standin directory>.
 set(layer_0 Errors Logger Processes)
 set(layer_1 Sql Statements Layout Files)
 set(layer_2 Json Schemas SchemaDrafts SchemaSafety MetaSchemas)
@@ -20,6 +21,10 @@ foreach(file IN LISTS files)
     if(NOT DEFINED level_of_${name})
         string(APPEND faults "${file} belongs to no layer\n")
         continue()
+    endif()
+    file(STRINGS ${SOURCE_DIR}/${file} rapidjson REGEX "^#include <rapidjson/")
+    if(rapidjson AND NOT level_of_${name} EQUAL 2)
+        string(APPEND faults "${file} includes RapidJSON outside the documents layer\n")
     endif()
     file(STRINGS ${SOURCE_DIR}/${file} includes REGEX "^#include \"[A-Za-z]+\\.h\"")
     foreach(line IN LISTS includes)

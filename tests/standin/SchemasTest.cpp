@@ -61,6 +61,8 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
         {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
+        {"enum-twice", R"({"schema": {"enum": [1, 1]}})", ERR_SCHEMA_NOT_FOUND},
+        {"type-twice", R"({"schema": {"type": ["string", "string"]}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},

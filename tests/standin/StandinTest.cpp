@@ -70,6 +70,13 @@ std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     return filter;
 }
 
+std::string SubObjects(int levels) {
+    std::string text = "{}";
+    for (int level = 0; level < levels; ++level)
+        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
+    return text;
+}
+
 std::string Names(const KivConfigStore::ObjectList& objects) {
     std::string names;
     for (const auto& object : objects) {
