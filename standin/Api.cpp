@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "Apply.h"
 #include "Exchange.h"
 #include "Filters.h"
 #include "ObjectState.h"
@@ -13,23 +14,24 @@
 namespace {
 
 // CONFIGSTORE_NAMESPACE names the default namespace; without it, it is sGlobalNamespace's text.
+std::shared_ptr<standin::Store> StoreOf(const std::string& nameSpace) {
+    return standin::Store::Shared(nameSpace, standin::RunApplyModules);
+}
+
 std::shared_ptr<standin::Store> DefaultStore() {
     const char* chosen = std::getenv("CONFIGSTORE_NAMESPACE");
-    if (chosen == nullptr || *chosen == '\0') {
-        return standin::Store::Shared(KivConfigStore::sGlobalNamespace);
-    }
-    return standin::Store::Shared(chosen);
+    if (chosen == nullptr || *chosen == '\0') return StoreOf(KivConfigStore::sGlobalNamespace);
+    return StoreOf(chosen);
 }
 
 }  // namespace
 
 namespace KivConfigStore {
 
-// A caller without a namespace name is handed sGlobalNamespace itself, and a name the caller
-// gave is always another string object: only the former means the default namespace.
+// The default namespace's name stands for whichever namespace is the default.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
-    if (&nameSpace == &sGlobalNamespace) return DefaultStore();
-    return standin::Store::Shared(nameSpace);
+    if (nameSpace == sGlobalNamespace) return DefaultStore();
+    return StoreOf(nameSpace);
 }
 
 std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,

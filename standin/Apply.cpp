@@ -1,7 +1,6 @@
 #include "Apply.h"
 
 #include <kivconfigstore/CSLogger.h>
-#include <rapidjson/writer.h>
 #include <sys/stat.h>
 
 #include <map>
@@ -11,7 +10,6 @@
 #include "ApplyModules.h"
 #include "ObjectState.h"
 #include "ResultRecord.h"
-#include "Store.h"
 
 namespace standin {
 
@@ -25,7 +23,7 @@ bool IsResultRecord(const ConfigStoreObjectId& id) {
 
 std::string Line(const ConfigStoreObjectId& id, const char* className) {
     JsonText text;
-    rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(text);
+    JsonWriter writer(text);
     const auto member = [&](const char* name, const std::string& value) {
         writer.Key(name);
         writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
@@ -40,35 +38,20 @@ std::string Line(const ConfigStoreObjectId& id, const char* className) {
     return std::string(text.GetString(), text.GetSize()) + "\n";
 }
 
-void Record(Store& store, const std::string& component, const std::string& stage,
+void Record(const RecordWriter& record, const std::string& component, const std::string& stage,
             const ModuleOutcome& outcome) {
     Json document;
     MakeResultRecord(document, stage, outcome);
     auto object = std::make_shared<KivConfigStore::ConfigStoreObject>(
         ConfigStoreObjectId(kResultKey, kResultGroup, kResultComponent, component));
     KivConfigStore::EngineState::Of(*object).Adopt(document);
-    store.SetCachedData(object);
+    record(object);
 }
 
 }  // namespace
 
-void Changes::Add(const ConfigStoreObjectId& id, const char* className) {
-    if (!IsResultRecord(id)) changes_.push_back({id, className});
-}
-
-void Changes::Append(Changes&& other) {
-    if (changes_.empty()) {
-        changes_ = std::move(other.changes_);
-        return;
-    }
-    changes_.insert(changes_.end(), std::make_move_iterator(other.changes_.begin()),
-                    std::make_move_iterator(other.changes_.end()));
-    other.changes_.clear();
-}
-
-void RunApplyModules(Store& store, const std::string& nameSpace, const std::string& database,
-                     const Changes& changes) {
-    if (changes.Empty()) return;
+void RunApplyModules(const StoreFiles& files, const Changes& changes, const RecordWriter& record) {
+    const std::string& database = files.database;
     try {
         const std::string directory = ApplyDirectory();
         struct stat status {};
@@ -76,7 +59,8 @@ void RunApplyModules(Store& store, const std::string& nameSpace, const std::stri
         // Each component's lines, each (identity, class) once, in the order first changed.
         std::map<std::string, std::string> input;
         std::set<std::string> seen;
-        for (const Changes::Change& change : changes.changes_) {
+        for (const Changes::Change& change : changes.List()) {
+            if (IsResultRecord(change.id)) continue;
             std::string line = Line(change.id, change.className);
             if (seen.insert(line).second) input[change.id.component] += line;
         }
@@ -85,7 +69,7 @@ void RunApplyModules(Store& store, const std::string& nameSpace, const std::stri
         for (const std::string& stage : ApplyStages()) {
             for (const auto& [component, lines] : input) {
                 std::optional<ModuleOutcome> outcome =
-                    RunModule(directory, stage, component, lines, {nameSpace});
+                    RunModule(directory, stage, component, lines, {files.nameSpace});
                 if (!outcome) continue;
                 if (outcome->code != 0) {
                     CSLogger::Log(CS_LOG_ERROR, "%s: %s", database.c_str(),
@@ -102,7 +86,7 @@ void RunApplyModules(Store& store, const std::string& nameSpace, const std::stri
             }
         }
         for (const auto& [component, result] : results) {
-            Record(store, component, result.first, result.second);
+            Record(record, component, result.first, result.second);
         }
     } catch (const std::exception& e) {
         // The commit stands whatever happens here: what failed is logged.

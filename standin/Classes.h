@@ -8,23 +8,11 @@
 #include <set>
 #include <string>
 
-#include "Json.h"
+#include "Values.h"
 
 namespace standin {
 
-// The numbers are stored in the database: never renumber.
-enum class DataClass : int {
-    Configuration = 0,
-    UserData = 1,
-    VitalData = 2,
-    CachedData = 3,
-    Desired = 4,  // the desired user configuration; not part of an object's values
-};
-constexpr int kValueClasses = 4;  // the classes an object's values come from
-
 const char* NameOf(DataClass dataClass);
-
-using KeySet = std::set<std::string, std::less<>>;
 
 // The stored documents of one identity, one per class; absent where nothing is stored.
 using StoredClasses = std::array<std::optional<Json>, kValueClasses + 1>;
@@ -39,8 +27,6 @@ struct WriteKind {
 }  // namespace standin
 
 namespace standin {
-
-struct ObjectValues;
 
 // Sets member `name` of `document` to a copy of `value`.
 void Put(Json& document, const JsonValue& name, const JsonValue& value);

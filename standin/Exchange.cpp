@@ -1,8 +1,5 @@
 #include "Exchange.h"
 
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -185,8 +182,7 @@ std::string ExportDocument(Store& store,
             selected.end());
     }
     JsonText buffer;
-    rapidjson::PrettyWriter<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(
-        buffer);
+    JsonPrettyWriter writer(buffer);
     writer.SetIndent(' ', 2);
     const auto string = [&](const std::string& text) {
         writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));

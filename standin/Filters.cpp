@@ -26,9 +26,7 @@ bool SelectsSubObject(const FilterSpecObject& subFilter, const ConfigStoreObject
         JsonValue(rapidjson::StringRef(key.data(), static_cast<rapidjson::SizeType>(key.size()))));
     if (instances == subObjects->value.MemberEnd()) return false;
     for (const auto& instance : instances->value.GetObject()) {
-        const ConfigStoreObjectId id(
-            key, parent.group, parent.component,
-            std::string(instance.name.GetString(), instance.name.GetStringLength()));
+        const ConfigStoreObjectId id(key, parent.group, parent.component, Text(instance.name));
         if (Selects(subFilter, id, instance.value, nullptr)) return true;
     }
     return false;
@@ -93,7 +91,7 @@ TypeTest TypeTestOf(const JsonValue& value) {
     if (value.IsFalse()) return {"false", "false", nullptr};
     if (value.IsNull()) return {"null", "null", nullptr};
     if (value.IsString()) {
-        return {"text", "text", std::string(value.GetString(), value.GetStringLength())};
+        return {"text", "text", Text(value)};
     }
     // Integers compare exactly; a double's text may be read back one bit off, so only its type.
     if (value.IsInt64()) return {"integer", "real", static_cast<long long>(value.GetInt64())};
@@ -108,48 +106,17 @@ bool TestsValues(const FilterSpecObject& filter) {
     return !spec.values.ObjectEmpty() || !spec.subFilters.empty();
 }
 
-Narrowing NarrowingOf(const FilterSpecObject& filter, const std::vector<std::string>& tables) {
-    Narrowing narrowing;
-    const auto parameter = [&](SqlValue value) {
-        narrowing.arguments.push_back(std::move(value));
-        return "?" + std::to_string(narrowing.arguments.size());
-    };
+std::vector<ValueTest> SqlValueTestsOf(const FilterSpecObject& filter) {
+    std::vector<ValueTest> tests;
     const ConfigStoreObjectId& id = filter.objectId;
-    const std::pair<const char*, const std::string*> fields[] = {{"key", &id.key},
-                                                                 {"grp", &id.group},
-                                                                 {"component", &id.component},
-                                                                 {"instance", &id.instanceId}};
-    std::string& where = narrowing.condition;
-    where = "1";
-    for (const auto& field : fields) {
-        if (field.second->empty()) continue;
-        where += std::string(" AND p.") + field.first + " = " + parameter(*field.second);
-    }
-    // Within one object's instances, testing values in SQL costs more than the matcher: SQLite
-    // would parse every document once more.
-    if (!id.key.empty() && !id.group.empty() && !id.component.empty()) return narrowing;
-    std::string differs;
+    if (!id.key.empty() && !id.group.empty() && !id.component.empty()) return tests;
     for (const auto& condition : EngineState::Of(filter).values.GetObject()) {
         if (!PathFits(condition.name)) continue;
-        const std::string path = parameter("$.\"" + std::string(condition.name.GetString()) + "\"");
         TypeTest test = TypeTestOf(condition.value);
-        const std::string first = parameter(test.first);
-        const std::string second = parameter(test.second);
-        const std::string value = parameter(std::move(test.value));
-        if (!differs.empty()) differs += " OR ";
-        differs += "(json_type(o.document, " + path +
-                   ") IS NOT NULL AND NOT (json_type(o.document, " + path + ") IN (" + first +
-                   ", " + second + ") AND (" + value + " IS NULL OR json_extract(o.document, " +
-                   path + ") = " + value + ")))";
+        tests.push_back(
+            {"$.\"" + Text(condition.name) + "\"", test.first, test.second, std::move(test.value)});
     }
-    if (differs.empty()) return narrowing;
-    for (const std::string& table : tables) {
-        where += " AND NOT EXISTS (SELECT 1 FROM " + table +
-                 " o WHERE o.key = p.key AND o.grp = p.grp AND o.component = p.component"
-                 " AND o.instance = p.instance AND o.class < " +
-                 std::to_string(kValueClasses) + " AND (" + differs + "))";
-    }
-    return narrowing;
+    return tests;
 }
 
 }  // namespace standin

@@ -4,11 +4,10 @@
 
 #include <kivconfigstore/Objects.h>
 
-#include <string>
 #include <vector>
 
 #include "Json.h"
-#include "Sql.h"
+#include "Statements.h"
 
 namespace standin {
 
@@ -31,15 +30,10 @@ bool Selects(const FilterSpecObject& filter, const BaseObject& object);
 // Whether the filter holds values or sub-object filters, which only the objects' values decide.
 bool TestsValues(const FilterSpecObject& filter);
 
-// A query's condition on the rows of one table (alias `p`) that keeps every object the filter
-// may select: its identity fields, and, unless they name one object's instances already (key,
-// group and component given), no stored class holding one of its values with another value.
-// The rows kept still go through Selects.
-struct Narrowing {
-    std::string condition;  // SQL over p.key, p.grp, p.component, p.instance
-    std::vector<SqlValue> arguments;
-};
-// `tables`: the tables holding an object's stored classes, each tested for differing values.
-Narrowing NarrowingOf(const FilterSpecObject& filter, const std::vector<std::string>& tables);
+// The values SQL can compare before the matcher, to narrow a store query: none when the filter
+// names one object's instances already (key, group and component given), since there testing
+// values in SQL costs more than the matcher (SQLite would parse every document once more). The
+// rows kept still go through Selects.
+std::vector<ValueTest> SqlValueTestsOf(const FilterSpecObject& filter);
 
 }  // namespace standin

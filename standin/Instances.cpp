@@ -4,26 +4,14 @@
 #include <iterator>
 
 #include "Filters.h"
-#include "StoreParts.h"
+#include "Statements.h"
+#include "Store.h"
 
 namespace standin {
 
 using KivConfigStore::EngineState;
 using KivConfigStore::INTERNAL;
 using KivConfigStore::InvalidArgumentException;
-
-namespace {
-
-#define SELECTED_COLUMNS "p.key, p.grp, p.component, p.instance, p.class, p.document"
-const char* const kStoredTables[] = {"main.objects", "runtime.objects"};
-
-const Sql kSelectDesired{
-    "SELECT instance, document, version FROM main.objects"
-    " WHERE key = ?1 AND grp = ?2 AND component = ?3 AND class = 4"
-    " ORDER BY instance",
-    KivConfigStore::ERR_DB_READ_FAILED};
-
-}  // namespace
 
 ObjectList Store::GetDesiredInstances(const ConfigStoreObjectId& id) {
     CheckIdentity(id);
@@ -70,15 +58,7 @@ void Store::ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool
                               const Visit& visit) {
     // Without values to compare, SQL's identity test is the whole decision.
     const bool assemble = withObjects || TestsValues(filter);
-    const Narrowing narrowing = NarrowingOf(
-        filter, std::vector<std::string>(std::begin(kStoredTables), std::end(kStoredTables)));
-    std::string query;
-    for (const char* table : kStoredTables) {
-        if (!query.empty()) query += " UNION ALL ";
-        query += std::string("SELECT " SELECTED_COLUMNS ", p.version FROM ") + table + " p WHERE " +
-                 narrowing.condition;
-    }
-    query += " ORDER BY 1, 2, 3, 4, 5";  // the primary key's order: SQLite need not sort
+    const Query query = SelectStored(filter.objectId, SqlValueTestsOf(filter));
     // One schema per key, group and component in a row: the rows come grouped by them.
     std::shared_ptr<const Schema> schema;
     StoredIdentity current;
@@ -95,7 +75,7 @@ void Store::ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool
             visit(current, std::move(object));
         }
     };
-    auto rows = db.Query(query, KivConfigStore::ERR_DB_READ_FAILED, narrowing.arguments);
+    auto rows = db.Query(query.text, KivConfigStore::ERR_DB_READ_FAILED, query.arguments);
     while (rows.Next()) {
         const std::string_view fields[] = {rows.Text(0), rows.Text(1), rows.Text(2), rows.Text(3)};
         ConfigStoreObjectId& id = current.id;
@@ -171,7 +151,7 @@ void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
         scope.Commit(version);
         changes = TakeCommitted();
     }
-    RunModules(changes);
+    Notify(changes);
 }
 
 void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context) {
@@ -201,7 +181,7 @@ void Store::WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_
         }
         changes = TakeCommitted();
     }
-    RunModules(changes);
+    Notify(changes);
 }
 
 bool Store::ReplaceAll(const std::function<bool(const Replace&)>& produce,
@@ -234,7 +214,7 @@ bool Store::ReplaceAll(const std::function<bool(const Replace&)>& produce,
         scope.Commit(version);
         changes = TakeCommitted();
     }
-    RunModules(changes);
+    Notify(changes);
     return true;
 }
 

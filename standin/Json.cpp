@@ -221,7 +221,7 @@ void Assign(JsonValue& to, const JsonValue& from) {
 
 std::string ToText(const JsonValue& value) {
     JsonText buffer;
-    rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> writer(buffer);
+    JsonWriter writer(buffer);
     value.Accept(writer);
     return std::string(buffer.GetString(), buffer.GetSize());
 }

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
 #include <functional>
 #include <new>
@@ -30,6 +32,10 @@ private:
 using JsonText = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, JsonAllocator>;
 using Json = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonAllocator, JsonAllocator>;
 using JsonValue = rapidjson::GenericValue<rapidjson::UTF8<>, JsonAllocator>;
+// Writers of JSON text, compact and indented, for documents written as they are made.
+using JsonWriter = rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator>;
+using JsonPrettyWriter =
+    rapidjson::PrettyWriter<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator>;
 
 // Deeper documents are refused: they would only exhaust the stack of whoever walks them.
 constexpr unsigned kMaxJsonDepth = 64;

@@ -1,8 +1,10 @@
 // The layout of a store's databases: their tables, the format number, how a new file is made,
 // and the checks a file passes before the store uses it.
-#include "StoreParts.h"
+#include "Layout.h"
 
 #include <algorithm>
+
+#include "Statements.h"
 
 namespace standin {
 
@@ -51,9 +53,10 @@ const Layout kRuntime{"runtime", RuntimeTables, 2, "OFF",
 // Fills the new file `temporary`, which stands for `path`, with the layout's tables.
 void SetUp(const std::string& temporary, const std::string& path, const Layout& layout) {
     Database db(temporary, path);
-    db.Execute("BEGIN;" + layout.tables("main") +
+    db.Execute(kBegin.text + (";" + layout.tables("main")) +
                    "PRAGMA main.application_id = " + std::to_string(kApplicationId) +
-                   "; PRAGMA main.user_version = " + std::to_string(layout.format) + "; COMMIT;",
+                   "; PRAGMA main.user_version = " + std::to_string(layout.format) + ";" +
+                   kCommit.text,
                KivConfigStore::ERR_DB_OPEN_FAILED);
     if (db.Pragma("main.journal_mode = WAL") != "wal") {
         Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "cannot use a write-ahead log", path);
@@ -98,7 +101,7 @@ void PrepareDatabase(Database& db, const Layout& layout, const std::string& path
     // A file of the current format opens without a write lock, so that it never waits for
     // another process's transaction.
     if (db.PragmaNumber(schema + ".user_version") == layout.format) return;
-    db.Execute("BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED, layout.schema);
+    db.Execute(kBegin.text, kBegin.failure, layout.schema);
     try {
         // Another process may have brought it up to date since the check above.
         const long long format = db.PragmaNumber(schema + ".user_version");
@@ -111,9 +114,9 @@ void PrepareDatabase(Database& db, const Layout& layout, const std::string& path
                            std::to_string(layout.format),
                        KivConfigStore::ERR_DB_UPDATE_FAILED, layout.schema);
         }
-        db.Execute("COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, layout.schema);
+        db.Execute(kCommit.text, kCommit.failure, layout.schema);
     } catch (...) {
-        db.ExecuteQuietly("ROLLBACK");
+        db.ExecuteQuietly(kRollback.text);
         throw;
     }
 }

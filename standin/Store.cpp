@@ -6,54 +6,16 @@
 #include <unordered_map>
 #include <utility>
 
+#include "Layout.h"
 #include "ObjectState.h"
 #include "Processes.h"
-#include "StoreParts.h"
+#include "Statements.h"
 
 namespace standin {
 
 using KivConfigStore::EngineState;
 using KivConfigStore::INTERNAL;
 using KivConfigStore::InvalidArgumentException;
-
-#define IDENTITY "key = ?1 AND grp = ?2 AND component = ?3 AND instance = ?4"
-// Runtime statements name the runtime database when they fail.
-const Sql kSelectIdentity{
-    "SELECT class, document, version FROM main.objects WHERE " IDENTITY
-    " UNION ALL SELECT class, document, version FROM runtime.objects WHERE " IDENTITY,
-    KivConfigStore::ERR_DB_READ_FAILED};
-// An upsert changes a stored row in place: REPLACE would delete and insert it, in the table and
-// in its index alike.
-#define UPSERT                                                                              \
-    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT(key, grp, component, instance, class)" \
-    " DO UPDATE SET document = excluded.document, version = excluded.version"
-const Sql kStoreMain{"INSERT INTO main.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
-const Sql kStoreRuntime{"INSERT INTO runtime.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED,
-                        "runtime"};
-#undef UPSERT
-const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
-                      KivConfigStore::ERR_DB_DELETE_FAILED};
-const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,
-                         KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
-// Two plain one-row statements: with RETURNING, SQLite would give every write a statement
-// journal, a 64 KiB buffer allocated and freed again each time.
-const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 WHERE id = 0",
-                       KivConfigStore::ERR_DB_UPDATE_FAILED};
-const Sql kReadChanges{"SELECT changes FROM main.counter WHERE id = 0",
-                       KivConfigStore::ERR_DB_UPDATE_FAILED};
-const Sql kBootSetter{"SELECT pid, started FROM runtime.boot WHERE " IDENTITY,
-                      KivConfigStore::ERR_DB_READ_FAILED, "runtime"};
-const Sql kSetBooting{"INSERT OR REPLACE INTO runtime.boot VALUES(?1, ?2, ?3, ?4, ?5, ?6)",
-                      KivConfigStore::ERR_DB_WRITE_FAILED, "runtime"};
-const Sql kClearBooting{"DELETE FROM runtime.boot WHERE " IDENTITY,
-                        KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
-#undef IDENTITY
-
-const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
-const Sql kCommit{"COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
-const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED};
-const Sql kSavepoint{"SAVEPOINT write", KivConfigStore::ERR_TRANSACTION_START_FAILED};
-const Sql kRelease{"RELEASE write", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
 
 void CheckIdentity(const ConfigStoreObjectId& id) {
     const std::pair<const char*, const std::string*> fields[] = {{"key", &id.key},
@@ -104,7 +66,7 @@ void UseDefaults(EngineObject& object, const std::shared_ptr<const Schema>& sche
     object.defaults = std::shared_ptr<const JsonValue>(schema, &schema->defaults);
 }
 
-std::shared_ptr<Store> Store::Shared(const std::string& nameSpace) {
+std::shared_ptr<Store> Store::Shared(const std::string& nameSpace, const CommitObserver& observer) {
     static std::mutex registryMutex;
     // Never destroyed, so that stores released during the process's exit still find it.
     static auto* registry = new std::unordered_map<std::string, std::weak_ptr<Store>>();
@@ -114,13 +76,14 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace) {
     if (!store) {
         const StoreFiles files = FilesOf(nameSpace);
         CreateDatabase(files.database);
-        store = std::make_shared<Store>(files);
+        store = std::make_shared<Store>(files, observer);
         entry = store;
     }
     return store;
 }
 
-Store::Store(const StoreFiles& files) : files_(files), db_(files.database, files.database) {
+Store::Store(const StoreFiles& files, CommitObserver observer)
+    : files_(files), observer_(std::move(observer)), db_(files.database, files.database) {
     OpenFiles(db_, files_);
 }
 
@@ -145,9 +108,47 @@ Store::Access::Access(Store& store, Purpose purpose) : lock_(store.mutex_), db_(
     }
 }
 
+Store::WriteScope::WriteScope(Store& store) : store_(store) {
+    if (!store_.inTransaction_) store_.db_.Do(kBegin);
+}
+
+Store::WriteScope::~WriteScope() {
+    if (done_) return;
+    if (!store_.inTransaction_) {
+        store_.db_.ExecuteQuietly(kRollback.text);
+    } else if (savepoint_) {
+        store_.db_.ExecuteQuietly(kUndoSavepoint);
+    }
+}
+
+void Store::WriteScope::WillChange(int statements) {
+    if (!store_.inTransaction_ || statements < 2 || savepoint_) return;
+    store_.db_.Do(kSavepoint);
+    savepoint_ = true;
+}
+
+void Store::WriteScope::Commit(long long version) {
+    if (!store_.inTransaction_ || savepoint_) {
+        store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
+    }
+    done_ = true;
+    if (store_.inTransaction_ && version != 0) store_.transactionVersion_ = version;
+    store_.committed_.Append(std::move(changes_));
+}
+
+void Changes::Append(Changes&& other) {
+    if (changes_.empty()) {
+        changes_ = std::move(other.changes_);
+        return;
+    }
+    changes_.insert(changes_.end(), std::make_move_iterator(other.changes_.begin()),
+                    std::make_move_iterator(other.changes_.end()));
+    other.changes_.clear();
+}
+
 Store::~Store() {
     if (!inTransaction_) return;
-    db_.ExecuteQuietly("ROLLBACK");
+    db_.ExecuteQuietly(kRollback.text);
     CSLogger::Log(CS_LOG_WARNING, "%s: store released with a transaction open, rolled back",
                   files_.database.c_str());
 }
@@ -305,22 +306,27 @@ void Store::StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long
     scope.Changed(id, NameOf(DataClass::Desired));
 }
 
-void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
+Changes Store::WriteOne(ConfigStoreObject* object, WriteKind kind,
+                        const USERDATA_CONTEXT* context) {
     if (object == nullptr) {
         Fail<InvalidArgumentException>(KivConfigStore::ERR_INVALID_ARGUMENT, "no object");
     }
     const bool external = context != nullptr && *context != INTERNAL;
-    Changes changes;
-    {
-        const Access access(*this, Access::kWrite);
-        WriteScope scope(*this);
-        long long version = 0;
-        StoreObject(*object, kind, external, scope, version);
-        scope.Commit(version);
-        MarkWritten(EngineState::Of(*object), kind.target, version);
-        changes = TakeCommitted();
-    }
-    RunModules(changes);
+    const Access access(*this, Access::kWrite);
+    WriteScope scope(*this);
+    long long version = 0;
+    StoreObject(*object, kind, external, scope, version);
+    scope.Commit(version);
+    MarkWritten(EngineState::Of(*object), kind.target, version);
+    return TakeCommitted();
+}
+
+void Store::Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context) {
+    Notify(WriteOne(object, kind, context));
+}
+
+void Store::Record(std::shared_ptr<ConfigStoreObject> object) {
+    WriteOne(object.get(), {DataClass::CachedData, false}, nullptr);
 }
 
 void Store::Set(std::shared_ptr<ConfigStoreObject> object, const USERDATA_CONTEXT& context) {
@@ -355,7 +361,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
         scope.Commit(version);
         changes = TakeCommitted();
     }
-    RunModules(changes);
+    Notify(changes);
 }
 
 void Store::SetBootStatus(const ConfigStoreObjectId& id, bool status) {
@@ -414,15 +420,17 @@ void Store::CommitTransaction() {
         transactionEnded_.notify_all();
         changes = TakeCommitted();
     }
-    RunModules(changes);
+    Notify(changes);
 }
 
 Changes Store::TakeCommitted() {
     return inTransaction_ ? Changes() : std::exchange(committed_, Changes());
 }
 
-void Store::RunModules(const Changes& changes) {
-    RunApplyModules(*this, files_.nameSpace, files_.database, changes);
+void Store::Notify(const Changes& changes) {
+    if (changes.Empty() || !observer_) return;
+    observer_(files_, changes,
+              [this](std::shared_ptr<ConfigStoreObject> object) { Record(std::move(object)); });
 }
 
 void Store::CancelTransaction() {

@@ -11,11 +11,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
-#include "Apply.h"
 #include "Classes.h"
+#include "Commits.h"
 #include "Files.h"
 #include "ObjectState.h"
 #include "Schemas.h"
@@ -31,10 +32,11 @@ using KivConfigStore::USERDATA_CONTEXT;
 
 class Store final : public KivConfigStore::ConfigStore {
 public:
-    // The process's store of `nameSpace`, opened on first use.
-    static std::shared_ptr<Store> Shared(const std::string& nameSpace);
+    // The process's store of `nameSpace`, opened on first use; `observer` is told of its commits.
+    static std::shared_ptr<Store> Shared(const std::string& nameSpace,
+                                         const CommitObserver& observer);
 
-    explicit Store(const StoreFiles& files);
+    Store(const StoreFiles& files, CommitObserver observer);
     ~Store() override;
 
     std::shared_ptr<ConfigStoreObject> Get(const ConfigStoreObjectId& id) override;
@@ -93,10 +95,53 @@ public:
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
 private:
-    class Access;
-    class WriteScope;
+    // The store's lock for one operation, and the connection that operation uses. A
+    // transaction belongs to the thread that began it: another thread's reads see only what was
+    // committed (through a second connection), and its writes wait for the transaction to end
+    // as another process's would, failing with 1011 after the busy timeout.
+    class Access {
+    public:
+        enum Purpose { kRead, kWrite };
+        Access(Store& store, Purpose purpose);
+        Access(const Access&) = delete;
+        Access& operator=(const Access&) = delete;
+        Database& db() { return *db_; }  // the connection of this operation
+
+    private:
+        std::unique_lock<std::mutex> lock_;
+        Database* db_;
+    };
+
+    // One write's share of the store: its own transaction, or inside the caller's a savepoint,
+    // so that a write that fails leaves nothing behind either way. A write that changes the
+    // database with one statement needs no savepoint: SQLite undoes a failed statement by
+    // itself (or, after an I/O or memory failure, the whole transaction, savepoint or not).
+    class WriteScope {
+    public:
+        explicit WriteScope(Store& store);
+        WriteScope(const WriteScope&) = delete;
+        WriteScope& operator=(const WriteScope&) = delete;
+        ~WriteScope();
+        // Before the first change: the number of statements that will change the database.
+        void WillChange(int statements);
+        // The write changed `id`'s class `className`; it counts once the scope commits.
+        void Changed(const ConfigStoreObjectId& id, const char* className) {
+            changes_.Add(id, className);
+        }
+        // `version` is the one the write's durable changes carry, 0 for none: a transaction's
+        // later writes carry it too.
+        void Commit(long long version = 0);
+
+    private:
+        Store& store_;
+        Changes changes_;
+        bool savepoint_ = false;
+        bool done_ = false;
+    };
 
     void Write(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context);
+    // Write's share under the lock: what it committed, for Notify.
+    Changes WriteOne(ConfigStoreObject* object, WriteKind kind, const USERDATA_CONTEXT* context);
     void WriteList(const ObjectList& objects, WriteKind kind, const USERDATA_CONTEXT* context);
     // One object's share of a write inside `scope`; `version` is counted at the first durable
     // write and then shared.
@@ -116,10 +161,12 @@ private:
     // Under the lock: what a commit just changed, taken for its modules; nothing while a
     // transaction stays open.
     Changes TakeCommitted();
-    // Without the lock: runs the modules of `changes`. Modules are other processes, and the
-    // results they record are writes of this store: holding the lock while they run would stall
-    // every other thread of the process on this store for as long as a module takes.
-    void RunModules(const Changes& changes);
+    // Without the lock: tells the observer what a commit changed. What it runs may take long
+    // (apply modules are other processes): holding the lock would stall every other thread of
+    // the process on this store meanwhile.
+    void Notify(const Changes& changes);
+    // The record writer handed to the observer: a cached-data write that notifies nobody.
+    void Record(std::shared_ptr<ConfigStoreObject> object);
     // The calling thread began the open transaction.
     bool OwnsTransaction() const {
         return inTransaction_ && transactionOwner_ == std::this_thread::get_id();
@@ -129,6 +176,7 @@ private:
 
     std::mutex mutex_;
     StoreFiles files_;
+    CommitObserver observer_;
     Database db_;
     // Opened when a thread reads while another thread's transaction is open: it sees only what
     // was committed, as another process would.
@@ -140,6 +188,9 @@ private:
     long long transactionVersion_ = 0;  // the version the open transaction's writes carry
     Changes committed_;  // what the open transaction's writes, or the write under way, changed
 };
+
+// A stored document, which the engine wrote itself: one that does not parse is damage.
+Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass);
 
 // Throws InvalidArgumentException unless key, group and component are given and every field
 // is valid UTF-8.

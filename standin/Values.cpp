@@ -91,9 +91,7 @@ template <>
 struct As<std::string> {
     static constexpr const char* kName = "string";
     static bool Fits(const JsonValue& v) { return v.IsString(); }
-    static std::string From(const JsonValue& v) {
-        return std::string(v.GetString(), v.GetStringLength());
-    }
+    static std::string From(const JsonValue& v) { return Text(v); }
 };
 
 // `integral`: the wanted type is an integer type, so a stored integer is merely out of range.

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <kivconfigstore/Exceptions.h>
+#include <rapidjson/internal/regex.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -11,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "SchemaSafety.h"
 #include "Schemas.h"
 #include "StandinTest.h"
 
@@ -57,6 +61,8 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
         {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
+        {"enum-twice", R"({"schema": {"enum": [1, 1]}})", ERR_SCHEMA_NOT_FOUND},
+        {"type-twice", R"({"schema": {"type": ["string", "string"]}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
@@ -177,6 +183,30 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
         }
         EXPECT_EQ(message, *test.message ? std::string("Validation Error: ") + test.message : "")
             << test.values;
+    }
+}
+
+// Why patterns are checked before RapidJSON compiles them: its regular expressions crash on
+// these, or search for longer than the alarm allows (a child process tries each). The engine
+// refuses every one of them.
+TEST(Schemas, PatternsThatCrashOrHangTheValidatorAreRefused) {
+    std::string optionalPairs;
+    for (int i = 0; i < 30; ++i) optionalPairs += "(a?|b?)";
+    const std::string patterns[] = {"a(|b)", "(){2}", "{2}", "(a*)*", optionalPairs + "c"};
+    for (const std::string& pattern : patterns) {
+        const pid_t child = fork();
+        ASSERT_NE(child, -1);
+        if (child == 0) {
+            alarm(2);
+            const rapidjson::internal::GenericRegex<rapidjson::UTF8<>> regex(pattern.c_str());
+            if (regex.IsValid()) regex.Search(std::string(40, 'a').c_str());
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << pattern;
+        const standin::Json schema = Parse(("{\"pattern\": \"" + pattern + "\"}").c_str());
+        EXPECT_NE(standin::SafetyProblem(schema), "") << pattern;
     }
 }
 

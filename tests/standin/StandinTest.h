@@ -31,6 +31,9 @@ standin::Json Parse(const char* text);
 std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     const KivConfigStore::ConfigStoreObjectId& id, const char* values = "{}");
 
+// A document of `levels` nested sub-objects, each the singleton of key "s" of the one above.
+std::string SubObjects(int levels);
+
 // "key/instance" of each object, in the order given.
 std::string Names(const KivConfigStore::ObjectList& objects);
 

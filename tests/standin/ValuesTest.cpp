@@ -11,12 +11,14 @@
 #include <sstream>
 
 #include "ObjectState.h"
+#include "StandinTest.h"
 
 namespace {
 
 using KivConfigStore::ConfigStoreObject;
 using KivConfigStore::EngineState;
 using standin::ObjectValues;
+using standin_test::SubObjects;
 
 // What `action` came to: its result, or "!argument <code>: <message>" or "!type <code>: <message>".
 std::string Outcome(const std::function<std::string()>& action) {
@@ -174,14 +176,6 @@ TEST(Values, WritesStoreWhatJsonHoldsAndRefuseTheRest) {
 // `levels` of nesting: an object holding arrays.
 std::string Nested(int levels) {
     return "{\"a\":" + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}";
-}
-
-// `levels` of sub-objects, each the singleton of key "s" of the one above.
-std::string SubObjects(int levels) {
-    std::string text = "{}";
-    for (int level = 0; level < levels; ++level)
-        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
-    return text;
 }
 
 TEST(Values, DocumentsAreStrictJsonObjects) {

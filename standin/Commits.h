@@ -1,0 +1,42 @@
+// What committed writes changed, and how the store tells the layer above it.
+#pragma once
+
+#include <kivconfigstore/ConfigStore.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "Files.h"
+
+namespace standin {
+
+// The class name of a change that removed the identity.
+constexpr char kDeletedClass[] = "deleted";
+
+// (identity, class name) pairs, kDeletedClass for a removal, in the order they were committed.
+class Changes {
+public:
+    struct Change {
+        KivConfigStore::ConfigStoreObjectId id;
+        const char* className;
+    };
+    void Add(const KivConfigStore::ConfigStoreObjectId& id, const char* className) {
+        changes_.push_back({id, className});
+    }
+    void Append(Changes&& other);
+    bool Empty() const { return changes_.empty(); }
+    const std::vector<Change>& List() const { return changes_; }
+
+private:
+    std::vector<Change> changes_;
+};
+
+// Stores an object's values as its cached data, in a write of its own that nobody is told of.
+using RecordWriter = std::function<void(std::shared_ptr<KivConfigStore::ConfigStoreObject>)>;
+// Told what each commit changed, outside the store's lock: what it runs may take long, and may
+// record results with `record`. Never throws.
+using CommitObserver = std::function<void(const StoreFiles& files, const Changes& changes,
+                                          const RecordWriter& record)>;
+
+}  // namespace standin

@@ -1,0 +1,23 @@
+// The store's database files: how a new one is made, and the checks and set-up a file passes
+// before the store uses it.
+#pragma once
+
+#include <string>
+
+#include "Files.h"
+#include "Sql.h"
+
+namespace standin {
+
+// How long a write waits for another's transaction, in this process or another, before it fails.
+constexpr int kBusyMilliseconds = 5000;
+
+// Creates the store's database at `path`, whole, unless it exists.
+void CreateDatabase(const std::string& path);
+// Sets up the store's database and attaches its runtime database, created where missing; a file
+// that is not a store database, or is damaged, is refused untouched. When the runtime database
+// cannot be used, an empty stand-in takes its place, refusing changes and boot status reads with
+// the failure.
+void OpenFiles(Database& db, const StoreFiles& files);
+
+}  // namespace standin

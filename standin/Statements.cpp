@@ -1,0 +1,100 @@
+#include "Statements.h"
+
+namespace standin {
+
+#define IDENTITY "key = ?1 AND grp = ?2 AND component = ?3 AND instance = ?4"
+// Runtime statements name the runtime database when they fail.
+const Sql kSelectIdentity{
+    "SELECT class, document, version FROM main.objects WHERE " IDENTITY
+    " UNION ALL SELECT class, document, version FROM runtime.objects WHERE " IDENTITY,
+    KivConfigStore::ERR_DB_READ_FAILED};
+// An upsert changes a stored row in place: REPLACE would delete and insert it, in the table and
+// in its index alike.
+#define UPSERT                                                                              \
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT(key, grp, component, instance, class)" \
+    " DO UPDATE SET document = excluded.document, version = excluded.version"
+const Sql kStoreMain{"INSERT INTO main.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kStoreRuntime{"INSERT INTO runtime.objects" UPSERT, KivConfigStore::ERR_DB_WRITE_FAILED,
+                        "runtime"};
+#undef UPSERT
+const Sql kDeleteMain{"DELETE FROM main.objects WHERE " IDENTITY,
+                      KivConfigStore::ERR_DB_DELETE_FAILED};
+const Sql kDeleteRuntime{"DELETE FROM runtime.objects WHERE " IDENTITY,
+                         KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
+// Class 4 is the desired configuration.
+const Sql kSelectDesired{
+    "SELECT instance, document, version FROM main.objects"
+    " WHERE key = ?1 AND grp = ?2 AND component = ?3 AND class = 4"
+    " ORDER BY instance",
+    KivConfigStore::ERR_DB_READ_FAILED};
+// Two plain one-row statements: with RETURNING, SQLite would give every write a statement
+// journal, a 64 KiB buffer allocated and freed again each time.
+const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 WHERE id = 0",
+                       KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kReadChanges{"SELECT changes FROM main.counter WHERE id = 0",
+                       KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kBootSetter{"SELECT pid, started FROM runtime.boot WHERE " IDENTITY,
+                      KivConfigStore::ERR_DB_READ_FAILED, "runtime"};
+const Sql kSetBooting{"INSERT OR REPLACE INTO runtime.boot VALUES(?1, ?2, ?3, ?4, ?5, ?6)",
+                      KivConfigStore::ERR_DB_WRITE_FAILED, "runtime"};
+const Sql kClearBooting{"DELETE FROM runtime.boot WHERE " IDENTITY,
+                        KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
+#undef IDENTITY
+
+const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
+const Sql kCommit{"COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
+const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED};
+const Sql kSavepoint{"SAVEPOINT write", KivConfigStore::ERR_TRANSACTION_START_FAILED};
+const Sql kRelease{"RELEASE write", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
+const char kUndoSavepoint[] = "ROLLBACK TO write; RELEASE write";
+
+Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
+                   const std::vector<ValueTest>& tests) {
+    Query query;
+    const auto parameter = [&](SqlValue value) {
+        query.arguments.push_back(std::move(value));
+        return "?" + std::to_string(query.arguments.size());
+    };
+    const std::pair<const char*, const std::string*> columns[] = {{"key", &fields.key},
+                                                                  {"grp", &fields.group},
+                                                                  {"component", &fields.component},
+                                                                  {"instance", &fields.instanceId}};
+    std::string where = "1";
+    for (const auto& column : columns) {
+        if (column.second->empty()) continue;
+        where += std::string(" AND p.") + column.first + " = " + parameter(*column.second);
+    }
+    std::string differs;
+    for (const ValueTest& test : tests) {
+        const std::string path = parameter(test.path);
+        const std::string first = parameter(test.firstType);
+        const std::string second = parameter(test.secondType);
+        const std::string value = parameter(test.value);
+        if (!differs.empty()) differs += " OR ";
+        differs += "(json_type(o.document, " + path +
+                   ") IS NOT NULL AND NOT (json_type(o.document, " + path + ") IN (" + first +
+                   ", " + second + ") AND (" + value + " IS NULL OR json_extract(o.document, " +
+                   path + ") = " + value + ")))";
+    }
+    const char* const tables[] = {"main.objects", "runtime.objects"};
+    if (!differs.empty()) {
+        // Classes 0-3 hold an object's values; 4, the desired configuration, is not compared.
+        for (const char* table : tables) {
+            where += std::string(" AND NOT EXISTS (SELECT 1 FROM ") + table +
+                     " o WHERE o.key = p.key AND o.grp = p.grp AND o.component = p.component"
+                     " AND o.instance = p.instance AND o.class < 4 AND (" +
+                     differs + "))";
+        }
+    }
+    for (const char* table : tables) {
+        if (!query.text.empty()) query.text += " UNION ALL ";
+        query.text += std::string(
+                          "SELECT p.key, p.grp, p.component, p.instance, p.class,"
+                          " p.document, p.version FROM ") +
+                      table + " p WHERE " + where;
+    }
+    query.text += " ORDER BY 1, 2, 3, 4, 5";  // the primary key's order: SQLite need not sort
+    return query;
+}
+
+}  // namespace standin

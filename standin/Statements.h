@@ -1,0 +1,46 @@
+// Every statement the store runs, in one place: an identity's stored classes, the change
+// counter, boot statuses, transactions, and the query of a filter spec.
+#pragma once
+
+#include <kivconfigstore/ObjectIds.h>
+
+#include <string>
+#include <vector>
+
+#include "Sql.h"
+
+namespace standin {
+
+// Parameters ?1-?4 name an identity (key, group, component, instance id).
+extern const Sql kSelectIdentity, kStoreMain, kStoreRuntime, kDeleteMain, kDeleteRuntime;
+// An identity's desired configuration of every instance (?1-?3).
+extern const Sql kSelectDesired;
+extern const Sql kCountChange, kReadChanges;
+extern const Sql kBootSetter, kSetBooting, kClearBooting;
+
+// A write in the caller's transaction has a savepoint of its own.
+extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
+// Undoes the savepoint of a write that failed.
+extern const char kUndoSavepoint[];
+
+// One value a filter spec compares, as SQL can test it: the JSON path of its key, the two
+// json_type names a value equal to it may have, and the value json_extract gives for it (NULL
+// where only the type can be compared exactly).
+struct ValueTest {
+    std::string path;
+    const char* firstType;
+    const char* secondType;
+    SqlValue value;
+};
+struct Query {
+    std::string text;
+    std::vector<SqlValue> arguments;
+};
+// The rows of every stored class (store and runtime databases) of the identities whose key,
+// group, component and instance id equal `fields`' non-empty ones, and of which no stored value
+// class holds a value under a tested path that differs from it, in primary key order. Columns:
+// key, group, component, instance id, class, document, version.
+Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
+                   const std::vector<ValueTest>& tests);
+
+}  // namespace standin
