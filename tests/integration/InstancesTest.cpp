@@ -43,7 +43,11 @@ TEST(InstanceLists, FilterSpecsSelectExactlyTheMatchingObjects) {
         SCOPED_TRACE(std::string(key) + " " + std::to_string(mtu));
         const Filter filter = MakeFilter(key, kGroup, kComponent, instance);
         EXPECT_EQ(mtu == 0 ? CS_C_OK : SetValueFsoInt(filter.get(), "mtu", mtu), CS_C_OK);
-        EXPECT_EQ(Instances(store.get(), filter.get()), expected);
+        ConfigStoreObjectStruct** objects = nullptr;
+        int count = 0;
+        EXPECT_EQ(GetInstances(store.get(), filter.get(), &objects, &count),
+                  *expected != '\0' ? CS_C_OK : CS_C_NOT_FOUND);
+        EXPECT_EQ(Listed(objects, count), expected);
     }
     ConfigStoreObjectStruct** objects = nullptr;
     int count = -1;  // the worker behind GetInstances, reading another way

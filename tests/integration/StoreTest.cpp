@@ -54,41 +54,40 @@ protected:
 // desired configuration and are refused during boot, `durable` ones count as versions. Update
 // merges what changed, Set and SetInstances replace the configuration. The library's list
 // workers are called directly too, named as themselves in the log.
-struct StoreWrite {
-    const char* call;
-    ConfigStoreCStatus (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct*);
-    bool external;
-    bool durable;
-};
-// clang-format off
+TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
+    struct StoreWrite {
+        const char* call;
+        ConfigStoreCStatus (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct*);
+        bool external, durable;
+    };
+    // clang-format off
 #define WRITE(call, external, durable) \
     {#call, [](ConfigStoreStruct* s, ConfigStoreObjectStruct* o) { return call; }, \
      external, durable}
-const StoreWrite kWrites[] = {
-    WRITE(Set(s, o, "EXTERNAL"), true, true),
-    WRITE(Set(s, o, "INTERNAL"), false, true),
-    WRITE(Update(s, o, "EXTERNAL"), true, true),
-    WRITE(Update(s, o, "INTERNAL"), false, true),
-    WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
-    WRITE(SetUserData(s, o, "INTERNAL"), false, true),
-    WRITE(SetVitalData(s, o), false, true),
-    WRITE(SetCachedData(s, o), false, false),
-    WRITE(SetInstances(s, &o, 1, "EXTERNAL"), true, true),
-    WRITE(SetUserDataInstances(s, &o, 1, nullptr), true, true),
-    WRITE(SetVitalDataInstances(s, &o, 1), false, true),
-    WRITE(SetCachedDataInstances(s, &o, 1), false, false),
-    WRITE(SetInstancesCInternalContext(s, &o, 1, &Engine::SetUserDataInstances, "EXTERNAL",
-                                       "SetInstancesCInternalContext"), true, true),
-    WRITE(SetInstancesCInternal(s, &o, 1, &Engine::SetVitalDataInstances,
-                                "SetInstancesCInternal"), false, true)};
-// clang-format on
+    const StoreWrite writes[] = {
+        WRITE(Set(s, o, "EXTERNAL"), true, true),
+        WRITE(Set(s, o, "INTERNAL"), false, true),
+        WRITE(Update(s, o, "EXTERNAL"), true, true),
+        WRITE(Update(s, o, "INTERNAL"), false, true),
+        WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
+        WRITE(SetUserData(s, o, "INTERNAL"), false, true),
+        WRITE(SetVitalData(s, o), false, true),
+        WRITE(SetCachedData(s, o), false, false),
+        WRITE(SetInstances(s, &o, 1, "EXTERNAL"), true, true),
+        WRITE(SetUserDataInstances(s, &o, 1, nullptr), true, true),
+        WRITE(SetVitalDataInstances(s, &o, 1), false, true),
+        WRITE(SetCachedDataInstances(s, &o, 1), false, false),
+        WRITE(SetInstancesCInternalContext(s, &o, 1, &Engine::SetUserDataInstances, "EXTERNAL",
+                                           "SetInstancesCInternalContext"), true, true),
+        WRITE(SetInstancesCInternal(s, &o, 1, &Engine::SetVitalDataInstances,
+                                    "SetInstancesCInternal"), false, true)};
+    // clang-format on
 #undef WRITE
 
-TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
     const Store global = Open("global");  // where boot status and desired configuration live
     const char* const instance = "i";     // lists hold instances only
-    for (std::size_t row = 0; row < std::size(kWrites); ++row) {
-        const StoreWrite& write = kWrites[row];
+    for (std::size_t row = 0; row < std::size(writes); ++row) {
+        const StoreWrite& write = writes[row];
         SCOPED_TRACE(write.call);
         const std::string function(write.call, std::strchr(write.call, '('));
         const std::string rowKey = key + std::to_string(row), n = std::to_string(row);
@@ -157,11 +156,14 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
     EXPECT_EQ(shape, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx") << id;
     EXPECT_TRUE(id[14] == '4' && std::strchr("89ab", id[19]) != nullptr) << id;
     EXPECT_STRNE(id, other);
-    ASSERT_EQ(Set(store.get(), Make(key, id, R"({"a":1})").get(), nullptr), CS_C_OK);
+    const Object object = Make(key, id, R"({"a":1})");
+    char *k = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
+    ASSERT_EQ(GetConfigStoreObjectId(object.get(), &k, &component, &group, &instance), CS_C_OK);
+    EXPECT_EQ(std::string(k) + component + group + instance, key + kComponent + kGroup + id);
+    ASSERT_EQ(Set(store.get(), object.get(), nullptr), CS_C_OK);
     Fetch(store.get(), key, CS_C_NOT_FOUND);  // the identity without the instance id
     EXPECT_EQ(ReadBack(nameSpace, key + "/" + id, "a"), "a=1\n");
-    std::free(id);
-    std::free(other);
+    for (char* text : {id, other, k, component, group, instance}) std::free(text);
 }
 
 TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
@@ -303,19 +305,13 @@ TEST_F(StoreTest, TheLastErrorIsTheThreadsOwnAndStatusesHaveNames) {
                  CS_C_NOT_FOUND, "");
     EXPECT_EQ(made, nullptr);
 
-    const char* const names[] = {"CS_C_OK",
-                                 "CS_C_STORE_ERROR",
-                                 "CS_C_INVALID_ARGUMENT",
-                                 "CS_C_VALIDATION_ERROR",
-                                 "CS_C_INVALID_TYPE",
-                                 "CS_C_INTERNAL_ERROR",
-                                 "CS_C_NOT_FOUND",
-                                 "CS_C_VALUE_IS_DEFAULT"};
-    for (int status = CS_C_OK; status <= CS_C_VALUE_IS_DEFAULT; ++status) {
-        EXPECT_STREQ(ConfigStoreCStatusName(status), names[status]);
-    }
-    for (int status : {-1, 8, 1102})
-        EXPECT_STREQ(ConfigStoreCStatusName(status), "CS_C_UNKNOWN_STATUS");
+    std::string names;
+    for (int status : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 1102})
+        names += ConfigStoreCStatusName(status) + std::string(" ");
+    EXPECT_EQ(names,
+              "CS_C_UNKNOWN_STATUS CS_C_OK CS_C_STORE_ERROR CS_C_INVALID_ARGUMENT "
+              "CS_C_VALIDATION_ERROR CS_C_INVALID_TYPE CS_C_INTERNAL_ERROR CS_C_NOT_FOUND "
+              "CS_C_VALUE_IS_DEFAULT CS_C_UNKNOWN_STATUS CS_C_UNKNOWN_STATUS ");
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <random>
 #include <sstream>
 
@@ -34,8 +35,13 @@ int EnvironmentNumber(const char* name, int otherwise) {
     return value != nullptr ? std::atoi(value) : otherwise;
 }
 
-// store_child with `arguments` (through the emulator when cross-compiled), and its output.
-std::pair<pid_t, FILE*> StartChild(const std::vector<std::string>& arguments) {
+struct Child {
+    pid_t pid;
+    FILE* output;
+};
+
+// store_child with `arguments` (through the emulator when cross-compiled), its output a pipe.
+Child StartChild(const std::vector<std::string>& arguments) {
     std::istringstream command(STORE_CHILD);
     std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
     words.insert(words.end(), arguments.begin(), arguments.end());
@@ -55,7 +61,7 @@ std::pair<pid_t, FILE*> StartChild(const std::vector<std::string>& arguments) {
 }
 
 // Up to `count` lines of `from`, fewer when its writer ends.
-std::vector<std::string> ReadLines(FILE* from, std::size_t count) {
+std::vector<std::string> ReadLines(FILE* from, std::size_t count = SIZE_MAX) {
     std::vector<std::string> lines;
     char* line = nullptr;
     std::size_t size = 0;
@@ -66,11 +72,29 @@ std::vector<std::string> ReadLines(FILE* from, std::size_t count) {
     return lines;
 }
 
-int WaitFor(pid_t pid, FILE* output) {
+// The child's wait status; `kill` first when given.
+int End(const Child& child, int kill = 0) {
+    if (kill != 0) ::kill(child.pid, kill);
     int status = 0;
-    waitpid(pid, &status, 0);
-    std::fclose(output);
+    waitpid(child.pid, &status, 0);
+    std::fclose(child.output);
     return status;
+}
+
+bool Succeeded(int status) {
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+using Store = std::unique_ptr<ConfigStoreStruct, decltype(&DestroyStore)>;
+using Object = std::unique_ptr<ConfigStoreObjectStruct, decltype(&DestroyConfigStoreObject)>;
+
+// The store of `nameSpace`; GetStore's status in `status`, or expected to succeed.
+Store Open(const char* nameSpace, int* status = nullptr) {
+    ConfigStoreStruct* store = nullptr;
+    const int opened = GetStore(nameSpace, &store);
+    EXPECT_TRUE(status != nullptr || opened == CS_C_OK) << nameSpace << ": " << opened;
+    if (status != nullptr) *status = opened;
+    return Store(store, DestroyStore);
 }
 
 // The number store_child wrote into an object, 0 when absent, -1 when it is not whole.
@@ -104,51 +128,54 @@ std::string LogOf(const std::function<void()>& call) {
     close(saved);
     close(pipe[1]);
     std::string log;
-    for (const std::string& line : ReadLines(fdopen(pipe[0], "r"), SIZE_MAX)) log += line + "\n";
+    for (const std::string& line : ReadLines(fdopen(pipe[0], "r"))) log += line + "\n";
     return log;
 }
 
-// store_child's document of number n.
-std::string DocumentOf(long n, std::size_t size) {
+// An object as store_child writes it: number n, and a text of `size` bytes repeating it.
+Object Numbered(const char* key, long n, std::size_t size) {
     std::string text;
     while (text.size() < size) text += std::to_string(n) + ".";
-    return "{\"n\": " + std::to_string(n) + ", \"text\": \"" + text + "\"}";
+    const std::string document = "{\"n\": " + std::to_string(n) + ", \"text\": \"" + text + "\"}";
+    ConfigStoreObjectStruct* object = nullptr;
+    EXPECT_EQ(CreateObject(key, kGroup, kComponent, nullptr, document.c_str(), &object), 0);
+    return Object(object, DestroyConfigStoreObject);
 }
 
 int Write(const char* nameSpace, const char* key, long n, std::size_t size = 5990,
           const char* context = "INTERNAL") {
-    ConfigStoreStruct* store = nullptr;
-    ConfigStoreObjectStruct* object = nullptr;
-    EXPECT_EQ(CreateObject(key, kGroup, kComponent, nullptr, DocumentOf(n, size).c_str(), &object),
-              0);
-    int status = GetStore(nameSpace, &store);
-    if (status == CS_C_OK) status = Set(store, object, context);
-    DestroyConfigStoreObject(object);
-    DestroyStore(store);
-    return status;
+    const Object object = Numbered(key, n, size);
+    int status = CS_C_OK;
+    const Store store = Open(nameSpace, &status);
+    return status == CS_C_OK ? Set(store.get(), object.get(), context) : status;
 }
 
-std::string IntegrityOf(const fs::path& database) {
+// The first value `sql` yields on the SQLite file, or its error; read-only unless `write`.
+std::string Sql(const fs::path& file, const char* sql, bool write = false) {
     sqlite3* db = nullptr;
-    sqlite3_stmt* check = nullptr;
-    std::string result = "cannot open";
-    if (sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
-        sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &check, nullptr) == SQLITE_OK &&
-        sqlite3_step(check) == SQLITE_ROW) {
-        result = reinterpret_cast<const char*>(sqlite3_column_text(check, 0));
+    std::string first;
+    char* error = nullptr;
+    const int flags = write ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY;
+    if (sqlite3_open_v2(file.c_str(), &db, flags, nullptr) != SQLITE_OK ||
+        sqlite3_exec(
+            db, sql,
+            [](void* out, int, char** values, char**) {
+                if (static_cast<std::string*>(out)->empty())
+                    *static_cast<std::string*>(out) = values[0] ? values[0] : "";
+                return 0;
+            },
+            &first, &error) != SQLITE_OK) {
+        first = error != nullptr ? error : sqlite3_errmsg(db);
     }
-    sqlite3_finalize(check);
+    sqlite3_free(error);
     sqlite3_close(db);
-    return result;
+    return first;
 }
 
 // Each test has its own state and runtime directories; the log goes to standard error.
 class Reliability : public ::testing::Test {
 protected:
     void SetUp() override {
-        root_ = fs::temp_directory_path() /
-                ("reliability." + std::to_string(getpid()) + "." +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
         UseDirectories(root_);
         setenv("CONFIGSTORE_LOG", "stderr", 1);
     }
@@ -159,41 +186,42 @@ protected:
         }
         fs::remove_all(root_);
     }
-    void UseDirectories(const fs::path& root) {
+    static void UseDirectories(const fs::path& root) {
         fs::create_directories(root);
         setenv("CONFIGSTORE_DIR", (root / "state").c_str(), 1);
         setenv("CONFIGSTORE_RUNTIME_DIR", (root / "run").c_str(), 1);
     }
-    fs::path root_;
+    const fs::path root_ = fs::temp_directory_path() /
+                           ("reliability." + std::to_string(getpid()) + "." +
+                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
 };
-
-// What the crash test reads after each kill, by the write kind (number % 7) that wrote it. The
-// runtime database commits after the durable one: a transaction's cached data may lag it.
-struct Watched {
-    const char* key;
-    const char* instance;
-    int kind;
-    bool mayLag;
-};
-constexpr Watched kWatched[] = {
-    {"set", nullptr, 0, false},   {"update", nullptr, 1, false}, {"user", nullptr, 2, false},
-    {"vital", nullptr, 3, false}, {"cached", nullptr, 4, false}, {"tx0", nullptr, 5, false},
-    {"tx1", nullptr, 5, false},   {"tx2", nullptr, 5, false},    {"tx3", nullptr, 5, true},
-    {"list", "a", 6, false},      {"list", "b", 6, false},       {"list", "c", 6, false}};
 
 // Scaled down by CONFIGSTOREC_CRASH_KILLS under the emulator and the sanitizers (CMakeLists.txt).
 TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
+    // What is read after each kill, by the write kind (number % 7) that wrote it. The runtime
+    // database commits after the durable one: a transaction's cached data may lag it.
+    struct Watched {
+        const char* key;
+        const char* instance;
+        int kind;
+        bool mayLag;
+    };
+    constexpr Watched kWatched[] = {
+        {"set", nullptr, 0, false},   {"update", nullptr, 1, false}, {"user", nullptr, 2, false},
+        {"vital", nullptr, 3, false}, {"cached", nullptr, 4, false}, {"tx0", nullptr, 5, false},
+        {"tx1", nullptr, 5, false},   {"tx2", nullptr, 5, false},    {"tx3", nullptr, 5, true},
+        {"list", "a", 6, false},      {"list", "b", 6, false},       {"list", "c", 6, false}};
     const int kills = EnvironmentNumber("CONFIGSTOREC_CRASH_KILLS", 200);
     std::array<long, std::size(kWatched)> held{};  // each object's number, 0 before its first
     long next = 1, checked = 0, losses = 0;
     std::mt19937 random(7);
     for (int kill = 0; kill < kills && losses == 0; ++kill) {
-        const auto [child, output] = StartChild({"crash", "crash", std::to_string(next)});
-        std::vector<std::string> lines = ReadLines(output, random() % 40);
+        const Child child = StartChild({"crash", "crash", std::to_string(next)});
+        std::vector<std::string> lines = ReadLines(child.output, random() % 40);
         usleep(random() % 3000);  // none waited for: killed while it opens the store
-        ::kill(child, SIGKILL);
-        for (const std::string& line : ReadLines(output, SIZE_MAX)) lines.push_back(line);
-        const int status = WaitFor(child, output);
+        ::kill(child.pid, SIGKILL);
+        for (const std::string& line : ReadLines(child.output)) lines.push_back(line);
+        const int status = End(child);
         ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed with status " << WEXITSTATUS(status);
         for (const std::string& line : lines) {
             for (std::size_t i = 0; i < held.size(); ++i) {
@@ -202,12 +230,11 @@ TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
         }
         checked += static_cast<long>(lines.size());
         const long inFlight = lines.empty() ? next : std::stol(lines.back()) + 1;
-        ConfigStoreStruct* store = nullptr;
-        ASSERT_EQ(GetStore("crash", &store), CS_C_OK);
+        const Store store = Open("crash");
         std::array<long, 7> seen{-1, -1, -1, -1, -1, -1, -1};  // what a kind's first object holds
         for (std::size_t i = 0; i < held.size(); ++i) {
             const Watched& watched = kWatched[i];
-            const long n = NumberOf(store, watched.key, watched.instance);
+            const long n = NumberOf(store.get(), watched.key, watched.instance);
             long& kind = seen[static_cast<std::size_t>(watched.kind)];
             const bool fine = (n == held[i] || (n == inFlight && inFlight % 7 == watched.kind)) &&
                               (kind == -1 || kind == n || watched.mayLag);
@@ -218,9 +245,8 @@ TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
             held[i] = n;
         }
         next = inFlight + 1;
-        DestroyStore(store);
         for (const char* directory : {"state", "run"}) {
-            ASSERT_EQ(IntegrityOf(root_ / directory / "crash.db"), "ok") << directory;
+            ASSERT_EQ(Sql(root_ / directory / "crash.db", "PRAGMA integrity_check"), "ok");
         }
     }
     std::printf("crash safety: %d kills survived, %ld losses, %ld committed writes checked\n",
@@ -231,33 +257,23 @@ TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
 // object, and no writer gives up while another holds the store for less than its busy timeout.
 TEST_F(Reliability, ProcessesSharingAStoreKeepEveryWrite) {
     const int processes = 4, rounds = EnvironmentNumber("CONFIGSTOREC_PROCESS_ROUNDS", 100);
-    std::vector<std::pair<pid_t, FILE*>> children;
+    std::vector<Child> children;
     for (int i = 0; i < processes; ++i) {
         children.push_back(
             StartChild({"count", "shared", "p" + std::to_string(i), std::to_string(rounds)}));
     }
-    for (const auto& [pid, output] : children) {
-        const int status = WaitFor(pid, output);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-    }
-    ConfigStoreStruct* store = nullptr;
-    ASSERT_EQ(GetStore("shared", &store), CS_C_OK);
+    for (const Child& child : children) EXPECT_TRUE(Succeeded(End(child)));
+    const Store store = Open("shared");
     ConfigStoreObjectStruct* counter = nullptr;
     int count = 0;
-    ASSERT_EQ(Get(store, "counter", kGroup, kComponent, nullptr, &counter), CS_C_OK);
+    ASSERT_EQ(Get(store.get(), "counter", kGroup, kComponent, nullptr, &counter), CS_C_OK);
     EXPECT_EQ(GetValueInt(counter, "count", &count), CS_C_OK);
     EXPECT_EQ(count, processes * rounds);
     DestroyConfigStoreObject(counter);
     for (int i = 0; i < processes * rounds; ++i) {
         const std::string key = "p" + std::to_string(i / rounds) + "-" + std::to_string(i % rounds);
-        EXPECT_EQ(NumberOf(store, key.c_str()), i % rounds + 1) << key;
+        EXPECT_EQ(NumberOf(store.get(), key.c_str()), i % rounds + 1) << key;
     }
-    DestroyStore(store);
-}
-
-std::string ModeOf(const fs::path& file) {
-    struct stat status {};
-    return lstat(file.c_str(), &status) == 0 ? std::to_string(status.st_mode & 07777) : "none";
 }
 
 // Eight processes at once each make the first write of a namespace that does not exist yet:
@@ -271,29 +287,25 @@ TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
     long lost = 0, failed = 0;
     for (int round = 0; round < rounds; ++round) {
         const std::string nameSpace = "new" + std::to_string(round);
-        std::vector<std::pair<pid_t, FILE*>> children;
+        std::vector<Child> children;
         for (int i = 0; i < processes; ++i) {
             children.push_back(StartChild({"once", nameSpace, "p" + std::to_string(i)}));
         }
         std::vector<bool> succeeded;
-        for (const auto& [pid, output] : children) {
-            const int status = WaitFor(pid, output);
-            succeeded.push_back(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-            failed += succeeded.back() ? 0 : 1;
-        }
-        ConfigStoreStruct* store = nullptr;
-        ASSERT_EQ(GetStore(nameSpace.c_str(), &store), CS_C_OK);
+        for (const Child& child : children) succeeded.push_back(Succeeded(End(child)));
+        const Store store = Open(nameSpace.c_str());
         for (int i = 0; i < processes; ++i) {
-            const bool kept = NumberOf(store, ("p" + std::to_string(i)).c_str()) == 1;
+            const bool kept = NumberOf(store.get(), ("p" + std::to_string(i)).c_str()) == 1;
+            failed += succeeded[i] ? 0 : 1;
             lost += succeeded[i] && !kept ? 1 : 0;
         }
-        if (round == 0) {
-            for (const char* file : {"state/new0.db", "state/new0.db-wal", "state/new0.db-shm",
-                                     "run/new0.db", "run/new0.db-wal", "run/new0.db-shm"}) {
-                EXPECT_EQ(ModeOf(root_ / file), "384") << file;  // 0600
-            }
+        for (const char* file : {"state/new0.db", "state/new0.db-wal", "state/new0.db-shm",
+                                 "run/new0.db", "run/new0.db-wal", "run/new0.db-shm"}) {
+            struct stat status {};
+            EXPECT_TRUE(round > 0 || (lstat((root_ / file).c_str(), &status) == 0 &&
+                                      (status.st_mode & 07777) == 0600))
+                << file;
         }
-        DestroyStore(store);
     }
     umask(umaskBefore);
     EXPECT_EQ(lost, 0);
@@ -307,22 +319,15 @@ TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
 // A write that waits longer than the busy timeout fails with the engine's reason; the holder's
 // kill leaves its transaction undone and the store usable.
 TEST_F(Reliability, AWriterHeldBeyondTheBusyTimeoutFailsClearly) {
-    const auto [holder, output] = StartChild({"hold", "held"});
-    ASSERT_EQ(ReadLines(output, 1), std::vector<std::string>{"held"});
-    ConfigStoreStruct* store = nullptr;
-    ASSERT_EQ(GetStore("held", &store), CS_C_OK);
-    ConfigStoreObjectStruct* object = nullptr;
-    ASSERT_EQ(CreateObject("mine", kGroup, kComponent, nullptr, "{\"n\": 1}", &object), CS_C_OK);
-    EXPECT_EQ(LogOf([&] { EXPECT_EQ(Set(store, object, "INTERNAL"), CS_C_STORE_ERROR); }),
+    const Child holder = StartChild({"hold", "held"});
+    ASSERT_EQ(ReadLines(holder.output, 1), std::vector<std::string>{"held"});
+    EXPECT_EQ(LogOf([&] { EXPECT_EQ(Write("held", "mine", 1), CS_C_STORE_ERROR); }),
               "configstore: Set: Failed to start transaction: database is locked (SQLite code 5, " +
                   (root_ / "state" / "held.db").string() + ")\n");
-    kill(holder, SIGKILL);
-    WaitFor(holder, output);
-    EXPECT_EQ(Set(store, object, "INTERNAL"), CS_C_OK);
-    EXPECT_EQ(NumberOf(store, "held"), 0);
-    DestroyConfigStoreObject(object);
-    DestroyStore(store);
-    EXPECT_EQ(IntegrityOf(root_ / "state" / "held.db"), "ok");
+    End(holder, SIGKILL);
+    EXPECT_EQ(Write("held", "mine", 1), CS_C_OK);
+    EXPECT_EQ(NumberOf(Open("held").get(), "held"), 0);
+    EXPECT_EQ(Sql(root_ / "state" / "held.db", "PRAGMA integrity_check"), "ok");
 }
 
 // Every file and directory under `root`: its bytes, mode and modification time. Empty journals
@@ -360,7 +365,7 @@ void DropPermissionOverride() {
     ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
 }
 
-// A full disk, as files that cannot grow beyond `bytes`.
+// A full disk while it lives, as files that cannot grow beyond `bytes`.
 struct FileSizeLimit {
     explicit FileSizeLimit(rlim_t bytes) {
         signal(SIGXFSZ, SIG_IGN);
@@ -380,43 +385,25 @@ void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) stream.put(static_cast<char>(random()));
 }
 
-void SqliteOn(const fs::path& file, const char* sql) {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-}
-
 int OpenStore() {
-    ConfigStoreStruct* store = nullptr;
-    const int status = GetStore("damaged", &store);
-    DestroyStore(store);
+    int status = CS_C_OK;
+    Open("damaged", &status);
     return status;
 }
 
 // Fails at the commit, the store's write lock held: the cancel that follows has nothing to undo.
 int CommitBig() {
-    ConfigStoreStruct* store = nullptr;
-    ConfigStoreObjectStruct* object = nullptr;
-    EXPECT_EQ(GetStore("damaged", &store), CS_C_OK);
-    EXPECT_EQ(BeginTransaction(store), CS_C_OK);
-    EXPECT_EQ(
-        CreateObject("more", kGroup, kComponent, nullptr, DocumentOf(2, 100000).c_str(), &object),
-        CS_C_OK);
-    EXPECT_EQ(Set(store, object, "INTERNAL"), CS_C_OK);
-    const int status = CommitTransaction(store);
-    EXPECT_EQ(CancelTransaction(store), CS_C_OK);
-    DestroyConfigStoreObject(object);
-    DestroyStore(store);
+    const Store store = Open("damaged");
+    EXPECT_EQ(BeginTransaction(store.get()), CS_C_OK);
+    EXPECT_EQ(Set(store.get(), Numbered("more", 2, 100000).get(), "INTERNAL"), CS_C_OK);
+    const int status = CommitTransaction(store.get());
+    EXPECT_EQ(CancelTransaction(store.get()), CS_C_OK);
     return status;
 }
 
 // Durable data reads without the runtime database; an EXTERNAL write needs its boot status.
 int ReadThenWriteExternal() {
-    ConfigStoreStruct* store = nullptr;
-    EXPECT_EQ(GetStore("damaged", &store), CS_C_OK);
-    EXPECT_EQ(NumberOf(store, "kept"), 1);
-    DestroyStore(store);
+    EXPECT_EQ(NumberOf(Open("damaged").get(), "kept"), 1);
     return Write("damaged", "kept", 2, 5990, "EXTERNAL");
 }
 
@@ -429,15 +416,14 @@ int ReadSchema(const char* key) {
 
 // A damaged or unreachable store (namespace "damaged"): the call that meets it fails with a
 // status and one log line naming the failure and the file, and leaves every file as it was.
-struct Damage {
-    const char* name;
-    std::function<void(const fs::path& database)> make;
-    std::function<int()> meet;  // fails with CS_C_STORE_ERROR
-    std::string logged;         // in the log line, paths under the case's directory
-};
-
 TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     DropPermissionOverride();
+    struct Damage {
+        const char* name;
+        std::function<void(const fs::path& database)> make;
+        std::function<int()> meet;  // fails with CS_C_STORE_ERROR
+        std::string logged;         // in the log line, paths under the case's directory
+    };
     const auto made = [](const fs::path&) { ASSERT_EQ(Write("damaged", "kept", 1), CS_C_OK); };
     const auto schema = [](const fs::path& database) {
         const fs::path group = database.parent_path().parent_path() / "schemas" / kGroup;
@@ -446,9 +432,14 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
         fs::permissions(group / "unreadable.json", fs::perms::none);
         setenv("CONFIGSTORE_COMPONENTS_DIR", database.parent_path().parent_path().c_str(), 1);
     };
+    const auto sql = [](const char* statement) {
+        return [statement](const fs::path& file) { Sql(file, statement, true); };
+    };
     const std::string damaged = "Failed integrity check on the database: state/damaged.db: ";
     const std::string unopened = "Failed to open database state/damaged.db: ";
     const std::string schemas = "Failed to parse JSON file schemas/reliability/";
+    const std::string full =
+        "Failed to commit transaction: disk I/O error (SQLite code 778, state/damaged.db)";
     // clang-format off
     const Damage damages[] = {
         {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
@@ -457,11 +448,10 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
          OpenStore, damaged + "file is not a database"},
         {"damaged-page", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
          OpenStore, damaged + "On tree page"},
-        {"other-database", [](const fs::path& file) { SqliteOn(file, "CREATE TABLE t(x)"); },
-         OpenStore, damaged + "not a configuration store database"},
+        {"other-database", sql("CREATE TABLE t(x)"), OpenStore, damaged + "not a configuration store database"},
         {"text", [](const fs::path& file) { std::ofstream(file) << "key=value\n"; },
          OpenStore, damaged + "file is not a database"},
-        {"newer-format", [&](const fs::path& file) { made(file); SqliteOn(file, "PRAGMA user_version = 2"); },
+        {"newer-format", [&](const fs::path& file) { made(file); sql("PRAGMA user_version = 2")(file); },
          OpenStore, damaged + "store format 2 is not 1"},
         {"directory", [](const fs::path& file) { fs::create_directories(file); },
          OpenStore, unopened + "unable to open database file"},
@@ -471,13 +461,9 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
          OpenStore, unopened + "its directory state is not writable"},
         {"full-disk-new-store", [](const fs::path&) {},
          [] { FileSizeLimit full(0); return OpenStore(); }, unopened + "disk I/O error: File too large"},
-        {"full-disk-write", made,
-         [] { FileSizeLimit full(65536); return Write("damaged", "more", 2, 100000); },
-         "Failed to commit transaction: disk I/O error (SQLite code 778, state/damaged.db)"},
-        {"full-disk-read", made, [] { FileSizeLimit full(0); return OpenStore(); },
-         unopened + "disk I/O error"},
-        {"full-disk-commit", made, [] { FileSizeLimit full(65536); return CommitBig(); },
-         "Failed to commit transaction: disk I/O error (SQLite code 778, state/damaged.db)"},
+        {"full-disk-write", made, [] { FileSizeLimit full(65536); return Write("damaged", "more", 2, 100000); }, full},
+        {"full-disk-read", made, [] { FileSizeLimit full(0); return OpenStore(); }, unopened + "disk I/O error"},
+        {"full-disk-commit", made, [] { FileSizeLimit full(65536); return CommitBig(); }, full},
         {"zero-length", [&](const fs::path& file) { made(file); fs::resize_file(file, 0); },
          OpenStore, damaged + "not a configuration store database"},
         {"dangling-link", [](const fs::path& file) { fs::create_directories(file.parent_path() / "../elsewhere"); fs::create_symlink("../elsewhere/x.db", file); },
@@ -515,39 +501,29 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     // Space again: the store kept what it held and takes writes.
     UseDirectories(root_ / "full-disk-write");
     EXPECT_EQ(Write("damaged", "more", 2, 100000), CS_C_OK);
-    ConfigStoreStruct* store = nullptr;
-    ASSERT_EQ(GetStore("damaged", &store), CS_C_OK);
-    EXPECT_EQ(NumberOf(store, "kept"), 1);
-    DestroyStore(store);
+    EXPECT_EQ(NumberOf(Open("damaged").get(), "kept"), 1);
 }
 
 // A boot status lasts while the process that set it lives; one of the runtime database's
 // earlier format, whose setter is unknown, lasts until it is cleared.
 TEST_F(Reliability, ABootStatusEndsWithTheProcessThatSetIt) {
     setenv("CONFIGSTORE_NAMESPACE", "boot", 1);
-    const auto [setter, output] = StartChild({"boot", "boot", "booted"});
-    ASSERT_EQ(ReadLines(output, 1), std::vector<std::string>{"booting"});
+    const Child setter = StartChild({"boot", "boot", "booted"});
+    ASSERT_EQ(ReadLines(setter.output, 1), std::vector<std::string>{"booting"});
     EXPECT_EQ(Write("boot", "booted", 1, 10, "EXTERNAL"), CS_C_STORE_ERROR);
-    kill(setter, SIGKILL);
-    WaitFor(setter, output);
+    End(setter, SIGKILL);
     EXPECT_EQ(Write("boot", "booted", 2, 10, "EXTERNAL"), CS_C_OK);
-    SqliteOn(root_ / "run" / "boot.db",
-             "DROP TABLE boot; CREATE TABLE boot(key TEXT NOT NULL, grp TEXT NOT NULL,"
-             " component TEXT NOT NULL, instance TEXT NOT NULL,"
-             " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;"
-             " INSERT INTO boot VALUES('booted', 'reliability', 'tests', '');"
-             " PRAGMA user_version = 1;");
+    Sql(root_ / "run" / "boot.db",
+        "DROP TABLE boot; CREATE TABLE boot(key TEXT NOT NULL, grp TEXT NOT NULL,"
+        " component TEXT NOT NULL, instance TEXT NOT NULL,"
+        " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;"
+        " INSERT INTO boot VALUES('booted', 'reliability', 'tests', '');"
+        " PRAGMA user_version = 1;",
+        true);
     EXPECT_EQ(Write("boot", "booted", 3, 10, "EXTERNAL"), CS_C_STORE_ERROR);
     EXPECT_EQ(SetBootStatus("booted", kGroup, kComponent, nullptr, false), CS_C_OK);
     EXPECT_EQ(Write("boot", "booted", 4, 10, "EXTERNAL"), CS_C_OK);
-    sqlite3* db = nullptr;
-    sqlite3_stmt* format = nullptr;
-    ASSERT_EQ(sqlite3_open((root_ / "run" / "boot.db").c_str(), &db), SQLITE_OK);
-    ASSERT_EQ(sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &format, nullptr), SQLITE_OK);
-    EXPECT_EQ(sqlite3_step(format), SQLITE_ROW);
-    EXPECT_EQ(sqlite3_column_int(format, 0), 2);
-    sqlite3_finalize(format);
-    sqlite3_close(db);
+    EXPECT_EQ(Sql(root_ / "run" / "boot.db", "PRAGMA user_version"), "2");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
