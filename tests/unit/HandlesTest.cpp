@@ -14,9 +14,9 @@ ConfigStoreObjectStruct* Child(const std::string& key, const std::string& instan
 TEST_F(Handles, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) {
     auto* top = NewHandle<ConfigStoreObjectStruct>(MakeObject("top"), true);
     ConfigStoreObjectStruct* nested = Child("b", "1");
-    nested->children["z"] = {Child("z", "1"), Child("z", "2")};
-    top->children["b"] = {nested, Child("b", "2")};
-    top->children["a"] = {Child("a", "")};
+    nested->children.Insert("z") = {Child("z", "1"), Child("z", "2")};
+    top->children.Insert("b") = {nested, Child("b", "2")};
+    top->children.Insert("a") = {Child("a", "")};
     EXPECT_EQ(DestroyConfigStoreObject(top), CS_C_OK);
     EXPECT_EQ(enginedouble::ReleasedObjects(),
               (std::vector<std::string>{"a", "z/1", "z/2", "b/1", "b/2", "top"}));

@@ -18,7 +18,7 @@ protected:
     }
     std::vector<std::string> CachedFans() const {
         std::vector<std::string> ids;
-        for (const auto* child : object_->children.at("fan")) {
+        for (const auto* child : *object_->children.Find("fan")) {
             ids.push_back(child->engineObject->objectId.instanceId);
         }
         return ids;
@@ -30,7 +30,7 @@ TEST_F(SubObjects, SingletonIsFetchedOnceThenServedFromTheCacheButAMissingOneIsA
     ConfigStoreObjectStruct* missing = object_;
     EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &missing), CS_C_NOT_FOUND);
     EXPECT_EQ(missing, nullptr);
-    EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
 
     enginedouble::Answer("GetSubObject", MakeObject("fan"));
     ConfigStoreObjectStruct* first = nullptr;
@@ -49,7 +49,7 @@ TEST_F(SubObjects, InstancesAreLoadedOnceThenServedFromTheCache) {
     ConfigStoreObjectStruct* none = object_;
     EXPECT_EQ(GetSubObject(object_, "fan", "1", &none), CS_C_NOT_FOUND);  // a key without instances
     EXPECT_EQ(none, nullptr);
-    EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
 
     EngineHasFans({"1", "2"});
     ConfigStoreObjectStruct* two = nullptr;
@@ -72,7 +72,7 @@ TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     ASSERT_EQ(CreateSubObject(object_, "fan", "2", &created), CS_C_OK);
     EXPECT_EQ(CallsTo("CreateSubObject").at(0).args[0], "fan|2");
     EXPECT_EQ(CachedFans(), (std::vector<std::string>{"1", "2"}));
-    EXPECT_EQ(object_->children.at("fan").back(), created);
+    EXPECT_EQ(object_->children.Find("fan")->back(), created);
 
     ConfigStoreObjectStruct* singleton = nullptr;
     ASSERT_EQ(CreateSubObject(object_, "fan", "", &singleton), CS_C_OK);
@@ -83,7 +83,7 @@ TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     created = object_;
     EXPECT_EQ(CreateSubObject(object_, "pump", nullptr, &created), CS_C_OK);
     EXPECT_EQ(created, nullptr);  // the engine made nothing: nothing is cached
-    EXPECT_EQ(object_->children.count("pump"), 0u);
+    EXPECT_FALSE(object_->children.Contains("pump"));
 }
 
 TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
@@ -118,8 +118,8 @@ TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
                {"%s: %s", {"CreateSubObject", "refused"}},
                {"%s: %s", {"CreateSubObjectFilter", "no"}},
                {"%s: %s", {"GetSubObjectFilter", "gone"}}});
-    EXPECT_TRUE(object_->children.empty());
-    EXPECT_TRUE(filter_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
+    EXPECT_TRUE(filter_->children.Empty());
 }
 
 TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
@@ -133,8 +133,8 @@ TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
     ASSERT_EQ(deletes.size(), 2u);
     EXPECT_EQ(deletes[0].args[0], "pump|");
     EXPECT_EQ(deletes[1].args[0], "fan|1");
-    EXPECT_TRUE(object_->children.at("fan").empty());
-    EXPECT_EQ(object_->children.count("pump"), 0u);
+    EXPECT_TRUE(object_->children.Find("fan")->empty());
+    EXPECT_FALSE(object_->children.Contains("pump"));
     EXPECT_EQ(engineFan.use_count(), 1);  // only the double's script holds it now
 
     EXPECT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_NOT_FOUND);
@@ -174,12 +174,12 @@ TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACache
     EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
     EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(Loads(), 0u);
-    EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
 
     EngineHasFans({"1", "2", "3"});
     ConfigStoreObjectStruct* fan = nullptr;
     ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
-    const auto& cached = object_->children.at("fan");
+    const auto& cached = *object_->children.Find("fan");
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{cached[0]->engineObject, cached[2]->engineObject});
     EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
