@@ -15,10 +15,10 @@ namespace {
 // after those of all its descendants.
 template <class Handle>
 void DestroyTree(Handle* handle) {
-    for (auto& entry : handle->children) {
+    for (auto& entry : handle->children.Entries()) {
         for (Handle* child : entry.second) DestroyTree(child);
     }
-    handle->children.clear();
+    handle->children.Entries().clear();
     handle->engineObject.reset();
     delete handle;
 }

@@ -1,33 +1,59 @@
 // The bodies of the opaque handles the C interface hands out.
 #pragma once
 
-#include <map>
 #include <memory>
-#include <string>
+#include <type_traits>
 #include <utility>
-#include <vector>
 
 #include <kivconfigstore/ConfigStore.h>
+#include <kivconfigstore/Objects.h>
 
+#include "ChildTable.h"
 #include "configstorec.h"
 
 struct ConfigStoreStruct {
     std::shared_ptr<KivConfigStore::ConfigStore> engineStore;
 };
 
-// engineObject comes first in both object handles, so code that needs only the engine object
-// can take either handle. A parent owns the child handles in `children`, keyed by sub-object key.
+namespace binding {
+
+// The first member of both object handles: a worker that takes either handle as an untyped pointer
+// reads the kind there. Both handle types keep a standard layout, so a handle and its first member
+// share one address.
+enum class HandleKind : unsigned char { Object, Filter };
+
+}  // namespace binding
+
+// A parent owns the child handles in `children`.
 struct ConfigStoreObjectStruct {
+    binding::HandleKind kind = binding::HandleKind::Object;
     std::shared_ptr<KivConfigStore::ConfigStoreObject> engineObject;
-    std::map<std::string, std::vector<ConfigStoreObjectStruct*>> children;
+    binding::ChildTable<ConfigStoreObjectStruct> children;
     bool isTopLevel = true;
 };
 
 struct FilterSpecObjectStruct {
+    binding::HandleKind kind = binding::HandleKind::Filter;
     std::shared_ptr<KivConfigStore::FilterSpecObject> engineObject;
-    std::map<std::string, std::vector<FilterSpecObjectStruct*>> children;
+    binding::ChildTable<FilterSpecObjectStruct> children;
     bool isTopLevel = true;
 };
+
+static_assert(std::is_standard_layout_v<ConfigStoreObjectStruct> &&
+                  std::is_standard_layout_v<FilterSpecObjectStruct>,
+              "a handle's kind is read through its address");
+
+namespace binding {
+
+// The engine object behind an object or filter handle given as an untyped pointer.
+inline KivConfigStore::WritableObject& EngineValueObject(void* handle) {
+    if (*static_cast<const HandleKind*>(handle) == HandleKind::Filter) {
+        return *static_cast<FilterSpecObjectStruct*>(handle)->engineObject;
+    }
+    return *static_cast<ConfigStoreObjectStruct*>(handle)->engineObject;
+}
+
+}  // namespace binding
 
 // A new handle holding one reference to the engine object: top-level handles belong to the caller,
 // child handles to the parent whose `children` lists them.

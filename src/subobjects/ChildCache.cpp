@@ -19,14 +19,15 @@ using MadeHandle = std::unique_ptr<Handle>;
 // after it can fail, and a key inserted for them is removed again if growing fails.
 template <class Handle>
 void AppendChildren(Handle* parent, const char* key, MadeHandle<Handle>* made, std::size_t count) {
-    auto [entry, inserted] = parent->children.try_emplace(key);
+    bool inserted = false;
+    auto& handles = parent->children.Insert(key, &inserted);
     try {
-        entry->second.reserve(entry->second.size() + count);
+        handles.reserve(handles.size() + count);
     } catch (...) {
-        if (inserted) parent->children.erase(entry);
+        if (inserted) parent->children.Erase(key);
         throw;
     }
-    for (std::size_t i = 0; i < count; ++i) entry->second.push_back(made[i].release());
+    for (std::size_t i = 0; i < count; ++i) handles.push_back(made[i].release());
 }
 
 }  // namespace
@@ -54,7 +55,7 @@ ConfigStoreObjectStruct* AddSubObjectHandle(ConfigStoreObjectStruct* parent,
 
 int getAllSubObjects(ConfigStoreObjectStruct* parent, const char* key) {
     return binding::Guard<binding::StoreLevel>("getAllSubObjects", [&]() -> int {
-        if (parent->children.count(key) != 0) return CS_C_OK;
+        if (parent->children.Contains(key)) return CS_C_OK;
         auto filter = std::make_shared<engine::FilterSpecObject>(engine::ConfigStoreObjectId(
             std::string(key), engine::kEmptyString, engine::kEmptyString, std::string()));
         const engine::ObjectList instances = parent->engineObject->GetSubObjectInstances(filter);
@@ -66,10 +67,10 @@ int getAllSubObjects(ConfigStoreObjectStruct* parent, const char* key) {
 
 int FindSubObjectIndex(const ConfigStoreObjectStruct* parent, const char* key,
                        const char* instanceId) {
-    auto entry = parent->children.find(key);
-    if (entry == parent->children.end()) return -1;
+    const auto* cached = parent->children.Find(key);
+    if (cached == nullptr) return -1;
     const char* wanted = instanceId == nullptr ? "" : instanceId;
-    const auto& handles = entry->second;
+    const auto& handles = *cached;
     for (std::size_t position = 0; position < handles.size(); ++position) {
         if (handles[position]->engineObject->objectId.instanceId == wanted) {
             return static_cast<int>(position);
@@ -94,14 +95,15 @@ int AddSubObjectFilterHandle(std::shared_ptr<engine::FilterSpecObject> subFilter
 }
 
 void RemoveSubObjectHandle(ConfigStoreObjectStruct* parent, const char* key, int position) {
-    auto& handles = parent->children.find(key)->second;
+    auto& handles = *parent->children.Find(key);
     DestroyConfigStoreObjectInternal(handles[static_cast<std::size_t>(position)]);
     handles.erase(handles.begin() + position);
 }
 
 // A repeated create leaves several handles under one key; all of them go, so none is orphaned.
 void RemoveSubObjectFilterHandles(FilterSpecObjectStruct* parent, const char* key) {
-    auto entry = parent->children.find(key);
-    for (FilterSpecObjectStruct* handle : entry->second) DestroyFilterSpecObjectInternal(handle);
-    parent->children.erase(entry);
+    for (FilterSpecObjectStruct* handle : *parent->children.Find(key)) {
+        DestroyFilterSpecObjectInternal(handle);
+    }
+    parent->children.Erase(key);
 }

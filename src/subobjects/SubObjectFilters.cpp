@@ -27,9 +27,8 @@ ConfigStoreCStatus GetSubObjectFilter(FilterSpecObjectStruct* filter, const char
     constexpr const char* kCaller = "GetSubObjectFilter";
     return Guard<binding::StoreLevel>(kCaller, [&]() -> int {
         if (int refused = CheckObjectAndKey(filter, key, kCaller)) return refused;
-        auto cached = filter->children.find(key);
-        if (cached != filter->children.end()) {
-            *subFilter = cached->second.front();
+        if (const auto* cached = filter->children.Find(key)) {
+            *subFilter = cached->front();
             return CS_C_OK;
         }
         return AddSubObjectFilterHandle(
@@ -44,7 +43,7 @@ ConfigStoreCStatus DeleteSubObjectFilter(FilterSpecObjectStruct* filter, const c
     return Guard<binding::Untranslated>(kCaller, [&]() -> int {
         if (int refused = CheckObjectAndKey(filter, key, kCaller)) return refused;
         filter->engineObject->DeleteSubObjectFilter(SubObjectIdOf(key, instanceId));
-        if (filter->children.count(key) != 0) RemoveSubObjectFilterHandles(filter, key);
+        if (filter->children.Contains(key)) RemoveSubObjectFilterHandles(filter, key);
         return CS_C_OK;
     });
 }

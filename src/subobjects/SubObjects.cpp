@@ -42,7 +42,7 @@ int CheckObjectAndFilter(const ConfigStoreObjectStruct* object,
 // a singleton is fetched when its key is not cached yet.
 int LoadForGet(ConfigStoreObjectStruct* object, const char* key, const char* instanceId) {
     if (HasInstanceId(instanceId)) return getAllSubObjects(object, key);
-    if (object->children.count(key) != 0) return CS_C_OK;
+    if (object->children.Contains(key)) return CS_C_OK;
     return Guard<binding::StoreLevel>("getSubObject", [&]() -> int {
         auto found = object->engineObject->GetSubObject(SubObjectIdOf(key, nullptr));
         if (found) AddSubObjectHandle(object, std::move(found), key);
@@ -77,7 +77,7 @@ ConfigStoreCStatus GetSubObject(ConfigStoreObjectStruct* object, const char* key
             *subObject = nullptr;
             return loaded == CS_C_OK ? CS_C_NOT_FOUND : loaded;
         }
-        *subObject = object->children.find(key)->second[static_cast<std::size_t>(position)];
+        *subObject = (*object->children.Find(key))[static_cast<std::size_t>(position)];
         return CS_C_OK;
     });
 }
@@ -92,19 +92,19 @@ ConfigStoreCStatus GetSubObjectInstances(ConfigStoreObjectStruct* object,
         if (int refused = CheckObjectAndFilter(object, filter, kCaller)) return refused;
         const std::string key = filter->engineObject->objectId.key;
         if (int failed = getAllSubObjects(object, key.c_str())) return failed;
-        auto entry = object->children.find(key);
-        if (entry == object->children.end()) {
+        const auto* cached = object->children.Find(key);
+        if (cached == nullptr) {
             *count = 0;
             return CS_C_OK;
         }
-        const engine::ObjectList matches = FilterSubObjects(entry->second, filter);
+        const engine::ObjectList matches = FilterSubObjects(*cached, filter);
         std::vector<ConfigStoreObjectStruct*> handles;
         handles.reserve(matches.size());
         for (const auto& match : matches) {
             const int position =
                 match ? FindSubObjectIndex(object, key.c_str(), match->objectId.instanceId.c_str())
                       : -1;
-            if (position >= 0) handles.push_back(entry->second[static_cast<std::size_t>(position)]);
+            if (position >= 0) handles.push_back((*cached)[static_cast<std::size_t>(position)]);
         }
         *count = 0;
         if (handles.empty()) {
@@ -142,12 +142,12 @@ ConfigStoreCStatus DeleteSubObjectInstances(ConfigStoreObjectStruct* object,
     return Guard<binding::Untranslated>(kCaller, [&]() -> int {
         if (int refused = CheckObjectAndFilter(object, filter, kCaller)) return refused;
         const std::string key = filter->engineObject->objectId.key;
-        auto entry = object->children.find(key);
-        if (entry == object->children.end()) {
+        const auto* cached = object->children.Find(key);
+        if (cached == nullptr) {
             object->engineObject->DeleteSubObjectInstances(filter->engineObject);
             return CS_C_OK;
         }
-        for (const auto& match : FilterSubObjects(entry->second, filter)) {
+        for (const auto& match : FilterSubObjects(*cached, filter)) {
             if (match) DeleteSubObject(object, key.c_str(), match->objectId.instanceId.c_str());
         }
         return CS_C_OK;

@@ -58,8 +58,7 @@ int GetValueInternal(void* handle, const char* key, char** value, const char* lo
         int result = CheckObjectAndKey(handle, key, logTag);
         if (result == CS_C_OK) {
             result = binding::Guard<binding::ValueReads>(kWorker, [&] {
-                return binding::ReadStatus(
-                    binding::EngineValueObject(handle)->GetValue(key, &text));
+                return binding::ReadStatus(binding::EngineValueObject(handle).GetValue(key, &text));
             });
         }
         if (result == CS_C_NOT_FOUND) {

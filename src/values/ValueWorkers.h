@@ -11,7 +11,7 @@
 #include "core/Buffers.h"
 #include "core/Checks.h"
 #include "core/Families.h"
-#include "core/Unwrap.h"
+#include "core/Handles.h"
 
 namespace binding {
 
@@ -27,7 +27,7 @@ int WithValueObject(const char* worker, void* handle, const char* key, const cha
                     Operation operation) {
     return Guard<Handlers>(worker, [&]() -> int {
         if (int refused = CheckObjectAndKey(handle, key, logTag)) return refused;
-        return operation(*EngineValueObject(handle));
+        return operation(EngineValueObject(handle));
     });
 }
 

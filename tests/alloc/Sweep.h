@@ -1,7 +1,7 @@
-// The allocation-failure sweep: one row per exported function, run on an engine with the n-th
-// allocation of the call failing, for every n the call reaches. Each failure must answer a
-// documented failure status, leave the outputs and child caches as they were, leak nothing and,
-// on a store, leave either the old or the new content.
+// The allocation-failure sweep: one row per exported function, run on the stand-in engine with the
+// n-th allocation of the call failing, for every n the call reaches. Each failure must answer a
+// documented failure status, leave the outputs and child caches as they were, leak nothing and
+// leave the store with either the old or the new content.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace sweep {
 
-// The handles a row works on, built afresh by the engine for every run.
+// The handles a row works on, built afresh for every run.
 struct Handles {
     ConfigStoreStruct* store = nullptr;
     ConfigStoreObjectStruct* object = nullptr;  // "fan": a value of every type, sub-objects "blade"
@@ -79,19 +79,5 @@ struct Row {
 
 // Every exported function, once.
 const Row* Rows(int* count);
-
-class Engine {
-public:
-    virtual ~Engine() = default;
-    virtual const char* Name() const = 0;
-    virtual bool StoreErrors() const = 0;  // whether the engine has a store that can fail
-    virtual void Open(Handles& handles) = 0;
-    virtual void Close(Handles& handles);  // destroys every handle and leaves them NULL
-    virtual std::string Caches(const Handles&) { return ""; }  // the child caches, where visible
-    virtual std::string Stored() { return ""; }                // the store's whole content
-};
-
-// Sweeps every row the engine runs, each in a process of its own, and prints the figures.
-void Run(Engine& engine);
 
 }  // namespace sweep

@@ -21,7 +21,7 @@ TEST_F(SubObjectFilters, GetAsksTheEngineOnceForAKeyUnlessItFoundNothing) {
     missing = filter_;
     EXPECT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &missing), CS_C_NOT_FOUND);
     EXPECT_EQ(missing, nullptr);
-    EXPECT_TRUE(filter_->children.empty());
+    EXPECT_TRUE(filter_->children.Empty());
 
     enginedouble::Answer("GetSubObjectFilter", EngineFilter("fan"));
     FilterSpecObjectStruct* first = nullptr;
@@ -50,7 +50,7 @@ TEST_F(SubObjectFilters, RepeatedCreateKeepsTheFirstHandleAsTheKeysFilter) {
     ASSERT_EQ(CreateSubObjectFilter(first, "blade", nullptr, &nested), CS_C_OK);
     const int live = enginedouble::LiveObjects();
     EXPECT_EQ(DeleteSubObjectFilter(filter_, "fan", nullptr), CS_C_OK);
-    EXPECT_TRUE(filter_->children.empty());
+    EXPECT_TRUE(filter_->children.Empty());
     EXPECT_EQ(enginedouble::LiveObjects(), live - 3);
 
     // An uncached key is deleted by the engine too, and a deleted key is asked for again.

@@ -18,7 +18,7 @@ protected:
     }
     std::vector<std::string> CachedFans() const {
         std::vector<std::string> ids;
-        for (const auto* child : object_->children.at("fan")) {
+        for (const auto* child : *object_->children.Find("fan")) {
             ids.push_back(child->engineObject->objectId.instanceId);
         }
         return ids;
@@ -34,7 +34,7 @@ TEST_F(SubObjects, FetchesAreServedFromTheCacheOnceTheEngineFoundSomething) {
     none = object_;
     EXPECT_EQ(GetSubObject(object_, "fan", "1", &none), CS_C_NOT_FOUND);
     EXPECT_EQ(none, nullptr);
-    EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
 
     enginedouble::Answer("GetSubObject", MakeObject("pump"));
     ConfigStoreObjectStruct* first = nullptr;
@@ -60,7 +60,7 @@ TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     ConfigStoreObjectStruct* created = nullptr;
     ASSERT_EQ(CreateSubObject(object_, "fan", "2", &created), CS_C_OK);
     EXPECT_EQ(CachedFans(), (std::vector<std::string>{"1", "2"}));
-    EXPECT_EQ(object_->children.at("fan").back(), created);
+    EXPECT_EQ(object_->children.Find("fan")->back(), created);
     ASSERT_EQ(CreateSubObject(object_, "fan", "", &created), CS_C_OK);
     EXPECT_EQ(Loads(), 1u);
 
@@ -68,7 +68,7 @@ TEST_F(SubObjects, CreatedInstanceComesAfterTheLoadedOnes) {
     created = object_;
     EXPECT_EQ(CreateSubObject(object_, "pump", nullptr, &created), CS_C_OK);
     EXPECT_EQ(created, nullptr);  // the engine made nothing: nothing is cached
-    EXPECT_EQ(object_->children.count("pump"), 0u);
+    EXPECT_FALSE(object_->children.Contains("pump"));
 }
 
 TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
@@ -97,8 +97,8 @@ TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
     EXPECT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &subFilter), CS_C_STORE_ERROR);
     EXPECT_EQ(subFilter, &filterSentinel);
     EXPECT_EQ(enginedouble::LogLines().size(), 7u);
-    EXPECT_TRUE(object_->children.empty());
-    EXPECT_TRUE(filter_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
+    EXPECT_TRUE(filter_->children.Empty());
 }
 
 TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
@@ -109,8 +109,8 @@ TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
     const std::weak_ptr<ConfigStoreObject> engineFan = fan->engineObject;
     EXPECT_EQ(DeleteSubObject(object_, "fan", "1"), CS_C_OK);
     EXPECT_EQ(CallsTo("DeleteSubObject").size(), 2u);
-    EXPECT_TRUE(object_->children.at("fan").empty());
-    EXPECT_EQ(object_->children.count("pump"), 0u);
+    EXPECT_TRUE(object_->children.Find("fan")->empty());
+    EXPECT_FALSE(object_->children.Contains("pump"));
     EXPECT_EQ(engineFan.use_count(), 1);  // only the double's script holds it now
 
     EXPECT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_NOT_FOUND);
@@ -150,12 +150,12 @@ TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACache
     EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
     EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
     EXPECT_EQ(Loads(), 0u);
-    EXPECT_TRUE(object_->children.empty());
+    EXPECT_TRUE(object_->children.Empty());
 
     EngineHasFans({"1", "2", "3"});
     ConfigStoreObjectStruct* fan = nullptr;
     ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
-    const auto& cached = object_->children.at("fan");
+    const auto& cached = *object_->children.Find("fan");
     enginedouble::Answer("FilterConfigStoreObjects",
                          ObjectList{cached[0]->engineObject, cached[2]->engineObject});
     EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
@@ -171,9 +171,9 @@ TEST_F(SubObjects, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) 
     };
     auto* top = NewHandle<ConfigStoreObjectStruct>(MakeObject("top"), true);
     ConfigStoreObjectStruct* nested = child("b", "1");
-    nested->children["z"] = {child("z", "1"), child("z", "2")};
-    top->children["b"] = {nested, child("b", "2")};
-    top->children["a"] = {child("a", "")};
+    nested->children.Insert("z") = {child("z", "1"), child("z", "2")};
+    top->children.Insert("b") = {nested, child("b", "2")};
+    top->children.Insert("a") = {child("a", "")};
     EXPECT_EQ(DestroyConfigStoreObject(top), CS_C_OK);
     EXPECT_EQ(enginedouble::ReleasedObjects(),
               (std::vector<std::string>{"a", "z/1", "z/2", "b/1", "b/2", "top"}));
