@@ -105,28 +105,24 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     };
     const std::string failed = ": Import operation failed: ";
     const std::string entryFailed = c + "/g/k" + failed;
+    const std::string twice = " twice in the object that ends here";
+    // clang-format off
     const std::pair<std::string, std::vector<std::string>> rows[] = {
         {"{", {unparsed(1, "Missing a name for object member.")}},
-        {head + R"(],"objects":[]})",
-         {unparsed(head.size() + 14, "member name 'objects' twice in the object that ends here")}},
-        {head + R"(,{"key":"k","key":"k"}]})",
-         {unparsed(head.size() + 21, "member name 'key' twice in the object that ends here")}},
-        {head + "]}" + std::string(1, '\0') + "{}",
-         {unparsed(head.size() + 2, "The document root must not be followed by other values.")}},
-        {std::string((64 << 20) + 1, ' '),
-         {failed + "the document is longer than 67108864 bytes (CONFIGSTORE_IMPORT_MAX)"}},
-        {R"({"format":"configstore/2","objects":[]})",
-         {failed + "the document's \"format\" is not \"configstore/1\""}},
+        {head + R"(],"objects":[]})", {unparsed(head.size() + 14, "member name 'objects'" + twice)}},
+        {head + R"(,{"key":"k","key":"k"}]})", {unparsed(head.size() + 21, "member name 'key'" + twice)}},
+        {head + "]}" + std::string(1, '\0') + "{}", {unparsed(head.size() + 2, "The document root must not be followed by other values.")}},
+        {std::string((64 << 20) + 1, ' '), {failed + "the document is longer than 67108864 bytes (CONFIGSTORE_IMPORT_MAX)"}},
+        {R"({"format":"configstore/2","objects":[]})", {failed + "the document's \"format\" is not \"configstore/1\""}},
         {head + R"(],"colour":1})", {failed + "unknown member 'colour'"}},
-        {head + ",7," + entryOf("{}", R"("class":"user",)") + "," + entryOf(R"({"IS_BOOT":1})") +
-             "," + entryOf("{}", R"("colour":1,)") + "," + entry + "]}",
+        {head + ",7," + entryOf("{}", R"("class":"user",)") + "," + entryOf(R"({"IS_BOOT":1})") + "," + entryOf("{}", R"("colour":1,)") + "," + entry + "]}",
          {"objects/1" + failed + "the entry is not a JSON object",
-          entryFailed +
-              "'class' is not one of configuration, userData, vitalData, cachedData, desired",
+          entryFailed + "'class' is not one of configuration, userData, vitalData, cachedData, desired",
           entryFailed + "Invalid Argument: 'IS_BOOT' is a reserved name",
           "objects/4" + failed + "unknown member 'colour'",
           entryFailed + "its configuration appears twice"}},
     };
+    // clang-format on
     for (const auto& [document, expected] : rows) {
         SCOPED_TRACE(document.substr(0, 80));
         std::vector<ErrorInfo> errors;

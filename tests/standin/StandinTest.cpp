@@ -24,8 +24,8 @@ class TemporaryDirectories : public ::testing::Environment {
         setenv("CONFIGSTORE_DIR", (gRoot / "state" / "nested").c_str(), 1);
         setenv("CONFIGSTORE_RUNTIME_DIR", (gRoot / "run").c_str(), 1);
         setenv("CONFIGSTORE_LOG", "stderr", 1);
-        fs::copy(EXAMPLE_COMPONENTS, Components(), fs::copy_options::recursive);
-        setenv("CONFIGSTORE_COMPONENTS_DIR", Components().c_str(), 1);
+        fs::copy(EXAMPLE_COMPONENTS, gRoot / "components", fs::copy_options::recursive);
+        setenv("CONFIGSTORE_COMPONENTS_DIR", (gRoot / "components").c_str(), 1);
     }
     void TearDown() override { fs::remove_all(gRoot); }
 };
@@ -35,10 +35,6 @@ const auto* const kDirectories = ::testing::AddGlobalTestEnvironment(new Tempora
 
 const fs::path& TestDirectory() {
     return gRoot;
-}
-
-fs::path Components() {
-    return gRoot / "components";
 }
 
 std::string TestName() {
@@ -68,13 +64,6 @@ std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     document.Parse(values);
     KivConfigStore::EngineState::Of(*filter).Adopt(document);
     return filter;
-}
-
-std::string SubObjects(int levels) {
-    std::string text = "{}";
-    for (int level = 0; level < levels; ++level)
-        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
-    return text;
 }
 
 std::string Names(const KivConfigStore::ObjectList& objects) {

@@ -13,10 +13,9 @@
 
 namespace standin_test {
 
-// The process's temporary directory: the stores' files go below state/nested and run, the
-// components directory (a copy of the shipped examples that the cases add to) is Components().
+// The process's temporary directory: the stores' files go below state/nested and run; the
+// components directory, a copy of the shipped examples that the cases add to, is "components".
 const std::filesystem::path& TestDirectory();
-std::filesystem::path Components();
 
 // "<suite>.<test>" of the running test: a namespace or component of its own.
 std::string TestName();
@@ -30,9 +29,6 @@ standin::Json Parse(const char* text);
 // A filter spec for `id` whose values are `values` (JSON).
 std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     const KivConfigStore::ConfigStoreObjectId& id, const char* values = "{}");
-
-// A document of `levels` nested sub-objects, each the singleton of key "s" of the one above.
-std::string SubObjects(int levels);
 
 // "key/instance" of each object, in the order given.
 std::string Names(const KivConfigStore::ObjectList& objects);

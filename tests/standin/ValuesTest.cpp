@@ -19,7 +19,6 @@ namespace {
 using KivConfigStore::ConfigStoreObject;
 using KivConfigStore::EngineState;
 using standin::ObjectValues;
-using standin_test::SubObjects;
 
 // What `action` came to: its result, or "!argument <code>: <message>" or "!type <code>: <message>".
 std::string Outcome(const std::function<std::string()>& action) {
@@ -58,9 +57,8 @@ std::string ReadBinary(const ObjectValues& values) {
     return text;
 }
 
-// An object's values holding `stored` (JSON) under "k", or nothing.
+// An object's values holding `stored` (JSON) under "k".
 void Hold(ObjectValues& values, const char* stored) {
-    if (stored == nullptr) return;
     const std::string document = std::string("{\"k\":") + stored + "}";
     ASSERT_EQ(standin::ParseJson(document.data(), document.size(), values.values), "");
 }
@@ -85,9 +83,8 @@ const std::pair<const char*, const char*> kTaken[] = {
     {"[1,true]", "xxxxxxxxxxxxxx"}, {"[true]", "xxxxxxxxxxxxox"}, {"[true,0]", "xxxxxxxxxxxxxx"},
     {"[\"a\"]", "xxxxxxxxxxxxxo"}, {"[\"a\",[]]", "xxxxxxxxxxxxxx"}};
 
-// The values reads deliver, and the wording of their failures; nullptr: no value.
+// The values reads deliver, and the wording of their failures.
 const std::tuple<const char*, Reader, const char*> kReads[] = {
-    {nullptr, ReadAs<int>, "0:0"},
     {"2147483647", ReadAs<int>, "1:2147483647"},
     {"2147483648", ReadAs<int>, "!type 1030: Invalid type, 'k' holds an integer out of range of int"},
     {"1.0", ReadAs<int>, "!type 1030: Invalid type, 'k' holds a double, not int"},
@@ -95,7 +92,6 @@ const std::tuple<const char*, Reader, const char*> kReads[] = {
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
     {"-0.0e300", ReadAs<double>, "1:-0"},
     {"\"a\\u00e9\"", ReadAs<std::string>, "1:a\xc3\xa9"},
-    {R"({"$base64":"AP8B"})", ReadBinary, "1:0 255 1 "},
     {R"({"$base64":"AAE="})", ReadBinary, "1:0 1 "},
     {R"({"$base64":""})", ReadBinary, "1:"},
     {R"({"$base64":"AAE"})", ReadBinary, "!type 1035"},
@@ -114,7 +110,7 @@ TEST(Values, TypedReadsCheckTypeAndRange) {
         EXPECT_EQ(actual, taken) << stored;
     }
     for (const auto& [stored, read, expected] : kReads) {
-        SCOPED_TRACE(stored != nullptr ? stored : "(no value)");
+        SCOPED_TRACE(stored);
         ObjectValues values;
         Hold(values, stored);
         ExpectOutcome([&, read = read] { return read(values); }, expected);
@@ -151,14 +147,12 @@ std::string DocumentOf(const Object& object) {
     return standin::ToText(EngineState::Of(object).values);
 }
 
-TEST(Values, WritesStoreWhatJsonHoldsAndRefuseTheRest) {
-    for (std::size_t row = 0; row < std::size(kWrites); ++row) {
-        const auto& [before, write, expected] = kWrites[row];
-        SCOPED_TRACE("row " + std::to_string(row));
-        const auto object = KivConfigStore::CreateObject(kId, before);
-        ExpectOutcome([&, write = write] { return write(*object), DocumentOf(*object); }, expected);
-        EXPECT_TRUE(expected[0] != '!' || DocumentOf(*object) == before) << DocumentOf(*object);
-    }
+// A document of `levels` nested sub-objects, each the singleton of key "s" of the one above.
+std::string SubObjects(int levels) {
+    std::string text = "{}";
+    for (int level = 0; level < levels; ++level)
+        text = R"({"$subObjects":{"s":{"":)" + text + "}}}";
+    return text;
 }
 
 // `levels` of nesting: an object holding arrays.
@@ -166,7 +160,8 @@ std::string Nested(int levels) {
     return "{\"a\":" + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}";
 }
 
-TEST(Values, DocumentsAreStrictJsonObjects) {
+// Documents and writes store what strict JSON objects hold and refuse the rest.
+TEST(Values, DocumentsAndWritesHoldStrictJsonObjects) {
     const std::string unparsed = "!argument 1080: Failed to parse JSON String: offset ";
     const std::string invalid = "!argument 1082: Invalid JSON: ";
     // clang-format off
@@ -179,7 +174,6 @@ TEST(Values, DocumentsAreStrictJsonObjects) {
         {Nested(65), unparsed + "68: nesting deeper"},
         {R"({"a":1e400})", unparsed + "5: "},
         {"{\"a\":\"\xff\"}", unparsed + "6: "},
-        {"{} {}", unparsed + "3: "},
         {"[1]", invalid + "the document is not a JSON object"},
         {R"({"a":{"x":1,"x":2}})", unparsed + "17: member name 'x' twice"},
         {std::string("{}\0{}", 4), unparsed + "2: The document root must not be followed by other values."},
@@ -195,6 +189,13 @@ TEST(Values, DocumentsAreStrictJsonObjects) {
         SCOPED_TRACE(text.substr(0, 80));
         ExpectOutcome([&] { return DocumentOf(*KivConfigStore::CreateObject(kId, text)); },
                       expected);
+    }
+    for (std::size_t row = 0; row < std::size(kWrites); ++row) {
+        const auto& [before, write, expected] = kWrites[row];
+        SCOPED_TRACE("write " + std::to_string(row));
+        const auto object = KivConfigStore::CreateObject(kId, before);
+        ExpectOutcome([&, write = write] { return write(*object), DocumentOf(*object); }, expected);
+        EXPECT_TRUE(expected[0] != '!' || DocumentOf(*object) == before) << DocumentOf(*object);
     }
 }
 
