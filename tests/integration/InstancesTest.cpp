@@ -177,15 +177,12 @@ TEST(SubObjectHandles, ChangesAreStoredByTheParentsWriteAndSelectParents) {
     EXPECT_EQ(ReadBack("SubObjectHandles", "router", names),
               "id=1\nroute/r1/metric=10\nroute/r2/metric=20\ndns//metric=53\n");
 
-    ASSERT_EQ(GetSubObject(router.get(), "route", "r2", &got), CS_C_OK);
-    EXPECT_EQ(got, r2);  // the cached handle
     const Filter twenty = MakeFilter("route", kGroup, kComponent);
     ASSERT_EQ(SetValueFsoInt(twenty.get(), "metric", 20), CS_C_OK);
     ConfigStoreObjectStruct** matches = nullptr;
     int count = 0;
     ASSERT_EQ(GetSubObjectInstances(router.get(), twenty.get(), &matches, &count), CS_C_OK);
-    ASSERT_EQ(count, 1);
-    EXPECT_EQ(matches[0], r2);
+    EXPECT_EQ(count == 1 ? matches[0] : nullptr, r2);
     free(matches);  // the array only: the handles are borrowed
 
     // Changed, then deleted in memory, each stored by an Update of the parent.
