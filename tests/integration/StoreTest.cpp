@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -151,10 +152,8 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
     char *id = nullptr, *other = nullptr;
     ASSERT_EQ(GenerateInstanceId(&id), CS_C_OK);
     ASSERT_EQ(GenerateInstanceId(&other), CS_C_OK);
-    std::string shape = id;  // a random (version 4) UUID in lower case
-    for (char& c : shape) c = std::strchr("0123456789abcdef", c) != nullptr ? 'x' : c;
-    EXPECT_EQ(shape, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx") << id;
-    EXPECT_TRUE(id[14] == '4' && std::strchr("89ab", id[19]) != nullptr) << id;
+    const std::regex uuid4("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    EXPECT_TRUE(std::regex_match(id, uuid4)) << id;  // a random UUID in lower case
     EXPECT_STRNE(id, other);
     const Object object = Make(key, id, R"({"a":1})");
     char *k = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
@@ -221,14 +220,10 @@ TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
     Fetch(store.get(), key);
     Fetch(Open("global").get(), key);
     const Filter filter = MakeFilter(key.c_str(), "", "");
+    EXPECT_NE(Exported(filter.get()).find(key), std::string::npos);
+    unsetenv("CONFIGSTORE_NAMESPACE");
+    EXPECT_EQ(Exported(filter.get()).find(key), std::string::npos);
     FilterSpecObjectStruct* filters[] = {filter.get()};
-    for (const bool chosenNamespace : {true, false}) {
-        char* document = nullptr;
-        ASSERT_EQ(Export(filters, 1, &document), CS_C_OK);
-        EXPECT_EQ(std::string(document).find(key) != std::string::npos, chosenNamespace);
-        std::free(document);
-        unsetenv("CONFIGSTORE_NAMESPACE");
-    }
     setenv("CONFIGSTORE_NAMESPACE", ".hidden", 1);
     char* refused = nullptr;
     ExpectLogged([&] { return Export(filters, 1, &refused); }, CS_C_STORE_ERROR, "'.hidden'");

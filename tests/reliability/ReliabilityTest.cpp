@@ -72,17 +72,13 @@ std::vector<std::string> ReadLines(FILE* from, std::size_t count = SIZE_MAX) {
     return lines;
 }
 
-// The child's wait status; `kill` first when given.
+// The child's wait status, 0 when it succeeded; `kill` first when given.
 int End(const Child& child, int kill = 0) {
     if (kill != 0) ::kill(child.pid, kill);
     int status = 0;
     waitpid(child.pid, &status, 0);
     std::fclose(child.output);
     return status;
-}
-
-bool Succeeded(int status) {
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 using Store = std::unique_ptr<ConfigStoreStruct, decltype(&DestroyStore)>;
@@ -271,7 +267,7 @@ TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
             children.push_back(StartChild({"first", nameSpace, "p" + std::to_string(i)}));
         }
         std::vector<bool> succeeded;
-        for (const Child& child : children) succeeded.push_back(Succeeded(End(child)));
+        for (const Child& child : children) succeeded.push_back(End(child) == 0);
         const Store store = Open(nameSpace.c_str());
         long increments = NumberOf(store.get(), "counter");
         for (int i = 0; i < processes; ++i) {
@@ -319,9 +315,8 @@ std::map<std::string, std::string> FilesUnder(const fs::path& root) {
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
         struct stat status {};
         lstat(entry.path().c_str(), &status);
-        const std::string name = entry.path().filename();
-        const bool journal = name.size() > 4 && (name.compare(name.size() - 4, 4, "-wal") == 0 ||
-                                                 name.compare(name.size() - 4, 4, "-shm") == 0);
+        const fs::path ending = entry.path().extension();
+        const bool journal = ending == ".db-wal" || ending == ".db-shm";
         if (journal && status.st_size == 0) continue;
         std::string& file = files[entry.path()];
         file = std::to_string(status.st_mode) + " ";  // a directory's time changes with its entries
@@ -431,6 +426,8 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
         {"damaged-page", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
          OpenStore, damaged + "On tree page"},
         {"other-database", sql("CREATE TABLE t(x)"), OpenStore, damaged + "not a configuration store database"},
+        {"text", [](const fs::path& file) { std::ofstream(file) << "key=value\n"; },
+         OpenStore, damaged + "file is not a database"},
         {"newer-format", [&](const fs::path& file) { made(file); sql("PRAGMA user_version = 2")(file); },
          OpenStore, damaged + "store format 2 is not 1"},
         {"directory", [](const fs::path& file) { fs::create_directories(file); },

@@ -6,10 +6,8 @@
  *   store_child hold NAMESPACE           opens a transaction, writes, prints "held", sleeps
  *   store_child boot NAMESPACE KEY       marks KEY booting, prints "booting", sleeps
  *   store_child read NAMESPACE KEY[/INSTANCE] GROUP COMPONENT NAME...
- *                                        prints each int value: "NAME=VALUE", "NAME=VALUE
- *                                        default", "NAME absent" or "NAME status N"; a NAME
- *                                        SUBKEY/SUBINSTANCE/VALUE reads a sub-object's value
- *                                        ("dns//port" for a singleton)
+ *       prints int values: "NAME=VALUE", "NAME=VALUE default", "NAME absent" or "NAME status N";
+ *       NAME SUBKEY/SUBINSTANCE/VALUE is a sub-object's value ("dns//port" for a singleton)
  *
  * The store's environment comes from the parent. A failure exits with its status; its log
  * line is on standard error. */
@@ -112,10 +110,11 @@ static void PrintValue(ConfigStoreObjectStruct* object, char* name) {
     }
     int number = 0;
     if (read == CS_C_OK) read = GetValueInt(object, name, &number);
-    if (read == CS_C_OK) printf("%s=%d\n", label, number);
-    if (read == CS_C_VALUE_IS_DEFAULT) printf("%s=%d default\n", label, number);
-    if (read == CS_C_NOT_FOUND) printf("%s absent\n", label);
-    if (read != CS_C_OK && read != CS_C_VALUE_IS_DEFAULT && read != CS_C_NOT_FOUND) {
+    if (read == CS_C_OK || read == CS_C_VALUE_IS_DEFAULT) {
+        printf("%s=%d%s\n", label, number, read == CS_C_OK ? "" : " default");
+    } else if (read == CS_C_NOT_FOUND) {
+        printf("%s absent\n", label);
+    } else {
         printf("%s status %d\n", label, read);
     }
 }
