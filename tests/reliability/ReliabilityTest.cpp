@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
