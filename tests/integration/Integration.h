@@ -1,5 +1,5 @@
 // What the integration suites share: owning handles, the test objects' identity, reading values
-// and lists, log lines, and read_back, the child process that reads what the store kept.
+// and lists, log lines, and `store_child read`, the child process that reads what the store kept.
 #pragma once
 
 #include <stdlib.h>
@@ -46,7 +46,7 @@ inline Filter MakeFilter(const char* key, const char* group, const char* compone
     return Filter(filter, DestroyFilterSpecObject);
 }
 
-// An int value as read_back prints it: "1500", "1500 default", "absent" or "status N".
+// An int value as `store_child read` prints it: "1500", "1500 default", "absent" or "status N".
 inline std::string IntOf(ConfigStoreObjectStruct* object, const char* name) {
     int value = 0;
     const int status = GetValueInt(object, name, &value);
@@ -72,6 +72,15 @@ inline std::string Listed(ConfigStoreObjectStruct** objects, int count, const ch
     return text;
 }
 
+// The exchange document of what `filter` selects in the default namespace.
+inline std::string Exported(FilterSpecObjectStruct* filter) {
+    char* document = nullptr;
+    EXPECT_EQ(Export(&filter, 1, &document), CS_C_OK);
+    const std::string text = document != nullptr ? document : "";
+    free(document);
+    return text;
+}
+
 // Runs `call`, expecting `status` and, unless `line` is empty, `line` in the log. The library's
 // last error is then the last line logged, without the engine's prefix: empty after a success.
 inline void ExpectLogged(const std::function<int()>& call, int status, const std::string& line) {
@@ -86,8 +95,8 @@ inline void ExpectLogged(const std::function<int()>& call, int status, const std
     EXPECT_EQ(ConfigStoreCLastError(), actual == CS_C_OK ? "" : last) << log;
 }
 
-// The int values `names` of one object ("key" or "key/instance"), as read_back prints them when
-// run (through the emulator when cross-compiled) as a new process with this one's environment;
+// The int values `names` of one object ("key" or "key/instance"), as `store_child read` prints them
+// when run (through the emulator when cross-compiled) as a new process with this one's environment;
 // "exit N" ends its output when it did not end with CS_C_OK.
 inline std::string ReadBack(const std::string& nameSpace, const std::string& key,
                             const std::string& names = "", const std::string& group = kGroup,

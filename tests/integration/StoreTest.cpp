@@ -1,11 +1,12 @@
 // The library on the stand-in engine's store: what is written is read back by a new process
-// (read_back), in every data class and context, through transactions and failures.
+// (store_child read), in every data class and context, through transactions and failures.
 #include <kivconfigstore/ConfigStore.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -151,10 +152,8 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
     char *id = nullptr, *other = nullptr;
     ASSERT_EQ(GenerateInstanceId(&id), CS_C_OK);
     ASSERT_EQ(GenerateInstanceId(&other), CS_C_OK);
-    std::string shape = id;  // a random (version 4) UUID in lower case
-    for (char& c : shape) c = std::strchr("0123456789abcdef", c) != nullptr ? 'x' : c;
-    EXPECT_EQ(shape, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx") << id;
-    EXPECT_TRUE(id[14] == '4' && std::strchr("89ab", id[19]) != nullptr) << id;
+    const std::regex uuid4("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
+    EXPECT_TRUE(std::regex_match(id, uuid4)) << id;  // a random UUID in lower case
     EXPECT_STRNE(id, other);
     const Object object = Make(key, id, R"({"a":1})");
     char *k = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
@@ -221,56 +220,38 @@ TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
     Fetch(store.get(), key);
     Fetch(Open("global").get(), key);
     const Filter filter = MakeFilter(key.c_str(), "", "");
+    EXPECT_NE(Exported(filter.get()).find(key), std::string::npos);
+    unsetenv("CONFIGSTORE_NAMESPACE");
+    EXPECT_EQ(Exported(filter.get()).find(key), std::string::npos);
     FilterSpecObjectStruct* filters[] = {filter.get()};
-    for (const bool chosenNamespace : {true, false}) {
-        char* document = nullptr;
-        ASSERT_EQ(Export(filters, 1, &document), CS_C_OK);
-        EXPECT_EQ(std::string(document).find(key) != std::string::npos, chosenNamespace);
-        std::free(document);
-        unsetenv("CONFIGSTORE_NAMESPACE");
-    }
     setenv("CONFIGSTORE_NAMESPACE", ".hidden", 1);
     char* refused = nullptr;
     ExpectLogged([&] { return Export(filters, 1, &refused); }, CS_C_STORE_ERROR, "'.hidden'");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
-// Representative failures of each family, with the line the library logs under its name; none
-// stores anything. Schemas come from the repository's examples: interface has instances and
-// validates mtu, clock is a singleton.
+// Representative failures of each family, with the line the library logs under its name. Schemas
+// come from the repository's examples: interface has instances and validates mtu, clock is a
+// singleton.
 TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
     ConfigStoreStruct *s = store.get(), *opened = nullptr;
     ConfigStoreObjectStruct* made = nullptr;  // no output is handed out on failure
     ConfigStoreObjectStruct** none = nullptr;
-    char* version = nullptr;
     int count = 0;
-    const std::string directoryDb = gRoot / "state" / "directory.db";
-    fs::create_directories(directoryDb);
     const Object bad = Make("interface", "eth2", R"({"mtu":"big"})", "interfaces", "network");
     const Filter clocks = MakeFilter("clock", "time", "system");
     // clang-format off
 #define ROW(call, status, line) {#call, [&] { return call; }, status, line}
     // clang-format on
     const std::tuple<const char*, std::function<int()>, int, std::string> rows[] = {
-        ROW(GetStore("../x", &opened), CS_C_STORE_ERROR, "Failed to open database '../x'"),
         // Control characters of a caller's text are escaped: no line of its own.
         ROW(GetStore("a\nb", &opened), CS_C_STORE_ERROR, "Failed to open database 'a\\nb'"),
-
-        ROW(GetStore("directory", &opened), CS_C_STORE_ERROR,
-            "Failed to open database " + directoryDb),
-        ROW(CreateObject(key.c_str(), kGroup, kComponent, nullptr, "[1]", &made),
-            CS_C_INVALID_ARGUMENT, "Invalid JSON: the document is not a JSON object"),
         ROW(Set(s, bad.get(), nullptr), CS_C_VALIDATION_ERROR, "Validation Error: '/mtu' "),
-        ROW(Update(s, bad.get(), "INTERNAL"), CS_C_VALIDATION_ERROR, "Validation Error: '/mtu' "),
-        ROW(Get(s, "clock", "time", "system", "x\ny", &made), CS_C_STORE_ERROR,
-            "Singleton object cannot contain instanceId: system/time/clock/x\\ny"),
         ROW(CreateObject("interface", "interfaces", "network", nullptr, "", &made),
             CS_C_INVALID_ARGUMENT,
             "Non-Singleton object should contain instanceId: network/interfaces/interface"),
         ROW(GetInstances(s, clocks.get(), &none, &count), CS_C_INVALID_ARGUMENT,
             "Non-Singleton API called for singleton object: system/time/clock"),
-        ROW(GetSchemaVersion("nothing", kGroup, kComponent, &version), CS_C_STORE_ERROR,
-            "Schema object not found: integration/tests/nothing"),
         ROW(CommitTransaction(s), CS_C_STORE_ERROR, "Failed to commit transaction: no transaction"),
         ROW(BeginTransaction(s), CS_C_OK, ""),
         // The worker behind the transaction functions, under the caller's name.
@@ -283,9 +264,7 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
         const std::string function(name, std::strchr(name, '('));
         ExpectLogged(call, status, line.empty() ? "" : "configstore: " + function + ": " + line);
     }
-    EXPECT_TRUE(opened == nullptr && made == nullptr && none == nullptr && version == nullptr);
-    const Filter interfaces = MakeFilter("interface", "interfaces", "network");
-    EXPECT_EQ(GetInstances(s, interfaces.get(), &none, &count), CS_C_NOT_FOUND);  // none stored
+    EXPECT_TRUE(opened == nullptr && made == nullptr && none == nullptr);
 }
 
 // ConfigStoreCLastError is the calling thread's own: another thread's failure neither shows nor

@@ -2,11 +2,12 @@
  *
  *   store_child crash NAMESPACE FIRST    numbered writes FIRST, FIRST+1, ... of every kind
  *                                        (WriteKind below), each number printed once committed
- *   store_child count NAMESPACE ID ROUNDS  ROUNDS counter increments in transactions, and as
- *                                        many objects "ID-round" written outside them
+ *   store_child first NAMESPACE KEY      increments "counter" in a transaction, then writes KEY
  *   store_child hold NAMESPACE           opens a transaction, writes, prints "held", sleeps
- *   store_child once NAMESPACE KEY       one write of KEY, then exits
  *   store_child boot NAMESPACE KEY       marks KEY booting, prints "booting", sleeps
+ *   store_child read NAMESPACE KEY[/INSTANCE] GROUP COMPONENT NAME...
+ *       prints int values: "NAME=VALUE", "NAME=VALUE default", "NAME absent" or "NAME status N";
+ *       NAME SUBKEY/SUBINSTANCE/VALUE is a sub-object's value ("dns//port" for a singleton)
  *
  * The store's environment comes from the parent. A failure exits with its status; its log
  * line is on standard error. */
@@ -78,14 +79,44 @@ static void WriteNumbered(long n) {
 static void Increment(void) {
     CHECK(BeginTransaction(store));
     ConfigStoreObjectStruct* counter = NULL;
-    int count = 0;
-    if (Get(store, "counter", GROUP, COMPONENT, NULL, &counter) == CS_C_NOT_FOUND) {
-        CHECK(CreateObject("counter", GROUP, COMPONENT, NULL, "{\"count\": 0}", &counter));
+    long long count = 0;
+    const ConfigStoreCStatus found = Get(store, "counter", GROUP, COMPONENT, NULL, &counter);
+    if (found != CS_C_NOT_FOUND) {
+        CHECK(found);
+        CHECK(GetValueLonglong(counter, "n", &count));
+        DestroyConfigStoreObject(counter);
     }
-    CHECK(GetValueInt(counter, "count", &count));
-    CHECK(SetValueInt(counter, "count", count + 1));
-    Write("set", counter);
+    Write("set", Numbered("counter", NULL, (long)count + 1));
     CHECK(CommitTransaction(store));
+}
+
+/* Cuts `text` at its first '/': the text after it, or NULL when there is none. */
+static char* CutAtSlash(char* text) {
+    char* slash = strchr(text, '/');
+    if (slash == NULL) return NULL;
+    *slash = '\0';
+    return slash + 1;
+}
+
+static void PrintValue(ConfigStoreObjectStruct* object, char* name) {
+    char label[256];
+    snprintf(label, sizeof label, "%s", name);
+    char* instance = CutAtSlash(name);
+    char* value = instance != NULL ? CutAtSlash(instance) : NULL;
+    ConfigStoreCStatus read = CS_C_OK;
+    if (value != NULL) { /* the value of a sub-object, a borrowed handle */
+        read = GetSubObject(object, name, instance, &object);
+        name = value;
+    }
+    int number = 0;
+    if (read == CS_C_OK) read = GetValueInt(object, name, &number);
+    if (read == CS_C_OK || read == CS_C_VALUE_IS_DEFAULT) {
+        printf("%s=%d%s\n", label, number, read == CS_C_OK ? "" : " default");
+    } else if (read == CS_C_NOT_FOUND) {
+        printf("%s absent\n", label);
+    } else {
+        printf("%s status %d\n", label, read);
+    }
 }
 
 int main(int argc, char** argv) {
@@ -99,20 +130,20 @@ int main(int argc, char** argv) {
                 return 1;
         }
     }
-    if (strcmp(argv[1], "count") == 0 && argc == 5) {
-        for (int round = 0; round < atoi(argv[4]); ++round) {
-            Increment();
-            char key[64];
-            snprintf(key, sizeof key, "%s-%d", argv[3], round);
-            Write(round % 2 ? "set" : "vital", Numbered(key, NULL, round + 1));
-        }
-    } else if (strcmp(argv[1], "once") == 0 && argc == 4) {
+    if (strcmp(argv[1], "first") == 0 && argc == 4) {
+        Increment();
         Write("set", Numbered(argv[3], NULL, 1));
     } else if (strcmp(argv[1], "boot") == 0 && argc == 4) {
         CHECK(SetBootStatus(argv[3], GROUP, COMPONENT, NULL, true));
         printf("booting\n");
         fflush(stdout);
         pause();
+    } else if (strcmp(argv[1], "read") == 0 && argc >= 6) {
+        ConfigStoreObjectStruct* object = NULL;
+        const char* instance = CutAtSlash(argv[3]);
+        CHECK(Get(store, argv[3], argv[4], argv[5], instance, &object));
+        for (int i = 6; i < argc; ++i) PrintValue(object, argv[i]);
+        DestroyConfigStoreObject(object);
     } else if (strcmp(argv[1], "hold") == 0) {
         CHECK(BeginTransaction(store));
         Write("set", Numbered("held", NULL, 1));
