@@ -10,7 +10,7 @@ using namespace KivConfigStore;
 using enginedouble::Read;
 using enginedouble::detail::Enter;
 using enginedouble::detail::Respond;
-using enginedouble::detail::Scripted;
+using enginedouble::detail::RespondOr;
 using enginedouble::detail::TheState;
 
 namespace KivConfigStore {
@@ -126,9 +126,9 @@ std::string ConfigStoreObject::GetVersion() const {
 // Unscripted, a created sub-object or sub-object filter is a new object with its key and
 // instance id.
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId& id) {
-    Enter("CreateSubObject", this, id);
-    const auto* answer = Scripted<std::shared_ptr<ConfigStoreObject>>("CreateSubObject");
-    return answer != nullptr ? *answer : enginedouble::MakeObject(id.key, id.instanceId);
+    return RespondOr<std::shared_ptr<ConfigStoreObject>>(
+        "CreateSubObject", this, [&] { return enginedouble::MakeObject(id.key, id.instanceId); },
+        id);
 }
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId& id) const {
@@ -149,11 +149,13 @@ void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpe
 }
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId& id) {
-    Enter("CreateSubObjectFilter", this, id);
-    const auto* answer = Scripted<std::shared_ptr<FilterSpecObject>>("CreateSubObjectFilter");
-    if (answer != nullptr) return *answer;
-    return std::make_shared<FilterSpecObject>(
-        ConfigStoreObjectId(id.key, kEmptyString, kEmptyString, id.instanceId));
+    return RespondOr<std::shared_ptr<FilterSpecObject>>(
+        "CreateSubObjectFilter", this,
+        [&] {
+            return std::make_shared<FilterSpecObject>(
+                ConfigStoreObjectId(id.key, kEmptyString, kEmptyString, id.instanceId));
+        },
+        id);
 }
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(

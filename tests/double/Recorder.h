@@ -13,15 +13,10 @@
 namespace enginedouble {
 namespace detail {
 
-struct State {
-    std::vector<Call> calls;
-    std::vector<LogLine> log;
+struct State : Recording {
     std::map<std::string, std::exception_ptr, std::less<>> errors;
     std::map<std::string, std::any, std::less<>> answers;
     bool recording = true;
-    std::vector<std::string> released;
-    int liveObjects = 0;
-    int liveStores = 0;
 };
 State& TheState();
 
@@ -61,12 +56,13 @@ void Enter(const char* operation, const void* target, const Args&... args) {
     if (error != state.errors.end()) std::rethrow_exception(error->second);
 }
 
-// The answer scripted for `operation`, or NULL when there is none.
-template <class T>
-const T* Scripted(const char* operation) {
+// Enters `operation`, then answers as scripted, or with what `fallback()` makes.
+template <class T, class Make, class... Args>
+T RespondOr(const char* operation, const void* target, Make fallback, const Args&... args) {
+    Enter(operation, target, args...);
     auto answer = TheState().answers.find(operation);
-    if (answer == TheState().answers.end()) return nullptr;
-    if (const T* typed = std::any_cast<T>(&answer->second)) return typed;
+    if (answer == TheState().answers.end()) return fallback();
+    if (const T* typed = std::any_cast<T>(&answer->second)) return *typed;
     throw std::logic_error(std::string("engine double: scripted answer of the wrong type for ") +
                            operation);
 }
@@ -74,9 +70,8 @@ const T* Scripted(const char* operation) {
 // Enters `operation`, then answers as scripted, or with `fallback`.
 template <class T, class... Args>
 T Respond(const char* operation, const void* target, T fallback, const Args&... args) {
-    Enter(operation, target, args...);
-    const T* answer = Scripted<T>(operation);
-    return answer == nullptr ? fallback : *answer;
+    return RespondOr<T>(
+        operation, target, [&] { return fallback; }, args...);
 }
 
 }  // namespace detail

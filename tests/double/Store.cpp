@@ -7,7 +7,7 @@
 using namespace KivConfigStore;
 using enginedouble::detail::Enter;
 using enginedouble::detail::Respond;
-using enginedouble::detail::Scripted;
+using enginedouble::detail::RespondOr;
 using enginedouble::detail::TheState;
 
 namespace {
@@ -62,16 +62,15 @@ namespace KivConfigStore {
 
 // Records whether the caller passed the engine's own sGlobalNamespace object.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
-    Enter(OP(GetStore), nullptr, nameSpace,
-          &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
-    const auto* answer = Scripted<std::shared_ptr<ConfigStore>>(OP(GetStore));
-    return answer != nullptr ? *answer : enginedouble::MakeStore(nameSpace);
+    return RespondOr<std::shared_ptr<ConfigStore>>(
+        OP(GetStore), nullptr, [] { return std::make_shared<DoubleStore>(); }, nameSpace,
+        &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
 }
 
 ObjectPtr CreateObject(const ConfigStoreObjectId& id, const std::string& value) {
-    Enter("CreateObject", nullptr, id, value);
-    const auto* answer = Scripted<ObjectPtr>("CreateObject");
-    return answer != nullptr ? *answer : std::make_shared<ConfigStoreObject>(id);
+    return RespondOr<ObjectPtr>(
+        "CreateObject", nullptr, [&] { return std::make_shared<ConfigStoreObject>(id); }, id,
+        value);
 }
 
 ObjectPtr GetDesiredUserConfig(const ConfigStoreObjectId& id) {
@@ -117,10 +116,6 @@ std::shared_ptr<ConfigStoreObject> MakeObject(const std::string& key,
                                               const std::string& instanceId) {
     return std::make_shared<ConfigStoreObject>(
         ConfigStoreObjectId(key, "group", "component", instanceId));
-}
-
-std::shared_ptr<ConfigStore> MakeStore(const std::string&) {
-    return std::make_shared<DoubleStore>();
 }
 
 }  // namespace enginedouble

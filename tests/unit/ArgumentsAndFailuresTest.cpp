@@ -134,7 +134,7 @@ TEST_F(Calls, RefuseMissingArgumentsInOrderWithOneLineUnderTheirName) {
         if (refusal.context != nullptr) args.push_back(refusal.context);
         ExpectLog(refusal.format ? std::vector<ExpectedLine>{{refusal.format, args}}
                                  : std::vector<ExpectedLine>{});
-        EXPECT_TRUE(enginedouble::Calls().empty());
+        EXPECT_TRUE(enginedouble::Recorded().calls.empty());
         ExpectOutputsUntouched();
     }
     // The refused child handles are intact.

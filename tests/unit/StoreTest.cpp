@@ -1,4 +1,4 @@
-// Opening stores, the handles that fetches and list reads hand out, and what writes hand over.
+// Opening stores, and the handles that fetches and list reads hand out.
 #include "DoubleTest.h"
 
 namespace {
@@ -20,16 +20,6 @@ TEST_F(Store, NullNamesTheEnginesOwnDefaultNamespaceAndNoStoreIsNotFound) {
     enginedouble::Answer("ConfigStore::GetStore", std::shared_ptr<ConfigStore>());
     EXPECT_EQ(GetStore("missing", &store), CS_C_NOT_FOUND);
     EXPECT_EQ(store, nullptr);
-}
-
-// Contexts are named exactly; lists go over in array order.
-TEST_F(Store, WritesHandOverTheContextAndTheListAsGiven) {
-    ConfigStoreObjectStruct* objects[] = {Object("c"), Object("a")};
-    EXPECT_EQ(SetInstances(store_, objects, 2, "INTERNAL"), CS_C_OK);
-    EXPECT_EQ(SetUserData(store_, object_, "EXTERNAL"), CS_C_OK);
-    EXPECT_EQ(CallsTo("ConfigStore::SetInstances").at(0).args,
-              (std::vector<std::string>{"c,a", "1"}));
-    EXPECT_EQ(CallsTo("ConfigStore::SetUserData").at(0).args.at(1), "0");
 }
 
 TEST_F(Store, FetchesHandOutANewTopLevelHandleOrNull) {

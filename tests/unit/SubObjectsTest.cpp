@@ -96,7 +96,7 @@ TEST_F(SubObjects, EngineFailuresLeaveTheCachesOfObjectsAndFiltersAsTheyWere) {
     EXPECT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &subFilter), CS_C_STORE_ERROR);
     EXPECT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &subFilter), CS_C_STORE_ERROR);
     EXPECT_EQ(subFilter, &filterSentinel);
-    EXPECT_EQ(enginedouble::LogLines().size(), 7u);
+    EXPECT_EQ(enginedouble::Recorded().log.size(), 7u);
     EXPECT_TRUE(object_->children.Empty());
     EXPECT_TRUE(filter_->children.Empty());
 }
@@ -175,7 +175,7 @@ TEST_F(SubObjects, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) 
     top->children.Insert("b") = {nested, child("b", "2")};
     top->children.Insert("a") = {child("a", "")};
     EXPECT_EQ(DestroyConfigStoreObject(top), CS_C_OK);
-    EXPECT_EQ(enginedouble::ReleasedObjects(),
+    EXPECT_EQ(enginedouble::Recorded().released,
               (std::vector<std::string>{"a", "z/1", "z/2", "b/1", "b/2", "top"}));
 }
 
