@@ -189,6 +189,12 @@ TEST_F(Calls, TranslateTheFailuresOfTheirEngineOperationAsTheirFamilyDoes) {
                   kArgumentOrStore),
         ON_ENGINE(Import("{}", &out.errors, &out.count), kStoreFailures),
         ON_ENGINE(Export(&f, 1, &out.text), kStoreFailures),
+        ON_ENGINE(CreateSubObject(o, "fan", nullptr, &out.object), kStoreFailures),
+        ON_ENGINE(CreateSubObjectFilter(f, "fan", nullptr, &out.filter), kStoreFailures),
+        ON_ENGINE(GetSubObjectFilter(f, "fan", nullptr, &out.filter), kStoreFailures),
+        ON_ENGINE(DeleteSubObject(o, "fan", nullptr), kUntranslated),
+        ON_ENGINE(DeleteSubObjectInstances(o, f), kUntranslated),
+        ON_ENGINE(DeleteSubObjectFilter(f, "fan", nullptr), kUntranslated),
     };
     for (const Failure& failure : failures) {
         SCOPED_TRACE(failure.call);
