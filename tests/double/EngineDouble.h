@@ -15,7 +15,6 @@ namespace enginedouble {
 
 struct Call {
     std::string operation;
-    const void* target = nullptr;   // the store or engine object called; NULL for free functions
     std::vector<std::string> args;  // the arguments as text ("(null)" for a NULL string)
 };
 

@@ -22,9 +22,6 @@ std::string Text(const char* text) {
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
     return id.key + "|" + id.group + "|" + id.component + "|" + id.instanceId;
 }
-std::string Text(const KivConfigStore::SubObjectId& id) {
-    return id.key + "|" + id.instanceId;
-}
 
 }  // namespace detail
 
