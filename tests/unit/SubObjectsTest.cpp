@@ -1,4 +1,5 @@
-// Sub-objects: the parent's cache of child handles decides when the engine is asked.
+// Sub-objects and sub-object filters: the parent's cache of child handles decides when the engine
+// is asked.
 #include "DoubleTest.h"
 
 namespace {
@@ -82,22 +83,34 @@ TEST_F(SubObjects, FailedLoadsCacheNothingAndAFailedGetHandsOutNull) {
     EXPECT_TRUE(object_->children.Empty());
 }
 
-TEST_F(SubObjects, DeletesAskTheEngineAndTheLastInstanceKeepsTheKeyLoaded) {
-    EXPECT_EQ(DeleteSubObject(object_, "pump", nullptr), CS_C_OK);  // not cached
-    EngineHasFans({"1"});
+// Deletes ask the engine; a cached key's bulk delete goes match by match so that the cache
+// follows, and the last instance keeps the key loaded.
+TEST_F(SubObjects, DeletesAskTheEngineAndTheCacheFollows) {
+    EXPECT_EQ(DeleteSubObject(object_, "pump", nullptr), CS_C_OK);
+    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
+    EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
+    EXPECT_TRUE(object_->children.Empty());
+
+    EngineHasFans({"1", "2", "3"});
     ConfigStoreObjectStruct* fan = nullptr;
     ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
     const std::weak_ptr<ConfigStoreObject> engineFan = fan->engineObject;
-    EXPECT_EQ(DeleteSubObject(object_, "fan", "1"), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObject").size(), 2u);
-    EXPECT_TRUE(object_->children.Find("fan")->empty());
-    EXPECT_FALSE(object_->children.Contains("pump"));
-    EXPECT_EQ(engineFan.use_count(), 1);  // only the double's script holds it now
+    const auto& cached = *object_->children.Find("fan");
+    enginedouble::Answer("FilterConfigStoreObjects",
+                         ObjectList{cached[0]->engineObject, cached[2]->engineObject});
+    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
+    EXPECT_EQ(CallsTo("DeleteSubObject").size(), 3u);
+    EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
+    EXPECT_EQ(CachedFans(), (std::vector<std::string>{"2"}));
+    EXPECT_EQ(engineFan.use_count(), 2);  // only the double's two scripts hold it now
 
+    EXPECT_EQ(DeleteSubObject(object_, "fan", "2"), CS_C_OK);
+    EXPECT_TRUE(object_->children.Find("fan")->empty());
     EXPECT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_NOT_FOUND);
     EXPECT_EQ(GetSubObject(object_, "fan", nullptr, &fan), CS_C_NOT_FOUND);
     EXPECT_EQ(Loads(), 1u);
     EXPECT_TRUE(CallsTo("GetSubObject").empty());
+    EXPECT_FALSE(object_->children.Contains("pump"));
 }
 
 TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
@@ -127,24 +140,6 @@ TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
     EXPECT_EQ(Loads(), 2u);  // the first call found no instance, the second loaded them
 }
 
-TEST_F(SubObjects, BulkDeleteGoesToTheEngineForAnUncachedKeyAndOneByOneForACachedOne) {
-    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
-    EXPECT_EQ(Loads(), 0u);
-    EXPECT_TRUE(object_->children.Empty());
-
-    EngineHasFans({"1", "2", "3"});
-    ConfigStoreObjectStruct* fan = nullptr;
-    ASSERT_EQ(GetSubObject(object_, "fan", "1", &fan), CS_C_OK);
-    const auto& cached = *object_->children.Find("fan");
-    enginedouble::Answer("FilterConfigStoreObjects",
-                         ObjectList{cached[0]->engineObject, cached[2]->engineObject});
-    EXPECT_EQ(DeleteSubObjectInstances(object_, filter_), CS_C_OK);
-    EXPECT_EQ(CallsTo("DeleteSubObject").size(), 2u);
-    EXPECT_EQ(CallsTo("DeleteSubObjectInstances").size(), 1u);
-    EXPECT_EQ(CachedFans(), (std::vector<std::string>{"2"}));
-}
-
 // A handle tree is released children first, by key and then in list order, depth first.
 TEST_F(SubObjects, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) {
     auto child = [](const char* key, const char* id) {
@@ -158,6 +153,49 @@ TEST_F(SubObjects, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) 
     EXPECT_EQ(DestroyConfigStoreObject(top), CS_C_OK);
     EXPECT_EQ(enginedouble::Recorded().released,
               (std::vector<std::string>{"a", "z/1", "z/2", "b/1", "b/2", "top"}));
+}
+
+// Sub-object filters: a cached key answers with its first handle; deleting a key's filter
+// releases every handle under it.
+TEST_F(SubObjects, SubObjectFiltersAnswerWithTheKeysFirstHandleUntilItIsDeleted) {
+    const auto engineFan =
+        std::make_shared<FilterSpecObject>(ConfigStoreObjectId("fan", "", "", ""));
+    FilterSpecObjectStruct* got = filter_;
+    EXPECT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &got), CS_C_NOT_FOUND);
+    EXPECT_EQ(got, nullptr);
+    enginedouble::Answer("CreateSubObjectFilter", std::shared_ptr<FilterSpecObject>());
+    EXPECT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &got), CS_C_NOT_FOUND);
+    EXPECT_TRUE(filter_->children.Empty());
+
+    // Repeated creates add handles; a get answers with the first, without the engine.
+    enginedouble::Reset();
+    FilterSpecObjectStruct* first = nullptr;
+    FilterSpecObjectStruct* second = nullptr;
+    ASSERT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &first), CS_C_OK);
+    ASSERT_EQ(CreateSubObjectFilter(filter_, "fan", nullptr, &second), CS_C_OK);
+    ASSERT_EQ(GetSubObjectFilter(filter_, "fan", "other", &got), CS_C_OK);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(got, first);
+    EXPECT_FALSE(first->isTopLevel);
+    EXPECT_TRUE(CallsTo("GetSubObjectFilter").empty());
+
+    // Deleting the key's filter releases both handles and the nested filter under the first.
+    FilterSpecObjectStruct* nested = nullptr;
+    ASSERT_EQ(CreateSubObjectFilter(first, "blade", nullptr, &nested), CS_C_OK);
+    const int live = enginedouble::Recorded().liveObjects;
+    EXPECT_EQ(DeleteSubObjectFilter(filter_, "fan", nullptr), CS_C_OK);
+    EXPECT_TRUE(filter_->children.Empty());
+    EXPECT_EQ(enginedouble::Recorded().liveObjects, live - 3);
+
+    // An uncached key is deleted by the engine too; a deleted key is asked for again and cached.
+    EXPECT_EQ(DeleteSubObjectFilter(filter_, "pump", "1"), CS_C_OK);
+    EXPECT_EQ(CallsTo("DeleteSubObjectFilter").size(), 2u);
+    enginedouble::Answer("GetSubObjectFilter", engineFan);
+    ASSERT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &first), CS_C_OK);
+    ASSERT_EQ(GetSubObjectFilter(filter_, "fan", nullptr, &second), CS_C_OK);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(CallsTo("GetSubObjectFilter").size(), 1u);
+    ExpectLog({});
 }
 
 }  // namespace
