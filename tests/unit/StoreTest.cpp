@@ -104,7 +104,8 @@ TEST_F(Store, ImportHandsOutAListOnlyForARefusalWithRecords) {
     ExpectLog({});
 }
 
-TEST_F(Store, ExportHandsTheSelectionToTheEngineInOrder) {
+// Export and list writes hand their lists over in array order.
+TEST_F(Store, ExportAndListWritesHandTheirListsToTheEngineInOrder) {
     FilterSpecObjectStruct* filters[] = {filter_, nullptr};
     ASSERT_EQ(CreateFilterSpecObject("pump", "g", "c", nullptr, &filters[1]), CS_C_OK);
     enginedouble::Answer("Export", std::string("{\"fan\":{}}"));
@@ -119,6 +120,11 @@ TEST_F(Store, ExportHandsTheSelectionToTheEngineInOrder) {
         std::free(document);
     }
     DestroyFilterSpecObject(filters[1]);
+    auto* pump = NewHandle<ConfigStoreObjectStruct>(MakeObject("pump"), true);
+    ConfigStoreObjectStruct* objects[] = {pump, object_};
+    EXPECT_EQ(SetVitalDataInstances(store_, objects, 2), CS_C_OK);
+    EXPECT_EQ(CallsTo("ConfigStore::SetVitalDataInstances").at(0).args[0], "pump,object");
+    EXPECT_EQ(DestroyConfigStoreObject(pump), CS_C_OK);
     ExpectLog({});
 }
 
