@@ -8,10 +8,7 @@
 
 using namespace KivConfigStore;
 using enginedouble::Read;
-using enginedouble::detail::Enter;
-using enginedouble::detail::Respond;
-using enginedouble::detail::RespondOr;
-using enginedouble::detail::TheState;
+using namespace enginedouble::detail;
 
 namespace KivConfigStore {
 
@@ -24,7 +21,7 @@ BaseObject::BaseObject(const ConfigStoreObjectId& id) : objectId(id), state_(new
 // Runs in destructors: with recording off it must not allocate.
 BaseObject::~BaseObject() {
     --TheState().liveObjects;
-    if (TheState().recording) TheState().released.push_back(enginedouble::detail::Label(*this));
+    if (TheState().recording) TheState().released.push_back(Label(*this));
     delete state_;
 }
 

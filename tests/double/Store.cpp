@@ -5,10 +5,7 @@
 #include "Recorder.h"
 
 using namespace KivConfigStore;
-using enginedouble::detail::Enter;
-using enginedouble::detail::Respond;
-using enginedouble::detail::RespondOr;
-using enginedouble::detail::TheState;
+using namespace enginedouble::detail;
 
 namespace {
 
@@ -125,8 +122,7 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
     for (const char* at = format; *at != '\0'; ++at) {
         if (*at != '%' || at[1] == '\0') continue;
         const char conversion = *++at;
-        if (conversion == 's')
-            line.args.push_back(enginedouble::detail::Text(va_arg(args, const char*)));
+        if (conversion == 's') line.args.push_back(Text(va_arg(args, const char*)));
         if (conversion == 'd') line.args.push_back(std::to_string(va_arg(args, int)));
     }
     va_end(args);
