@@ -15,7 +15,6 @@ namespace enginedouble {
 
 struct Call {
     std::string operation;
-    const void* target = nullptr;   // the store or engine object called; NULL for free functions
     std::vector<std::string> args;  // the arguments as text ("(null)" for a NULL string)
 };
 
@@ -25,16 +24,24 @@ struct LogLine {
     std::vector<std::string> args;
 };
 
+// What the double recorded since the last Reset.
+struct Recording {
+    std::vector<Call> calls;
+    std::vector<LogLine> log;
+    std::vector<std::string> released;  // labels ("key" or "key/instanceId") of destroyed objects
+    int liveObjects = 0;                // engine objects (objects and filter specs) alive now
+    int liveStores = 0;
+};
+
 // Forgets calls, log lines, scripts and released objects, and turns recording on.
 void Reset();
 
-// With recording off, engine calls and log lines are not recorded and engine calls allocate
-// nothing of the double's own; scripts still apply.
+// With recording off, engine calls, log lines and released objects are not recorded and engine
+// calls allocate nothing of the double's own; scripts still apply.
 void SetRecording(bool on);
 
-const std::vector<Call>& Calls();
+const Recording& Recorded();
 std::vector<Call> CallsTo(const std::string& operation);
-const std::vector<LogLine>& LogLines();
 
 // Every later call of `operation` raises `error`.
 void Throw(const std::string& operation, std::exception_ptr error);
@@ -58,17 +65,8 @@ struct ImportAnswer {
     std::vector<KivConfigStore::ErrorInfo> errors;
 };
 
-// A configuration object and a store, as the engine would hand them out.
+// A configuration object, as the engine would hand it out.
 std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(const std::string& key,
                                                               const std::string& instanceId = "");
-std::shared_ptr<KivConfigStore::ConfigStore> MakeStore(const std::string& nameSpace);
-
-// Engine objects (objects and filter specs) and stores alive now.
-int LiveObjects();
-int LiveStores();
-
-// Labels ("key" or "key/instanceId") of the engine objects destroyed since Reset, in order,
-// while recording was on.
-const std::vector<std::string>& ReleasedObjects();
 
 }  // namespace enginedouble

@@ -8,10 +8,7 @@
 
 using namespace KivConfigStore;
 using enginedouble::Read;
-using enginedouble::detail::Enter;
-using enginedouble::detail::Respond;
-using enginedouble::detail::Scripted;
-using enginedouble::detail::TheState;
+using namespace enginedouble::detail;
 
 namespace KivConfigStore {
 
@@ -24,7 +21,7 @@ BaseObject::BaseObject(const ConfigStoreObjectId& id) : objectId(id), state_(new
 // Runs in destructors: with recording off it must not allocate.
 BaseObject::~BaseObject() {
     --TheState().liveObjects;
-    if (TheState().recording) TheState().released.push_back(enginedouble::detail::Label(*this));
+    if (TheState().recording) TheState().released.push_back(Label(*this));
     delete state_;
 }
 
@@ -42,8 +39,8 @@ const void* BaseObject::GetValuePtrDefault(const char*, bool& isDefault) const {
 namespace {
 
 template <class T>
-int ScriptedRead(const char* operation, const void* target, const char* key, T* value) {
-    const auto answer = Respond(operation, target, Read<T>{0, T{}}, key);
+int ScriptedRead(const char* operation, const char* key, T* value) {
+    const auto answer = Respond(operation, Read<T>{0, T{}}, key);
     if (answer.status != 0) *value = answer.value;
     return answer.status;
 }
@@ -53,11 +50,11 @@ int ScriptedRead(const char* operation, const void* target, const char* key, T* 
 // Each typed read, write and append is recorded under its own operation name.
 #define READ(Type, name)                                               \
     int ReadOnlyObject::GetValue(const char* key, Type* value) const { \
-        return ScriptedRead("GetValue(" name "*)", this, key, value);  \
+        return ScriptedRead("GetValue(" name "*)", key, value);        \
     }
 #define WRITE(Verb, Type)                                    \
     void WritableObject::Verb(const char* key, Type value) { \
-        Enter(#Verb "(" #Type ")", this, key, value);        \
+        Enter(#Verb "(" #Type ")", key, value);              \
     }
 
 READ(int, "int")
@@ -88,14 +85,14 @@ WRITE(AppendValue, double)
 WRITE(AppendValue, bool)
 
 void WritableObject::AppendValue(const char* key, const std::string& value) {
-    Enter("AppendValue(string)", this, key, value);
+    Enter("AppendValue(string)", key, value);
 }
 
 // The scripted bytes are handed out in a malloc() buffer, as the engine does.
 int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
                                    unsigned long* size) const {
     std::string bytes;
-    const int status = ScriptedRead("GetValueBinary", this, key, &bytes);
+    const int status = ScriptedRead("GetValueBinary", key, &bytes);
     if (status != 0) {
         auto* buffer = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
         if (buffer == nullptr) throw std::bad_alloc();
@@ -110,59 +107,56 @@ void WritableObject::SetValueBinary(const char* key, const unsigned char* data,
                                     unsigned long size) {
     const std::string bytes =
         data == nullptr ? "(null)" : std::string(reinterpret_cast<const char*>(data), size);
-    Enter("SetValueBinary", this, key, bytes, size);
+    Enter("SetValueBinary", key, bytes, size);
 }
 void WritableObject::SetValueEmptyList(const char* key) {
-    Enter("SetValueEmptyList", this, key);
+    Enter("SetValueEmptyList", key);
 }
 void WritableObject::Remove(const char* key) {
-    Enter("Remove", this, key);
+    Enter("Remove", key);
 }
 
 std::string ConfigStoreObject::GetVersion() const {
-    return Respond<std::string>("GetVersion", this, "1.0");
+    return Respond<std::string>("GetVersion", "1.0");
 }
 
-// Unscripted, a created sub-object or sub-object filter is a new object with its key and
-// instance id.
+// Sub-object ids are not recorded. Unscripted, a created sub-object or sub-object filter is a new
+// object with its key and instance id.
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId& id) {
-    Enter("CreateSubObject", this, id);
-    const auto* answer = Scripted<std::shared_ptr<ConfigStoreObject>>("CreateSubObject");
-    return answer != nullptr ? *answer : enginedouble::MakeObject(id.key, id.instanceId);
+    return RespondOr<std::shared_ptr<ConfigStoreObject>>(
+        "CreateSubObject", [&] { return enginedouble::MakeObject(id.key, id.instanceId); });
 }
 
-std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId& id) const {
-    return Respond<std::shared_ptr<ConfigStoreObject>>("GetSubObject", this, nullptr, id);
+std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId&) const {
+    return Respond<std::shared_ptr<ConfigStoreObject>>("GetSubObject", nullptr);
 }
 
 ObjectList ConfigStoreObject::GetSubObjectInstances(
     const std::shared_ptr<FilterSpecObject>& filter) const {
-    return Respond<ObjectList>("GetSubObjectInstances", this, {}, filter);
+    return Respond<ObjectList>("GetSubObjectInstances", {}, filter);
 }
 
-void ConfigStoreObject::DeleteSubObject(const SubObjectId& id) {
-    Enter("DeleteSubObject", this, id);
+void ConfigStoreObject::DeleteSubObject(const SubObjectId&) {
+    Enter("DeleteSubObject");
 }
 
 void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>& filter) {
-    Enter("DeleteSubObjectInstances", this, filter);
+    Enter("DeleteSubObjectInstances", filter);
 }
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId& id) {
-    Enter("CreateSubObjectFilter", this, id);
-    const auto* answer = Scripted<std::shared_ptr<FilterSpecObject>>("CreateSubObjectFilter");
-    if (answer != nullptr) return *answer;
-    return std::make_shared<FilterSpecObject>(
-        ConfigStoreObjectId(id.key, kEmptyString, kEmptyString, id.instanceId));
+    return RespondOr<std::shared_ptr<FilterSpecObject>>("CreateSubObjectFilter", [&] {
+        return std::make_shared<FilterSpecObject>(
+            ConfigStoreObjectId(id.key, kEmptyString, kEmptyString, id.instanceId));
+    });
 }
 
-std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(
-    const SubObjectId& id) const {
-    return Respond<std::shared_ptr<FilterSpecObject>>("GetSubObjectFilter", this, nullptr, id);
+std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(const SubObjectId&) const {
+    return Respond<std::shared_ptr<FilterSpecObject>>("GetSubObjectFilter", nullptr);
 }
 
-void FilterSpecObject::DeleteSubObjectFilter(const SubObjectId& id) {
-    Enter("DeleteSubObjectFilter", this, id);
+void FilterSpecObject::DeleteSubObjectFilter(const SubObjectId&) {
+    Enter("DeleteSubObjectFilter");
 }
 
 }  // namespace KivConfigStore

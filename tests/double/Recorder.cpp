@@ -22,9 +22,6 @@ std::string Text(const char* text) {
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
     return id.key + "|" + id.group + "|" + id.component + "|" + id.instanceId;
 }
-std::string Text(const KivConfigStore::SubObjectId& id) {
-    return id.key + "|" + id.instanceId;
-}
 
 }  // namespace detail
 
@@ -45,8 +42,8 @@ void SetRecording(bool on) {
     TheState().recording = on;
 }
 
-const std::vector<Call>& Calls() {
-    return TheState().calls;
+const Recording& Recorded() {
+    return TheState();
 }
 
 std::vector<Call> CallsTo(const std::string& operation) {
@@ -57,26 +54,12 @@ std::vector<Call> CallsTo(const std::string& operation) {
     return matching;
 }
 
-const std::vector<LogLine>& LogLines() {
-    return TheState().log;
-}
-
 void Throw(const std::string& operation, std::exception_ptr error) {
     TheState().errors[operation] = std::move(error);
 }
 
 void Answer(const std::string& operation, std::any answer) {
     TheState().answers[operation] = std::move(answer);
-}
-
-int LiveObjects() {
-    return TheState().liveObjects;
-}
-int LiveStores() {
-    return TheState().liveStores;
-}
-const std::vector<std::string>& ReleasedObjects() {
-    return TheState().released;
 }
 
 }  // namespace enginedouble

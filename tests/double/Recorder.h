@@ -13,15 +13,10 @@
 namespace enginedouble {
 namespace detail {
 
-struct State {
-    std::vector<Call> calls;
-    std::vector<LogLine> log;
+struct State : Recording {
     std::map<std::string, std::exception_ptr, std::less<>> errors;
     std::map<std::string, std::any, std::less<>> answers;
     bool recording = true;
-    std::vector<std::string> released;
-    int liveObjects = 0;
-    int liveStores = 0;
 };
 State& TheState();
 
@@ -30,7 +25,6 @@ std::string Label(const KivConfigStore::BaseObject& object);
 
 std::string Text(const char* text);                               // "(null)" for NULL
 std::string Text(const KivConfigStore::ConfigStoreObjectId& id);  // "key|group|component|id"
-std::string Text(const KivConfigStore::SubObjectId& id);          // "key|instanceId"
 template <class Object>
 std::string Text(const std::shared_ptr<Object>& object) {
     return object ? Label(*object) : "(none)";
@@ -54,29 +48,29 @@ std::string Text(const T& value) {
 // Records the call (unless recording is off), then raises what the test scripted for the
 // operation, if anything. With recording off nothing here allocates.
 template <class... Args>
-void Enter(const char* operation, const void* target, const Args&... args) {
+void Enter(const char* operation, const Args&... args) {
     State& state = TheState();
-    if (state.recording) state.calls.push_back(Call{operation, target, {Text(args)...}});
+    if (state.recording) state.calls.push_back(Call{operation, {Text(args)...}});
     auto error = state.errors.find(operation);
     if (error != state.errors.end()) std::rethrow_exception(error->second);
 }
 
-// The answer scripted for `operation`, or NULL when there is none.
-template <class T>
-const T* Scripted(const char* operation) {
+// Enters `operation`, then answers as scripted, or with what `fallback()` makes.
+template <class T, class Make, class... Args>
+T RespondOr(const char* operation, Make fallback, const Args&... args) {
+    Enter(operation, args...);
     auto answer = TheState().answers.find(operation);
-    if (answer == TheState().answers.end()) return nullptr;
-    if (const T* typed = std::any_cast<T>(&answer->second)) return typed;
+    if (answer == TheState().answers.end()) return fallback();
+    if (const T* typed = std::any_cast<T>(&answer->second)) return *typed;
     throw std::logic_error(std::string("engine double: scripted answer of the wrong type for ") +
                            operation);
 }
 
 // Enters `operation`, then answers as scripted, or with `fallback`.
 template <class T, class... Args>
-T Respond(const char* operation, const void* target, T fallback, const Args&... args) {
-    Enter(operation, target, args...);
-    const T* answer = Scripted<T>(operation);
-    return answer == nullptr ? fallback : *answer;
+T Respond(const char* operation, T fallback, const Args&... args) {
+    return RespondOr<T>(
+        operation, [&] { return fallback; }, args...);
 }
 
 }  // namespace detail

@@ -5,10 +5,7 @@
 #include "Recorder.h"
 
 using namespace KivConfigStore;
-using enginedouble::detail::Enter;
-using enginedouble::detail::Respond;
-using enginedouble::detail::Scripted;
-using enginedouble::detail::TheState;
+using namespace enginedouble::detail;
 
 namespace {
 
@@ -23,37 +20,33 @@ public:
     ~DoubleStore() override { --TheState().liveStores; }
 
     ObjectPtr Get(const ConfigStoreObjectId& id) override {
-        return Respond<ObjectPtr>(OP(Get), this, nullptr, id);
+        return Respond<ObjectPtr>(OP(Get), nullptr, id);
     }
     ObjectPtr GetDefaultConfig(const ConfigStoreObjectId& id) override {
-        return Respond<ObjectPtr>(OP(GetDefaultConfig), this, nullptr, id);
+        return Respond<ObjectPtr>(OP(GetDefaultConfig), nullptr, id);
     }
     ObjectList GetDefaultConfigInstances(const FilterPtr& filter) override {
-        return Respond<ObjectList>(OP(GetDefaultConfigInstances), this, {}, filter);
+        return Respond<ObjectList>(OP(GetDefaultConfigInstances), {}, filter);
     }
     ObjectList GetInstances(const FilterPtr& filter) override {
-        return Respond<ObjectList>(OP(GetInstances), this, {}, filter);
+        return Respond<ObjectList>(OP(GetInstances), {}, filter);
     }
-    void Set(ObjectPtr o, const Context& c) override { Enter(OP(Set), this, o, c); }
-    void SetUserData(ObjectPtr o, const Context& c) override { Enter(OP(SetUserData), this, o, c); }
-    void SetVitalData(ObjectPtr o) override { Enter(OP(SetVitalData), this, o); }
-    void SetCachedData(ObjectPtr o) override { Enter(OP(SetCachedData), this, o); }
-    void Update(ObjectPtr o, const Context& c) override { Enter(OP(Update), this, o, c); }
-    void Delete(const ConfigStoreObjectId& id) override { Enter(OP(Delete), this, id); }
-    void DeleteInstances(const FilterPtr& f) override { Enter(OP(DeleteInstances), this, f); }
-    void SetInstances(ObjectList l, const Context& c) override {
-        Enter(OP(SetInstances), this, l, c);
-    }
+    void Set(ObjectPtr o, const Context& c) override { Enter(OP(Set), o, c); }
+    void SetUserData(ObjectPtr o, const Context& c) override { Enter(OP(SetUserData), o, c); }
+    void SetVitalData(ObjectPtr o) override { Enter(OP(SetVitalData), o); }
+    void SetCachedData(ObjectPtr o) override { Enter(OP(SetCachedData), o); }
+    void Update(ObjectPtr o, const Context& c) override { Enter(OP(Update), o, c); }
+    void Delete(const ConfigStoreObjectId& id) override { Enter(OP(Delete), id); }
+    void DeleteInstances(const FilterPtr& f) override { Enter(OP(DeleteInstances), f); }
+    void SetInstances(ObjectList l, const Context& c) override { Enter(OP(SetInstances), l, c); }
     void SetUserDataInstances(ObjectList l, const Context& c) override {
-        Enter(OP(SetUserDataInstances), this, l, c);
+        Enter(OP(SetUserDataInstances), l, c);
     }
-    void SetCachedDataInstances(ObjectList l) override {
-        Enter(OP(SetCachedDataInstances), this, l);
-    }
-    void SetVitalDataInstances(ObjectList l) override { Enter(OP(SetVitalDataInstances), this, l); }
-    void BeginTransaction() override { Enter(OP(BeginTransaction), this); }
-    void CommitTransaction() override { Enter(OP(CommitTransaction), this); }
-    void CancelTransaction() override { Enter(OP(CancelTransaction), this); }
+    void SetCachedDataInstances(ObjectList l) override { Enter(OP(SetCachedDataInstances), l); }
+    void SetVitalDataInstances(ObjectList l) override { Enter(OP(SetVitalDataInstances), l); }
+    void BeginTransaction() override { Enter(OP(BeginTransaction)); }
+    void CommitTransaction() override { Enter(OP(CommitTransaction)); }
+    void CancelTransaction() override { Enter(OP(CancelTransaction)); }
 };
 
 }  // namespace
@@ -62,51 +55,49 @@ namespace KivConfigStore {
 
 // Records whether the caller passed the engine's own sGlobalNamespace object.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
-    Enter(OP(GetStore), nullptr, nameSpace,
-          &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
-    const auto* answer = Scripted<std::shared_ptr<ConfigStore>>(OP(GetStore));
-    return answer != nullptr ? *answer : enginedouble::MakeStore(nameSpace);
+    return RespondOr<std::shared_ptr<ConfigStore>>(
+        OP(GetStore), [] { return std::make_shared<DoubleStore>(); }, nameSpace,
+        &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
 }
 
 ObjectPtr CreateObject(const ConfigStoreObjectId& id, const std::string& value) {
-    Enter("CreateObject", nullptr, id, value);
-    const auto* answer = Scripted<ObjectPtr>("CreateObject");
-    return answer != nullptr ? *answer : std::make_shared<ConfigStoreObject>(id);
+    return RespondOr<ObjectPtr>(
+        "CreateObject", [&] { return std::make_shared<ConfigStoreObject>(id); }, id, value);
 }
 
 ObjectPtr GetDesiredUserConfig(const ConfigStoreObjectId& id) {
-    return Respond<ObjectPtr>("GetDesiredUserConfig", nullptr, nullptr, id);
+    return Respond<ObjectPtr>("GetDesiredUserConfig", nullptr, id);
 }
 
 ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
-    return Respond<ObjectList>("GetDesiredUserConfigInstances", nullptr, {}, id);
+    return Respond<ObjectList>("GetDesiredUserConfigInstances", {}, id);
 }
 
 std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
-    return Respond<std::string>("GetSchemaVersion", nullptr, "1.0", id);
+    return Respond<std::string>("GetSchemaVersion", "1.0", id);
 }
 
 void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
-    Enter("SetBootStatus", nullptr, id, status);
+    Enter("SetBootStatus", id, status);
 }
 
 std::string GenerateInstanceId() {
-    return Respond<std::string>("GenerateInstanceId", nullptr, "instance");
+    return Respond<std::string>("GenerateInstanceId", "instance");
 }
 
 // Unscripted, the filter selects every object it is given.
 ObjectList FilterConfigStoreObjects(ObjectList& objects, const FilterPtr& filter) {
-    return Respond("FilterConfigStoreObjects", nullptr, objects, objects, filter);
+    return Respond("FilterConfigStoreObjects", objects, objects, filter);
 }
 
 bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
-    const auto answer = Respond("Import", nullptr, enginedouble::ImportAnswer{true, {}}, document);
+    const auto answer = Respond("Import", enginedouble::ImportAnswer{true, {}}, document);
     errors = answer.errors;
     return answer.accepted;
 }
 
 std::string Export(std::vector<FilterPtr> filters) {
-    return Respond<std::string>("Export", nullptr, "{}", filters);
+    return Respond<std::string>("Export", "{}", filters);
 }
 
 }  // namespace KivConfigStore
@@ -117,10 +108,6 @@ std::shared_ptr<ConfigStoreObject> MakeObject(const std::string& key,
                                               const std::string& instanceId) {
     return std::make_shared<ConfigStoreObject>(
         ConfigStoreObjectId(key, "group", "component", instanceId));
-}
-
-std::shared_ptr<ConfigStore> MakeStore(const std::string&) {
-    return std::make_shared<DoubleStore>();
 }
 
 }  // namespace enginedouble
@@ -135,8 +122,7 @@ void CSLogger::Log(log_priority priority, const char* format, ...) {
     for (const char* at = format; *at != '\0'; ++at) {
         if (*at != '%' || at[1] == '\0') continue;
         const char conversion = *++at;
-        if (conversion == 's')
-            line.args.push_back(enginedouble::detail::Text(va_arg(args, const char*)));
+        if (conversion == 's') line.args.push_back(Text(va_arg(args, const char*)));
         if (conversion == 'd') line.args.push_back(std::to_string(va_arg(args, int)));
     }
     va_end(args);

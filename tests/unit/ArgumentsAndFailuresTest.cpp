@@ -134,7 +134,7 @@ TEST_F(Calls, RefuseMissingArgumentsInOrderWithOneLineUnderTheirName) {
         if (refusal.context != nullptr) args.push_back(refusal.context);
         ExpectLog(refusal.format ? std::vector<ExpectedLine>{{refusal.format, args}}
                                  : std::vector<ExpectedLine>{});
-        EXPECT_TRUE(enginedouble::Calls().empty());
+        EXPECT_TRUE(enginedouble::Recorded().calls.empty());
         ExpectOutputsUntouched();
     }
     // The refused child handles are intact.
@@ -189,6 +189,12 @@ TEST_F(Calls, TranslateTheFailuresOfTheirEngineOperationAsTheirFamilyDoes) {
                   kArgumentOrStore),
         ON_ENGINE(Import("{}", &out.errors, &out.count), kStoreFailures),
         ON_ENGINE(Export(&f, 1, &out.text), kStoreFailures),
+        ON_ENGINE(CreateSubObject(o, "fan", nullptr, &out.object), kStoreFailures),
+        ON_ENGINE(CreateSubObjectFilter(f, "fan", nullptr, &out.filter), kStoreFailures),
+        ON_ENGINE(GetSubObjectFilter(f, "fan", nullptr, &out.filter), kStoreFailures),
+        ON_ENGINE(DeleteSubObject(o, "fan", nullptr), kUntranslated),
+        ON_ENGINE(DeleteSubObjectInstances(o, f), kUntranslated),
+        ON_ENGINE(DeleteSubObjectFilter(f, "fan", nullptr), kUntranslated),
     };
     for (const Failure& failure : failures) {
         SCOPED_TRACE(failure.call);

@@ -64,7 +64,7 @@ protected:
 
     // The log holds exactly these lines, all at priority 0.
     static void ExpectLog(const std::vector<ExpectedLine>& expected) {
-        const auto& lines = enginedouble::LogLines();
+        const auto& lines = enginedouble::Recorded().log;
         ASSERT_EQ(lines.size(), expected.size()) << (lines.empty() ? "" : lines[0].format);
         for (size_t i = 0; i < lines.size(); ++i) {
             EXPECT_EQ(lines[i].priority, 0);
@@ -88,7 +88,7 @@ protected:
             enginedouble::Reset();
             enginedouble::Throw(operation, errors[i].first);
             EXPECT_EQ(call(), results[i]) << operation << ": " << errors[i].second;
-            const auto& lines = enginedouble::LogLines();
+            const auto& lines = enginedouble::Recorded().log;
             ASSERT_EQ(lines.size(), 1u);
             EXPECT_EQ(lines[0].format, line::kFailure);
             EXPECT_EQ(lines[0].args.back(), errors[i].second);
@@ -104,31 +104,20 @@ protected:
     void SetUp() override {
         DoubleTest::SetUp();
         ASSERT_EQ(GetStore(nullptr, &store_), CS_C_OK);
-        object_ = Object("object");
+        object_ = NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject("object"), true);
         ASSERT_EQ(CreateFilterSpecObject("fan", "g", "c", nullptr, &filter_), CS_C_OK);
         enginedouble::Reset();
     }
     void TearDown() override {
-        for (ConfigStoreObjectStruct* object : objects_) {
-            EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
-        }
+        EXPECT_EQ(DestroyConfigStoreObject(object_), CS_C_OK);
         EXPECT_EQ(DestroyFilterSpecObject(filter_), CS_C_OK);
         DestroyStore(store_);
         enginedouble::Reset();  // scripted answers hold references too
-        EXPECT_EQ(enginedouble::LiveObjects(), 0) << "an engine reference was left behind";
-        EXPECT_EQ(enginedouble::LiveStores(), 0);
-    }
-
-    // Another top-level object handle, released by the fixture.
-    ConfigStoreObjectStruct* Object(const std::string& key) {
-        objects_.push_back(NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject(key), true));
-        return objects_.back();
+        EXPECT_EQ(enginedouble::Recorded().liveObjects, 0) << "an engine reference was left behind";
+        EXPECT_EQ(enginedouble::Recorded().liveStores, 0);
     }
 
     ConfigStoreStruct* store_ = nullptr;
     ConfigStoreObjectStruct* object_ = nullptr;
     FilterSpecObjectStruct* filter_ = nullptr;
-
-private:
-    std::vector<ConfigStoreObjectStruct*> objects_;
 };

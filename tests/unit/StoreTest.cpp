@@ -1,10 +1,12 @@
-// Opening stores, the handles that fetches and list reads hand out, and what writes hand over.
+// Opening stores, the handles that fetches and list reads hand out, import with its error-info
+// list, and export.
 #include "DoubleTest.h"
 
 namespace {
 
 using namespace KivConfigStore;
 using enginedouble::CallsTo;
+using enginedouble::ImportAnswer;
 using enginedouble::MakeObject;
 
 using Store = HandleTest;
@@ -20,16 +22,6 @@ TEST_F(Store, NullNamesTheEnginesOwnDefaultNamespaceAndNoStoreIsNotFound) {
     enginedouble::Answer("ConfigStore::GetStore", std::shared_ptr<ConfigStore>());
     EXPECT_EQ(GetStore("missing", &store), CS_C_NOT_FOUND);
     EXPECT_EQ(store, nullptr);
-}
-
-// Contexts are named exactly; lists go over in array order.
-TEST_F(Store, WritesHandOverTheContextAndTheListAsGiven) {
-    ConfigStoreObjectStruct* objects[] = {Object("c"), Object("a")};
-    EXPECT_EQ(SetInstances(store_, objects, 2, "INTERNAL"), CS_C_OK);
-    EXPECT_EQ(SetUserData(store_, object_, "EXTERNAL"), CS_C_OK);
-    EXPECT_EQ(CallsTo("ConfigStore::SetInstances").at(0).args,
-              (std::vector<std::string>{"c,a", "1"}));
-    EXPECT_EQ(CallsTo("ConfigStore::SetUserData").at(0).args.at(1), "0");
 }
 
 TEST_F(Store, FetchesHandOutANewTopLevelHandleOrNull) {
@@ -86,6 +78,53 @@ TEST_F(Store, ListReadsHandOutNewTopLevelHandlesInTheEnginesOrderOrNullAndZero) 
         }
         std::free(objects);
     }
+    ExpectLog({});
+}
+
+TEST_F(Store, ImportHandsOutAListOnlyForARefusalWithRecords) {
+    ErrorInfoStruct* sentinel = nullptr;
+    ErrorInfoStruct** errors = &sentinel;
+    int count = -1;
+    // Records of an accepted document are dropped.
+    const std::pair<ImportAnswer, int> outcomes[] = {{{true, {}}, CS_C_OK},
+                                                     {{false, {}}, CS_C_VALIDATION_ERROR},
+                                                     {{true, {{"k", "dropped"}}}, CS_C_OK}};
+    for (const auto& [answer, result] : outcomes) {
+        enginedouble::Answer("Import", answer);
+        EXPECT_EQ(Import("{}", &errors, &count), result);
+    }
+    EXPECT_EQ(errors, &sentinel);
+    EXPECT_EQ(count, -1);
+
+    enginedouble::Answer("Import", ImportAnswer{false, {{"fan", "bad"}, {"pump", "worse"}}});
+    ASSERT_EQ(Import("{}", &errors, &count), CS_C_VALIDATION_ERROR);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(DestroyErrorInfoList(&errors, count), CS_C_OK);
+    EXPECT_EQ(DestroyErrorInfoList(nullptr, 3), CS_C_OK);  // nothing to release
+    ExpectLog({});
+}
+
+// Export and list writes hand their lists over in array order.
+TEST_F(Store, ExportAndListWritesHandTheirListsToTheEngineInOrder) {
+    FilterSpecObjectStruct* filters[] = {filter_, nullptr};
+    ASSERT_EQ(CreateFilterSpecObject("pump", "g", "c", nullptr, &filters[1]), CS_C_OK);
+    enginedouble::Answer("Export", std::string("{\"fan\":{}}"));
+    char* documents[2] = {};
+    ASSERT_EQ(Export(filters, 2, &documents[0]), CS_C_OK);
+    ASSERT_EQ(Export(nullptr, 0, &documents[1]), CS_C_OK);  // an empty selection
+    const auto calls = CallsTo("Export");
+    EXPECT_EQ(calls.at(0).args[0], "fan,pump");
+    EXPECT_EQ(calls.at(1).args[0], "");
+    for (char* document : documents) {
+        EXPECT_STREQ(document, "{\"fan\":{}}");
+        std::free(document);
+    }
+    DestroyFilterSpecObject(filters[1]);
+    auto* pump = NewHandle<ConfigStoreObjectStruct>(MakeObject("pump"), true);
+    ConfigStoreObjectStruct* objects[] = {pump, object_};
+    EXPECT_EQ(SetVitalDataInstances(store_, objects, 2), CS_C_OK);
+    EXPECT_EQ(CallsTo("ConfigStore::SetVitalDataInstances").at(0).args[0], "pump,object");
+    EXPECT_EQ(DestroyConfigStoreObject(pump), CS_C_OK);
     ExpectLog({});
 }
 

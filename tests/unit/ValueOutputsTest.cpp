@@ -60,29 +60,21 @@ TEST_F(ValueOutputs, StringReadHandsOutAStringUnlessNotFound) {
     }
 }
 
-// Without elements an array read leaves the array alone with a count of 0; not found gives NULL
-// and 0; a refused type leaves both alone. The elements are checked on the stand-in engine.
-template <class C, class E>
-void ExpectArrayOutputs(int (*read)(ConfigStoreObjectStruct*, const char*, C**, int*),
-                        ConfigStoreObjectStruct* object, const char* operation) {
-    C sentinel{};
-    const int results[] = {CS_C_NOT_FOUND, CS_C_OK, CS_C_VALUE_IS_DEFAULT};
+// Every list read delivers through one mechanism: without elements the array is left alone with
+// a count of 0; not found gives NULL and 0; a refused type leaves both alone. Their results are
+// in the table of value functions, their elements on the stand-in engine and in the allocation
+// tests.
+TEST_F(ValueOutputs, ArrayReads) {
+    int sentinel = 0;
     for (int status : {1, 2, 0, -1}) {
-        SCOPED_TRACE(std::string(operation) + " " + std::to_string(status));
-        C* values = &sentinel;
+        SCOPED_TRACE(status);
+        int* values = &sentinel;
         int count = -1;
-        Script(operation, status, Read<std::vector<E>>{status, {}});
-        EXPECT_EQ(read(object, "k", &values, &count),
-                  status < 0 ? CS_C_INVALID_TYPE : results[status]);
+        Script("GetValue(vector<int>*)", status, Read<std::vector<int>>{status, {}});
+        GetValueIntArray(object_, "k", &values, &count);
         EXPECT_EQ(values, status == 0 ? nullptr : &sentinel);
         EXPECT_EQ(count, status < 0 ? -1 : 0);
     }
-}
-
-TEST_F(ValueOutputs, ArrayReads) {
-    ExpectArrayOutputs<int, int>(GetValueIntArray, object_, "GetValue(vector<int>*)");
-    ExpectArrayOutputs<char*, std::string>(GetValueStringArray, object_,
-                                           "GetValue(vector<string>*)");
     // Releasing a string list accepts nothing to release.
     char** none = nullptr;
     EXPECT_EQ(DestroyStringArrayValue(&none, 0), CS_C_OK);
