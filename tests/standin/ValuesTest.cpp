@@ -93,6 +93,7 @@ const std::tuple<const char*, Reader, const char*> kReads[] = {
     {"-0.0e300", ReadAs<double>, "1:-0"},
     {"\"a\\u00e9\"", ReadAs<std::string>, "1:a\xc3\xa9"},
     {R"({"$base64":"AAE="})", ReadBinary, "1:0 1 "},
+    {R"({"$base64":"AZaz09+/"})", ReadBinary, "1:1 150 179 211 223 191 "},  // each range's ends
     {R"({"$base64":""})", ReadBinary, "1:"},
     {R"({"$base64":"AAE"})", ReadBinary, "!type 1035"},
     {R"({"$base64":"AA==AAAA"})", ReadBinary, "!type 1035"}};
