@@ -2,20 +2,12 @@
 # and nothing else. C++ names are compared by their identifier. Writes STAMP on success.
 #   -DEXPORTS=abi/exports.txt;abi/extensions.txt -DSOURCE=Calls.cpp -DSTAMP=<file>
 cmake_minimum_required(VERSION 3.18...3.25)
-set(exports "")
-foreach(list ${EXPORTS})
-    file(STRINGS "${list}" names REGEX "[^ ]")
-    list(APPEND exports ${names})
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/ExportedNames.cmake)
+read_exported(exports)
 set(exported "")
 foreach(symbol ${exports})
-    # A C++ symbol _Z<length><identifier>...: its identifier.
-    if(symbol MATCHES "^_Z([0-9]+)")
-        string(LENGTH "${CMAKE_MATCH_1}" digits)
-        math(EXPR start "2 + ${digits}")
-        string(SUBSTRING "${symbol}" ${start} ${CMAKE_MATCH_1} symbol)
-    endif()
-    list(APPEND exported "${symbol}")
+    identifier_of("${symbol}" identifier)
+    list(APPEND exported "${identifier}")
 endforeach()
 
 file(STRINGS "${SOURCE}" rows REGEX "^    {\"[A-Za-z0-9_]+\", ")

@@ -7,11 +7,8 @@
 #   -DEXPORTS=abi/exports.txt;abi/extensions.txt -DTABLE=Coverage.md
 #   -DSOURCES_DIR=<dir of *.cpp> -DSTAMP=<file>
 cmake_minimum_required(VERSION 3.22...3.25)
-set(exported "")
-foreach(list ${EXPORTS})
-    file(STRINGS "${list}" names REGEX "[^ ]")
-    list(APPEND exported ${names})
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/../../cmake/ExportedNames.cmake)
+read_exported(exported)
 
 # The test sources as code alone: raw strings, then strings and characters, then comments out.
 set(code "")
@@ -55,11 +52,7 @@ foreach(line ${lines})
         foreach(name ${names})
             string(REPLACE "`" "" function "${name}")
             list(APPEND covered "${function}")
-            set(called "${function}")
-            if(function MATCHES "^_Z([0-9]+)")
-                string(LENGTH "${CMAKE_MATCH_0}" skip)
-                string(SUBSTRING "${function}" ${skip} ${CMAKE_MATCH_1} called)
-            endif()
+            identifier_of("${function}" called)
             if(NOT function IN_LIST exported)
                 string(APPEND problems "\n  ${function}: not an exported function")
             elseif(NOT body MATCHES "[^A-Za-z0-9_]${called}[^A-Za-z0-9_]")
