@@ -4,6 +4,8 @@
 // leave the store with either the old or the new content.
 #pragma once
 
+#include <filesystem>
+#include <map>
 #include <string>
 
 #include "configstorec.h"
@@ -79,5 +81,32 @@ struct Row {
 
 // Every exported function, once.
 const Row* Rows(int* count);
+
+// A populated store in a new directory under `parent`, which the engine is pointed at: "fan" (a
+// value of every type and sub-objects "blade"), "pump" and two instances of "interface".
+class Standin {
+public:
+    explicit Standin(const std::string& parent = "/tmp");
+    ~Standin();
+    Standin(const Standin&) = delete;
+    Standin& operator=(const Standin&) = delete;
+
+    // Puts the files back as they were made first (those added since go, those changed are
+    // rewritten: cheaper than making them anew), then opens the handles.
+    void Open(Handles& h);
+    // Destroys every handle and leaves them NULL.
+    void Close(Handles& h);
+    // The keys and handle counts of both child caches.
+    static std::string Caches(const Handles& h);
+    // Everything the store exports, and what SQLite's integrity check says of each file.
+    std::string Stored();
+
+private:
+    std::filesystem::path root_;
+    std::map<std::filesystem::path, std::string> snapshot_;
+};
+
+// Releases whatever a call handed out, as its owner must, and resets the outputs.
+void Release(Outputs& o);
 
 }  // namespace sweep

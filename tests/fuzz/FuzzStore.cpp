@@ -11,17 +11,16 @@ namespace {
 
 std::filesystem::path storeRoot;
 
-// tmpfs when there is one: the store syncs every write, which a disk makes slow.
-std::string TemporaryParent() {
+}  // namespace
+
+std::string FuzzTemporaryParent() {
     if (access("/dev/shm", W_OK) == 0) return "/dev/shm";
     const char* tmp = std::getenv("TMPDIR");
     return tmp != nullptr && *tmp != '\0' ? tmp : "/tmp";
 }
 
-}  // namespace
-
 std::string SetUpFuzzStore() {
-    std::string pattern = TemporaryParent() + "/configstore-fuzz-XXXXXX";
+    std::string pattern = FuzzTemporaryParent() + "/configstore-fuzz-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         std::perror("mkdtemp");
         std::abort();

@@ -1,0 +1,185 @@
+// The store the sweep and the calls fuzz target run on: a temporary directory holding a populated
+// store, put back to the same content before every run, and the handles opened on it.
+#include "Sweep.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "core/Handles.h"
+
+namespace sweep {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kFan[] =
+    R"({"i": 5, "u": 7, "l": 9, "ll": 11, "b": true, "d": 1.5, "s": "a text long enough",)"
+    R"( "il": [1, 2], "dl": [1.5, 2.5], "lll": [3, 4], "bl": [true, false],)"
+    R"( "sl": ["a", "a string long enough for the heap"], "bin": {"$base64": "AAECAwQ="}})";
+
+constexpr const char* kInterfaces[] = {"eth0", "eth1"};
+
+std::string Contents(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+}  // namespace
+
+Standin::Standin(const std::string& parent) {
+    std::string pattern = parent + "/configstore-sweep-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) std::abort();
+    root_ = pattern;
+    setenv("CONFIGSTORE_DIR", (root_ / "state").c_str(), 1);
+    setenv("CONFIGSTORE_RUNTIME_DIR", (root_ / "run").c_str(), 1);
+    setenv("CONFIGSTORE_COMPONENTS_DIR", COMPONENTS_DIR, 1);
+    setenv("CONFIGSTORE_LOG", "stderr", 1);
+    Handles h;
+    GetStore(nullptr, &h.store);
+    CreateObject("fan", "g", "c", nullptr, kFan, &h.object);
+    CreateObject("pump", "g", "c", nullptr, R"({"i": 1})", &h.other);
+    for (int i = 0; i < 2; ++i) {
+        CreateObject("interface", "interfaces", "network", kInterfaces[i],
+                     R"({"mtu": 1400, "description": "a description long enough"})",
+                     &h.instances[i]);
+    }
+    for (const char* instance : {"1", "2"}) {
+        ConfigStoreObjectStruct* blade = nullptr;
+        CreateSubObject(h.object, "blade", instance, &blade);
+        SetValueInt(blade, "i", 1);
+    }
+    Set(h.store, h.object, nullptr);
+    Set(h.store, h.other, nullptr);
+    SetInstances(h.store, h.instances, 2, nullptr);
+    Close(h);
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+        if (entry.is_regular_file()) snapshot_[entry.path()] = Contents(entry.path());
+    }
+}
+Standin::~Standin() {
+    fs::remove_all(root_);
+}
+
+void Standin::Open(Handles& h) {
+    std::vector<fs::path> added;
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+        if (entry.is_regular_file() && snapshot_.count(entry.path()) == 0) {
+            added.push_back(entry.path());
+        }
+    }
+    for (const fs::path& path : added) fs::remove(path);
+    for (const auto& [path, bytes] : snapshot_) {
+        if (fs::exists(path) && Contents(path) == bytes) continue;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+    GetStore(nullptr, &h.store);
+    Get(h.store, "fan", "g", "c", nullptr, &h.object);
+    Get(h.store, "pump", "g", "c", nullptr, &h.other);
+    for (int i = 0; i < 2; ++i) {
+        Get(h.store, "interface", "interfaces", "network", kInterfaces[i], &h.instances[i]);
+    }
+    CreateFilterSpecObject("fan", "g", "c", nullptr, &h.filter);
+    CreateFilterSpecObject("interface", "interfaces", "network", nullptr, &h.interfaces);
+    CreateFilterSpecObject("blade", "g", "c", nullptr, &h.blades);
+    // The filter holds the object's values (kFan), so that it still selects it.
+    for (const auto& [key, number] : {std::pair{"i", 5}, {"u", 7}, {"l", 9}, {"ll", 11}}) {
+        SetValueFsoLonglong(h.filter, key, number);
+    }
+    SetValueFsoBool(h.filter, "b", true);
+    SetValueFsoDouble(h.filter, "d", 1.5);
+    SetValueFsoStr(h.filter, "s", "a text long enough");
+    SetValueFsoEmptyList(h.filter, "sl");
+    AppendValueFsoString(h.filter, "sl", "a");
+    AppendValueFsoString(h.filter, "sl", "a string long enough for the heap");
+    for (int i : {1, 2}) AppendValueFsoInt(h.filter, "il", i);
+    for (double d : {1.5, 2.5}) AppendValueFsoDouble(h.filter, "dl", d);
+    for (long long l : {3, 4}) AppendValueFsoLonglong(h.filter, "lll", l);
+    for (bool b : {true, false}) AppendValueFsoBool(h.filter, "bl", b);
+    const unsigned char bytes[] = {0, 1, 2, 3, 4};
+    SetValueFsoBinary(h.filter, "bin", bytes, sizeof bytes);
+}
+
+void Standin::Close(Handles& h) {
+    for (ConfigStoreObjectStruct* object : {h.object, h.other, h.instances[0], h.instances[1]}) {
+        if (object != nullptr) DestroyConfigStoreObject(object);
+    }
+    for (FilterSpecObjectStruct* filter : {h.filter, h.interfaces, h.blades}) {
+        if (filter != nullptr) DestroyFilterSpecObject(filter);
+    }
+    DestroyStore(h.store);
+    h = Handles();
+}
+
+std::string Standin::Caches(const Handles& h) {
+    std::string text;
+    for (const auto& [key, children] : h.object->children.Entries()) {
+        text += key + ":" + std::to_string(children.size()) + " ";
+    }
+    for (const auto& [key, children] : h.filter->children.Entries()) {
+        text += key + ":" + std::to_string(children.size()) + " ";
+    }
+    return text;
+}
+
+std::string Standin::Stored() {
+    FilterSpecObjectStruct* everything = nullptr;
+    CreateFilterSpecObject("", "", "", nullptr, &everything);
+    char* document = nullptr;
+    std::string text = "export " + std::to_string(Export(&everything, 1, &document)) + ": ";
+    text += document != nullptr ? document : "";
+    free(document);
+    DestroyFilterSpecObject(everything);
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+        if (entry.path().extension() != ".db") continue;
+        sqlite3* db = nullptr;
+        sqlite3_open_v2(entry.path().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+        sqlite3_exec(
+            db, "PRAGMA integrity_check",
+            [](void* out, int, char** values, char**) {
+                *static_cast<std::string*>(out) += std::string(" ") + values[0];
+                return 0;
+            },
+            &text, nullptr);
+        sqlite3_close(db);
+    }
+    return text;
+}
+
+// Releases whatever a call handed out, as its owner must.
+void Release(Outputs& o) {
+    auto set = [](const void* pointer, const void* unset) {
+        return pointer != nullptr && pointer != unset;
+    };
+    if (set(o.text, Unset<char>())) std::free(o.text);
+    for (char* part : o.parts) {
+        if (set(part, Unset<char>())) std::free(part);
+    }
+    if (set(o.strings, Unset<char*>())) DestroyStringArrayValue(&o.strings, o.count);
+    for (void* buffer :
+         {static_cast<void*>(o.ints), static_cast<void*>(o.doubles), static_cast<void*>(o.longs),
+          static_cast<void*>(o.bools), static_cast<void*>(o.bytes)}) {
+        if (set(buffer, Unset<void>())) std::free(buffer);
+    }
+    if (set(o.store, Unset<ConfigStoreStruct>())) DestroyStore(o.store);
+    if (set(o.object, Unset<ConfigStoreObjectStruct>())) DestroyConfigStoreObject(o.object);
+    if (set(o.objects, Unset<ConfigStoreObjectStruct*>())) {
+        for (int i = 0; i < o.count; ++i) DestroyConfigStoreObject(o.objects[i]);
+        std::free(o.objects);
+    }
+    if (set(o.children, Unset<ConfigStoreObjectStruct*>())) std::free(o.children);
+    if (set(o.filter, Unset<FilterSpecObjectStruct>())) DestroyFilterSpecObject(o.filter);
+    if (set(o.errors, Unset<ErrorInfoStruct*>())) DestroyErrorInfoList(&o.errors, o.errorCount);
+    o = Outputs();
+}
+
+}  // namespace sweep
