@@ -10,7 +10,6 @@ extern "C" void __libc_free(void* memory);
 
 namespace {
 
-constexpr int kTracked = 4096;
 constexpr std::size_t kSlots = 1 << 15;  // an open-addressing set of the blocks alive
 
 bool counting = false;
@@ -19,7 +18,6 @@ int callocs = 0;
 int allocationCount = 0;
 int failAt = 0;
 bool failed = false;
-std::size_t callocBytes[kTracked];
 
 char gone;
 void* const kGone = &gone;  // marks a slot whose block was freed
@@ -77,8 +75,7 @@ extern "C" void* malloc(std::size_t size) {
 
 extern "C" void* calloc(std::size_t count, std::size_t size) {
     if (!counting) return __libc_calloc(count, size);
-    const int index = callocs++;
-    if (index < kTracked) callocBytes[index] = count * size;
+    ++callocs;
     if (!Allowed()) return nullptr;
     void* block = __libc_calloc(count, size);
     Remember(block);
@@ -119,9 +116,6 @@ int Mallocs() {
 }
 int Callocs() {
     return callocs;
-}
-std::size_t CallocBytes(int index) {
-    return callocBytes[index];
 }
 
 int UnfreedBlocks() {

@@ -13,8 +13,7 @@ void Stop();   // stops counting and forgets any failure still set up; blocks st
 
 int Mallocs();  // malloc() calls, operator new included
 int Callocs();
-std::size_t CallocBytes(int index);  // bytes asked for by the index-th calloc() counted
-int UnfreedBlocks();                 // blocks allocated while counting and not freed since
+int UnfreedBlocks();  // blocks allocated while counting and not freed since
 
 // The n-th allocation (1-based; malloc, calloc and realloc alike) counted from Start() returns
 // NULL. Failed() tells whether the call reached it.

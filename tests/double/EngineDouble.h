@@ -28,15 +28,14 @@ struct LogLine {
 struct Recording {
     std::vector<Call> calls;
     std::vector<LogLine> log;
-    std::vector<std::string> released;  // labels ("key" or "key/instanceId") of destroyed objects
-    int liveObjects = 0;                // engine objects (objects and filter specs) alive now
+    int liveObjects = 0;  // engine objects (objects and filter specs) alive now
     int liveStores = 0;
 };
 
-// Forgets calls, log lines, scripts and released objects, and turns recording on.
+// Forgets calls, log lines and scripts, and turns recording on.
 void Reset();
 
-// With recording off, engine calls, log lines and released objects are not recorded and engine
+// With recording off, engine calls and log lines are not recorded and engine
 // calls allocate nothing of the double's own; scripts still apply.
 void SetRecording(bool on);
 

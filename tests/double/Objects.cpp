@@ -18,10 +18,8 @@ BaseObject::BaseObject(const ConfigStoreObjectId& id) : objectId(id), state_(new
     ++TheState().liveObjects;
 }
 
-// Runs in destructors: with recording off it must not allocate.
 BaseObject::~BaseObject() {
     --TheState().liveObjects;
-    if (TheState().recording) TheState().released.push_back(Label(*this));
     delete state_;
 }
 

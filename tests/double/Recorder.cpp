@@ -35,7 +35,6 @@ void Reset() {
         std::swap(old.liveObjects, TheState().liveObjects);
         std::swap(old.liveStores, TheState().liveStores);
     }
-    TheState().released.clear();
 }
 
 void SetRecording(bool on) {

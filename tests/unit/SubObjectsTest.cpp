@@ -140,21 +140,6 @@ TEST_F(SubObjects, InstancesThroughAFilterAreTheCachedHandles) {
     EXPECT_EQ(Loads(), 2u);  // the first call found no instance, the second loaded them
 }
 
-// A handle tree is released children first, by key and then in list order, depth first.
-TEST_F(SubObjects, DestroyingATreeReleasesChildrenByKeyThenListOrderDepthFirst) {
-    auto child = [](const char* key, const char* id) {
-        return NewHandle<ConfigStoreObjectStruct>(MakeObject(key, id), false);
-    };
-    auto* top = NewHandle<ConfigStoreObjectStruct>(MakeObject("top"), true);
-    ConfigStoreObjectStruct* nested = child("b", "1");
-    nested->children.Insert("z") = {child("z", "1"), child("z", "2")};
-    top->children.Insert("b") = {nested, child("b", "2")};
-    top->children.Insert("a") = {child("a", "")};
-    EXPECT_EQ(DestroyConfigStoreObject(top), CS_C_OK);
-    EXPECT_EQ(enginedouble::Recorded().released,
-              (std::vector<std::string>{"a", "z/1", "z/2", "b/1", "b/2", "top"}));
-}
-
 // Sub-object filters: a cached key answers with its first handle; deleting a key's filter
 // releases every handle under it.
 TEST_F(SubObjects, SubObjectFiltersAnswerWithTheKeysFirstHandleUntilItIsDeleted) {
