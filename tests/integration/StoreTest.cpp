@@ -253,6 +253,7 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
         ROW(GetInstances(s, clocks.get(), &none, &count), CS_C_INVALID_ARGUMENT,
             "Non-Singleton API called for singleton object: system/time/clock"),
         ROW(CommitTransaction(s), CS_C_STORE_ERROR, "Failed to commit transaction: no transaction"),
+        ROW(CancelTransaction(s), CS_C_STORE_ERROR, "Failed to cancel transaction: no transaction"),
         ROW(BeginTransaction(s), CS_C_OK, ""),
         // The worker behind the transaction functions, under the caller's name.
         ROW(TransactionInternal(s, &Engine::BeginTransaction, "TransactionInternal"),
