@@ -34,7 +34,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
     // clang-format off
     const struct { const char* name; std::string text; int code; } files[] = {
         {"syntax", "{\"version\": ", ERR_JSON_FILE_PARSE_FAILED},
-        {"deep", std::string(100, '[') + std::string(100, ']'), ERR_JSON_FILE_PARSE_FAILED},
         {"array", "[]", ERR_SCHEMA_NOT_FOUND},
         {"version", R"({"version": 1})", ERR_SCHEMA_NOT_FOUND},
         {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
