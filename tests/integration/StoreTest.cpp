@@ -188,12 +188,14 @@ TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
     }
 }
 
-// A transaction belongs to the thread that began it: another thread, with its own store handle,
-// reads only what was committed, and its write waits for the transaction's end, not joining it.
+// A transaction belongs to the thread that began it, whichever of its handles of the namespace
+// it uses: another thread, with its own store handle, reads only what was committed, and its
+// write waits for the transaction's end, not joining it.
 TEST_F(StoreTest, ATransactionBelongsToTheThreadThatBeganIt) {
     const std::string other = key + "-other";
     ASSERT_EQ(BeginTransaction(store.get()), CS_C_OK);
     ASSERT_EQ(Set(store.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
+    Fetch(Open(nameSpace).get(), key);
     std::atomic<bool> written{false};
     std::thread writer([&] {
         const Store own = Open(nameSpace);
