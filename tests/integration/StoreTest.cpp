@@ -188,12 +188,14 @@ TEST_F(StoreTest, TransactionsCommitTogetherOrLeaveNothing) {
     }
 }
 
-// A transaction belongs to the thread that began it: another thread, with its own store handle,
-// reads only what was committed, and its write waits for the transaction's end, not joining it.
+// A transaction belongs to the thread that began it, whichever of its handles of the namespace
+// it uses: another thread, with its own store handle, reads only what was committed, and its
+// write waits for the transaction's end, not joining it.
 TEST_F(StoreTest, ATransactionBelongsToTheThreadThatBeganIt) {
     const std::string other = key + "-other";
     ASSERT_EQ(BeginTransaction(store.get()), CS_C_OK);
     ASSERT_EQ(Set(store.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
+    Fetch(Open(nameSpace).get(), key);
     std::atomic<bool> written{false};
     std::thread writer([&] {
         const Store own = Open(nameSpace);
@@ -253,6 +255,7 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
         ROW(GetInstances(s, clocks.get(), &none, &count), CS_C_INVALID_ARGUMENT,
             "Non-Singleton API called for singleton object: system/time/clock"),
         ROW(CommitTransaction(s), CS_C_STORE_ERROR, "Failed to commit transaction: no transaction"),
+        ROW(CancelTransaction(s), CS_C_STORE_ERROR, "Failed to cancel transaction: no transaction"),
         ROW(BeginTransaction(s), CS_C_OK, ""),
         // The worker behind the transaction functions, under the caller's name.
         ROW(TransactionInternal(s, &Engine::BeginTransaction, "TransactionInternal"),

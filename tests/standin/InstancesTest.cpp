@@ -91,7 +91,8 @@ TEST_F(Instances, AListIsWrittenWholeOrNotAtAll) {
 
 // Import acts on the default namespace's store. Each refused document but the first holds an
 // entry the store would take, which must not stay. The engine's document rules it shares with
-// objects' values are in ValuesTest; the command-line tool's tests set CONFIGSTORE_IMPORT_MAX.
+// objects' values (a member name twice, what follows the root) are in ValuesTest; the
+// command-line tool's tests set CONFIGSTORE_IMPORT_MAX.
 TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     const std::string c = TestName();
     const auto entryOf = [&](const std::string& values, const std::string& extra = "") {
@@ -105,13 +106,10 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     };
     const std::string failed = ": Import operation failed: ";
     const std::string entryFailed = c + "/g/k" + failed;
-    const std::string twice = " twice in the object that ends here";
     // clang-format off
     const std::pair<std::string, std::vector<std::string>> rows[] = {
         {"{", {unparsed(1, "Missing a name for object member.")}},
-        {head + R"(],"objects":[]})", {unparsed(head.size() + 14, "member name 'objects'" + twice)}},
-        {head + R"(,{"key":"k","key":"k"}]})", {unparsed(head.size() + 21, "member name 'key'" + twice)}},
-        {head + "]}" + std::string(1, '\0') + "{}", {unparsed(head.size() + 2, "The document root must not be followed by other values.")}},
+        {head + R"(],"objects":[]})", {unparsed(head.size() + 14, "member name 'objects' twice in the object that ends here")}},
         {std::string((64 << 20) + 1, ' '), {failed + "the document is longer than 67108864 bytes (CONFIGSTORE_IMPORT_MAX)"}},
         {R"({"format":"configstore/2","objects":[]})", {failed + "the document's \"format\" is not \"configstore/1\""}},
         {head + R"(],"colour":1})", {failed + "unknown member 'colour'"}},

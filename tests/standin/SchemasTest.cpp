@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <kivconfigstore/Exceptions.h>
-#include <rapidjson/internal/regex.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -37,7 +34,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
     // clang-format off
     const struct { const char* name; std::string text; int code; } files[] = {
         {"syntax", "{\"version\": ", ERR_JSON_FILE_PARSE_FAILED},
-        {"deep", std::string(100, '[') + std::string(100, ']'), ERR_JSON_FILE_PARSE_FAILED},
         {"array", "[]", ERR_SCHEMA_NOT_FOUND},
         {"version", R"({"version": 1})", ERR_SCHEMA_NOT_FOUND},
         {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
@@ -46,7 +42,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
         {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
-        {"enum-twice", R"({"schema": {"enum": [1, 1]}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
@@ -75,15 +70,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
             EXPECT_NE(std::string(e.what()).find(path), std::string::npos) << e.what();
         }
     }
-    // A keyword the file's draft does not know is logged once, when the file is read.
-    const std::string later = WriteSchema("later", R"({"schema": {"const": 1}})");
-    ::testing::internal::CaptureStderr();
-    standin::SchemaOf("later", "group", "key");
-    standin::SchemaOf("later", "group", "key");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "configstore: " + later +
-                  ": keywords that draft 4 does not know, ignored: /schema/const; add "
-                  "\"$schema\": \"http://json-schema.org/draft-07/schema#\" for draft 7's\n");
     const fs::path fifo = fs::path(WriteSchema("fifo", "")).replace_filename("fifo.json");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     // Refused at once, not waited on.
@@ -134,7 +120,6 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
     // clang-format off
     const struct { const char* component; const char* values; const char* message; } cases[] = {
         {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
-        {"strict", R"({"name": "eth", "other": 1})", "'/other' fails the schema's 'additionalProperties' at '#'"},
         {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
         {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
         {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
@@ -165,25 +150,13 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
     }
 }
 
-// Why patterns are checked before RapidJSON compiles them: its regular expressions crash on
-// these, or search for longer than the alarm allows (a child process tries each). The engine
-// refuses every one of them.
+// Patterns that crash RapidJSON's regular expressions ("a(|b)", "(){2}", "{2}") or make them
+// search for ever ("(a*)*", pairs that may match nothing) are refused before it compiles them.
 TEST(Schemas, PatternsThatCrashOrHangTheValidatorAreRefused) {
     std::string optionalPairs;
     for (int i = 0; i < 30; ++i) optionalPairs += "(a?|b?)";
     const std::string patterns[] = {"a(|b)", "(){2}", "{2}", "(a*)*", optionalPairs + "c"};
     for (const std::string& pattern : patterns) {
-        const pid_t child = fork();
-        ASSERT_NE(child, -1);
-        if (child == 0) {
-            alarm(2);
-            const rapidjson::internal::GenericRegex<rapidjson::UTF8<>> regex(pattern.c_str());
-            if (regex.IsValid()) regex.Search(std::string(40, 'a').c_str());
-            _exit(0);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << pattern;
         const standin::Json schema = Parse(("{\"pattern\": \"" + pattern + "\"}").c_str());
         EXPECT_NE(standin::SafetyProblem(schema), "") << pattern;
     }

@@ -1,16 +1,12 @@
-// A namespace's store on disk: where its files go, transactions and threads on the one store of
-// a namespace. The reliability tests hold the files it refuses.
+// A namespace's store on disk: where its files go. The integration tests hold transactions and
+// threads, the reliability tests the files the store refuses.
 #include <gtest/gtest.h>
-#include <kivconfigstore/ConfigStore.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <numeric>
-#include <thread>
 
 #include "Files.h"
-#include "ObjectState.h"
 #include "StandinTest.h"
 
 namespace {
@@ -32,50 +28,6 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
         struct stat status {};
         ASSERT_EQ(stat(directory.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0700u) << directory;
-    }
-}
-
-class Store : public ::testing::Test {
-protected:
-    std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore(TestName());
-};
-
-// Two objects fetched at once: each Update stores only what its own object changed. (The
-// integration tests refuse a commit or second begin without their transaction.)
-TEST_F(Store, UpdatesStoreOnlyWhatChangedSinceTheFetch) {
-    EXPECT_EQ(CodeOf([&] { store_->CancelTransaction(); }), ERR_TRANSACTION_CANCEL_FAILED);
-    const ConfigStoreObjectId id("key", "group", "component");
-    store_->Set(CreateObject(id, R"({"a":1,"b":2})"), INTERNAL);
-    const auto first = store_->Get(id), second = store_->Get(id);
-    first->SetValue("a", 10);
-    store_->Update(first, INTERNAL);
-    second->SetValue("b", 20);
-    store_->Update(second, INTERNAL);
-    EXPECT_EQ(standin::ToText(EngineState::Of(*store_->Get(id)).values), R"({"a":10,"b":20})");
-}
-
-TEST_F(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
-    std::vector<int> expected(25);
-    std::iota(expected.begin(), expected.end(), 0);
-    const std::string keys[] = {"0", "1", "2", "3"};
-    std::vector<std::thread> threads;
-    for (const std::string& key : keys) {
-        threads.emplace_back([&, nameSpace = TestName()] {
-            const auto store = ConfigStore::GetStore(nameSpace);
-            EXPECT_EQ(store, store_);
-            auto object = CreateObject({key, "group", "component", ""}, "");
-            for (const int i : expected) {
-                object->AppendValue("writes", i);
-                i % 2 == 0 ? store->Set(object, EXTERNAL) : store->Update(object, INTERNAL);
-                object = store->Get(object->objectId);
-            }
-        });
-    }
-    for (std::size_t i = 0; i < threads.size(); ++i) {
-        threads[i].join();
-        std::vector<int> writes;
-        EXPECT_EQ(store_->Get({keys[i], "group", "component", ""})->GetValue("writes", &writes), 1);
-        EXPECT_EQ(writes, expected) << "key " << keys[i];
     }
 }
 

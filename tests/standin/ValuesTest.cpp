@@ -92,7 +92,6 @@ const std::tuple<const char*, Reader, const char*> kReads[] = {
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
     {"-0.0e300", ReadAs<double>, "1:-0"},
     {"\"a\\u00e9\"", ReadAs<std::string>, "1:a\xc3\xa9"},
-    {R"({"$base64":"AAE="})", ReadBinary, "1:0 1 "},
     {R"({"$base64":"AZaz09+/"})", ReadBinary, "1:1 150 179 211 223 191 "},  // each range's ends
     {R"({"$base64":""})", ReadBinary, "1:"},
     {R"({"$base64":"AAE"})", ReadBinary, "!type 1035"},
