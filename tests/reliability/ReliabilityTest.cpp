@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -39,10 +40,9 @@ struct Child {
 };
 
 // store_child with `arguments` (through the emulator when cross-compiled), its output a pipe.
-Child StartChild(const std::vector<std::string>& arguments) {
-    std::istringstream command(STORE_CHILD);
+Child StartChild(const std::string& arguments) {
+    std::istringstream command(STORE_CHILD " " + arguments);
     std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
-    words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -61,12 +61,9 @@ Child StartChild(const std::vector<std::string>& arguments) {
 // Up to `count` lines of `from`, fewer when its writer ends.
 std::vector<std::string> ReadLines(FILE* from, std::size_t count = SIZE_MAX) {
     std::vector<std::string> lines;
-    char* line = nullptr;
-    std::size_t size = 0;
-    for (ssize_t length; lines.size() < count && (length = getline(&line, &size, from)) > 0;) {
-        lines.emplace_back(line, std::size_t(length) - (line[length - 1] == '\n' ? 1 : 0));
+    for (char line[64]; lines.size() < count && std::fgets(line, sizeof line, from);) {
+        lines.emplace_back(line, std::strcspn(line, "\n"));
     }
-    free(line);
     return lines;
 }
 
@@ -80,7 +77,7 @@ int End(const Child& child, int kill = 0) {
 }
 
 // A child that says "ready" and waits for its end (hold, boot).
-Child StartReady(const std::vector<std::string>& arguments) {
+Child StartReady(const std::string& arguments) {
     const Child child = StartChild(arguments);
     EXPECT_EQ(ReadLines(child.output, 1), std::vector<std::string>{"ready"});
     return child;
@@ -134,7 +131,8 @@ std::string LogOf(const std::function<void()>& call) {
     close(saved);
     close(pipe[1]);
     std::string log;
-    for (const std::string& line : ReadLines(fdopen(pipe[0], "r"))) log += line + "\n";
+    for (char c; read(pipe[0], &c, 1) == 1;) log += c;
+    close(pipe[0]);
     return log;
 }
 
@@ -203,19 +201,19 @@ protected:
 TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
     // The objects of each write kind (number % 7) of store_child, which all hold one number. The
     // runtime database commits after the durable one: a transaction's cached data (tx3) may lag.
-    const std::vector<std::vector<std::string>> kObjectsOfKind = {{"set"},
-                                                                  {"update"},
-                                                                  {"user"},
-                                                                  {"vital"},
-                                                                  {"cached"},
-                                                                  {"tx0", "tx1", "tx2", "tx3"},
-                                                                  {"list/a", "list/b", "list/c"}};
+    const std::vector<std::string> kObjectsOfKind[] = {{"set"},
+                                                       {"update"},
+                                                       {"user"},
+                                                       {"vital"},
+                                                       {"cached"},
+                                                       {"tx0", "tx1", "tx2", "tx3"},
+                                                       {"list/a", "list/b", "list/c"}};
     const int kills = EnvironmentNumber("CONFIGSTOREC_CRASH_KILLS", 200);
     std::map<std::string, long> held;  // each object's number, 0 before its first
     long next = 1, checked = 0, losses = 0;
     std::mt19937 random(7);
     for (int kill = 0; kill < kills && losses == 0; ++kill) {
-        const Child child = StartChild({"crash", "crash", std::to_string(next)});
+        const Child child = StartChild("crash crash " + std::to_string(next));
         std::vector<std::string> lines = ReadLines(child.output, random() % 40);
         usleep(random() % 3000);  // none waited for: killed while it opens the store
         ::kill(child.pid, SIGKILL);
@@ -230,7 +228,7 @@ TEST_F(Reliability, KilledWritersLoseNoCommittedWrite) {
         checked += static_cast<long>(lines.size());
         const long inFlight = lines.empty() ? next : std::stol(lines.back()) + 1;
         const Store store = Open("crash");
-        for (std::size_t kind = 0; kind < kObjectsOfKind.size(); ++kind) {
+        for (std::size_t kind = 0; kind < std::size(kObjectsOfKind); ++kind) {
             const long first = NumberOf(store.get(), kObjectsOfKind[kind][0]);
             for (const std::string& object : kObjectsOfKind[kind]) {
                 const long n = NumberOf(store.get(), object);
@@ -267,7 +265,7 @@ TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
         const std::string nameSpace = "new" + std::to_string(round);
         std::vector<Child> children;
         for (int i = 0; i < processes; ++i) {
-            children.push_back(StartChild({"first", nameSpace, "p" + std::to_string(i)}));
+            children.push_back(StartChild("first " + nameSpace + " p" + std::to_string(i)));
         }
         std::vector<bool> succeeded;
         for (const Child& child : children) succeeded.push_back(End(child) == 0);
@@ -296,19 +294,6 @@ TEST_F(Reliability, FirstUsersCreatingAStoreTogetherLoseNothing) {
         rounds, processes, lost, failed);
 }
 
-// A write that waits longer than the busy timeout fails with the engine's reason; the holder's
-// kill leaves its transaction undone and the store usable.
-TEST_F(Reliability, AWriterHeldBeyondTheBusyTimeoutFailsClearly) {
-    const Child holder = StartReady({"hold", "held"});
-    EXPECT_EQ(LogOf([&] { EXPECT_EQ(Write("held", "mine", 1), CS_C_STORE_ERROR); }),
-              "configstore: Set: Failed to start transaction: database is locked (SQLite code 5, " +
-                  (root_ / "state" / "held.db").string() + ")\n");
-    End(holder, SIGKILL);
-    EXPECT_EQ(Write("held", "mine", 1), CS_C_OK);
-    EXPECT_EQ(NumberOf(Open("held").get(), "held"), 0);
-    EXPECT_EQ(Sql(root_ / "state" / "held.db", "PRAGMA integrity_check"), "ok");
-}
-
 // Every file and directory under `root`: its bytes, mode and modification time. Empty journals
 // that a failed open leaves, which nobody could take for data, do not count.
 std::map<std::string, std::string> FilesUnder(const fs::path& root) {
@@ -323,8 +308,7 @@ std::map<std::string, std::string> FilesUnder(const fs::path& root) {
         std::ifstream bytes(entry.path(), std::ios::binary);
         if (S_ISREG(status.st_mode)) {
             file += std::to_string(status.st_mtim.tv_nsec) + " ";
-            file += std::to_string(
-                std::hash<std::string>()({std::istreambuf_iterator<char>(bytes), {}}));
+            file.append(std::istreambuf_iterator<char>(bytes), {});
         }
     }
     return files;
@@ -369,13 +353,6 @@ int CommitBig() {
 int ReadThenWriteExternal() {
     EXPECT_EQ(NumberOf(Open("damaged").get(), "kept"), 1);
     return Write("damaged", "kept", 2, 5990, "EXTERNAL");
-}
-
-int ReadSchema(const char* key) {
-    char* version = nullptr;
-    const int status = GetSchemaVersion(key, kGroup, "schemas", &version);
-    free(version);
-    return status;
 }
 
 // A damaged or unreachable store (namespace "damaged"): the call that meets it fails with a
@@ -432,9 +409,9 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
          OpenStore, unopened + "its directory state belongs to another user"},
         {"runtime-unwritable", [&](const fs::path& file) { made(file); fs::remove(file.parent_path() / "../run/damaged.db"); fs::permissions(file.parent_path() / "../run", fs::perms::owner_read | fs::perms::owner_exec); },
          ReadThenWriteExternal, "Failed to open database run/damaged.db: its directory run is not writable"},
-        {"schema-a-directory", schema, [] { return ReadSchema("a-directory"); },
+        {"schema-a-directory", schema, [] { char* version = nullptr; return GetSchemaVersion("a-directory", kGroup, "schemas", &version); },
          schemas + "a-directory.json: not a regular file"},
-        {"schema-unreadable", schema, [] { return ReadSchema("unreadable"); },
+        {"schema-unreadable", schema, [] { char* version = nullptr; return GetSchemaVersion("unreadable", kGroup, "schemas", &version); },
          schemas + "unreadable.json: Permission denied"},
     };
     // clang-format on
@@ -470,25 +447,45 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     EXPECT_EQ(NumberOf(Open("damaged").get(), "kept"), 1);
 }
 
-// A boot status lasts while the process that set it lives; one of the runtime database's
-// earlier format, whose setter is unknown, lasts until it is cleared.
-TEST_F(Reliability, ABootStatusEndsWithTheProcessThatSetIt) {
-    setenv("CONFIGSTORE_NAMESPACE", "boot", 1);
-    const Child setter = StartReady({"boot", "boot", "booted"});
-    EXPECT_EQ(Write("boot", "booted", 1, 10, "EXTERNAL"), CS_C_STORE_ERROR);
-    End(setter, SIGKILL);
-    EXPECT_EQ(Write("boot", "booted", 2, 10, "EXTERNAL"), CS_C_OK);
-    Sql(root_ / "run" / "boot.db",
+// A transaction or a boot status that another process holds refuses a write, with the reason
+// logged: a transaction held beyond the busy timeout, a boot status while its setter lives.
+// Killed, the holder leaves its transaction undone and no boot status behind. A boot status of
+// the runtime database's earlier format, whose setter is unknown, lasts until it is cleared.
+TEST_F(Reliability, AHolderRefusesWritesUntilItEnds) {
+    setenv("CONFIGSTORE_NAMESPACE", "held", 1);
+    struct Hold {
+        const char* command;
+        const char* context;
+        std::string logged;
+    };
+    const Hold holds[] = {
+        {"hold", "INTERNAL",
+         "configstore: Set: Failed to start transaction: database is locked (SQLite code 5, " +
+             (root_ / "state" / "held.db").string() + ")\n"},
+        {"boot", "EXTERNAL",
+         "configstore: Set: API cannot be invoked with EXTERNAL context during boot\n"}};
+    for (const Hold& hold : holds) {
+        const Child holder = StartReady(std::string(hold.command) + " held booted");
+        EXPECT_EQ(LogOf([&] {
+                      EXPECT_EQ(Write("held", "booted", 1, 5990, hold.context), CS_C_STORE_ERROR);
+                  }),
+                  hold.logged);
+        End(holder, SIGKILL);
+        EXPECT_EQ(Write("held", "booted", 2, 5990, hold.context), CS_C_OK);
+    }
+    EXPECT_EQ(NumberOf(Open("held").get(), "held"), 0);
+    EXPECT_EQ(Sql(root_ / "state" / "held.db", "PRAGMA integrity_check"), "ok");
+    Sql(root_ / "run" / "held.db",
         "DROP TABLE boot; CREATE TABLE boot(key TEXT NOT NULL, grp TEXT NOT NULL,"
         " component TEXT NOT NULL, instance TEXT NOT NULL,"
         " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;"
         " INSERT INTO boot VALUES('booted', 'reliability', 'tests', '');"
         " PRAGMA user_version = 1;",
         true);
-    EXPECT_EQ(Write("boot", "booted", 3, 10, "EXTERNAL"), CS_C_STORE_ERROR);
+    EXPECT_EQ(Write("held", "booted", 3, 5990, "EXTERNAL"), CS_C_STORE_ERROR);
     EXPECT_EQ(SetBootStatus("booted", kGroup, kComponent, nullptr, false), CS_C_OK);
-    EXPECT_EQ(Write("boot", "booted", 4, 10, "EXTERNAL"), CS_C_OK);
-    EXPECT_EQ(Sql(root_ / "run" / "boot.db", "PRAGMA user_version"), "2");
+    EXPECT_EQ(Write("held", "booted", 4, 5990, "EXTERNAL"), CS_C_OK);
+    EXPECT_EQ(Sql(root_ / "run" / "held.db", "PRAGMA user_version"), "2");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
