@@ -4,8 +4,3 @@
 int HeaderCheckUsesCxxDeclarations(ConfigStoreObjectStruct* object) {
     return DestroyConfigStoreObjectInternal(object);
 }
-
-const char* HeaderCheckUsesTheExtensions(int status) {
-    return *ConfigStoreCLastError() != '\0' ? ConfigStoreCLastError()
-                                            : ConfigStoreCStatusName(status);
-}

@@ -1,10 +1,10 @@
 /* A process of its own that writes a store while the reliability tests kill it or race it.
  *
- *   store_child crash NAMESPACE FIRST    numbered writes FIRST, FIRST+1, ... of every kind
- *                                        (WriteKind below), each number printed once committed
- *   store_child first NAMESPACE KEY      increments "counter" in a transaction, then writes KEY
- *   store_child hold NAMESPACE           opens a transaction, writes, prints "held", sleeps
- *   store_child boot NAMESPACE KEY       marks KEY booting, prints "booting", sleeps
+ *   store_child crash NAMESPACE FIRST  numbered writes FIRST, FIRST+1, ... (WriteNumbered), each
+ *                                      number printed once committed
+ *   store_child first NAMESPACE KEY    increments "counter" in a transaction, then writes KEY
+ *   store_child hold NAMESPACE         opens a transaction, writes, prints "ready", sleeps
+ *   store_child boot NAMESPACE KEY     marks KEY booting, prints "ready", sleeps
  *   store_child read NAMESPACE KEY[/INSTANCE] GROUP COMPONENT NAME...
  *       prints int values: "NAME=VALUE", "NAME=VALUE default", "NAME absent" or "NAME status N";
  *       NAME SUBKEY/SUBINSTANCE/VALUE is a sub-object's value ("dns//port" for a singleton)
@@ -18,8 +18,6 @@
 
 #include "configstorec.h"
 
-#define GROUP "reliability"
-#define COMPONENT "tests"
 #define CHECK(call)                             \
     do {                                        \
         const ConfigStoreCStatus status = call; \
@@ -30,40 +28,37 @@ static ConfigStoreStruct* store;
 
 /* The document of write number n: the number, and a text of it spanning a few pages. */
 static ConfigStoreObjectStruct* Numbered(const char* key, const char* instance, long n) {
-    static char text[6000], document[6100];
-    const int length = snprintf(text, 32, "%ld.", n);
-    int at = length;
-    for (; at + length < (int)sizeof text; at += length) memcpy(text + at, text, length);
-    text[at] = '\0';
-    snprintf(document, sizeof document, "{\"n\": %ld, \"text\": \"%s\"}", n, text);
+    char document[6100];
+    int at = snprintf(document, sizeof document, "{\"n\": %ld, \"text\": \"", n);
+    while (at < 6000) at += snprintf(document + at, sizeof document - at, "%ld.", n);
+    snprintf(document + at, sizeof document - at, "\"}");
     ConfigStoreObjectStruct* object = NULL;
-    CHECK(CreateObject(key, GROUP, COMPONENT, instance, document, &object));
+    CHECK(CreateObject(key, "reliability", "tests", instance, document, &object));
     return object;
 }
 
-/* Writes `object` with the write `kind` names and releases it. */
-static void Write(const char* kind, ConfigStoreObjectStruct* object) {
-    if (strcmp(kind, "set") == 0) CHECK(Set(store, object, "EXTERNAL"));
-    if (strcmp(kind, "update") == 0) CHECK(Update(store, object, "INTERNAL"));
-    if (strcmp(kind, "user") == 0) CHECK(SetUserData(store, object, "EXTERNAL"));
-    if (strcmp(kind, "vital") == 0) CHECK(SetVitalData(store, object));
-    if (strcmp(kind, "cached") == 0) CHECK(SetCachedData(store, object));
+/* Writes `object` with write `kind`, 0 to 4: set, update, user, vital, cached; releases it. */
+static void Write(int kind, ConfigStoreObjectStruct* object) {
+    CHECK(kind == 0   ? Set(store, object, "EXTERNAL")
+          : kind == 1 ? Update(store, object, "INTERNAL")
+          : kind == 2 ? SetUserData(store, object, "EXTERNAL")
+          : kind == 3 ? SetVitalData(store, object)
+                      : SetCachedData(store, object));
     DestroyConfigStoreObject(object);
 }
 
-/* Write n % 7: one of each single write, a transaction over four classes, a list. The test
+/* Write n % 7: one of each kind of Write, a transaction over four classes, a list. The test
  * reads the same objects (ReliabilityTest.cpp). */
 static void WriteNumbered(long n) {
-    static const char* const singles[] = {"set", "update", "user", "vital", "cached"};
+    static const char* const keys[] = {"set", "update", "user", "vital", "cached"};
     const int kind = (int)(n % 7);
     if (kind < 5) {
-        Write(singles[kind], Numbered(singles[kind], NULL, n));
+        Write(kind, Numbered(keys[kind], NULL, n));
     } else if (kind == 5) {
         CHECK(BeginTransaction(store));
         for (int i = 0; i < 4; ++i) {
-            char key[8];
-            snprintf(key, sizeof key, "tx%d", i);
-            Write(singles[i == 0 ? 0 : i + 1], Numbered(key, NULL, n));
+            Write(i == 0 ? 0 : i + 1,
+                  Numbered((const char*[]){"tx0", "tx1", "tx2", "tx3"}[i], NULL, n));
         }
         CHECK(CommitTransaction(store));
     } else {
@@ -73,21 +68,6 @@ static void WriteNumbered(long n) {
         CHECK(SetInstances(store, list, 3, "INTERNAL"));
         for (int i = 0; i < 3; ++i) DestroyConfigStoreObject(list[i]);
     }
-}
-
-/* One read-modify-write of the shared counter: safe in a transaction, which writes at once. */
-static void Increment(void) {
-    CHECK(BeginTransaction(store));
-    ConfigStoreObjectStruct* counter = NULL;
-    long long count = 0;
-    const ConfigStoreCStatus found = Get(store, "counter", GROUP, COMPONENT, NULL, &counter);
-    if (found != CS_C_NOT_FOUND) {
-        CHECK(found);
-        CHECK(GetValueLonglong(counter, "n", &count));
-        DestroyConfigStoreObject(counter);
-    }
-    Write("set", Numbered("counter", NULL, (long)count + 1));
-    CHECK(CommitTransaction(store));
 }
 
 /* Cuts `text` at its first '/': the text after it, or NULL when there is none. */
@@ -103,51 +83,60 @@ static void PrintValue(ConfigStoreObjectStruct* object, char* name) {
     snprintf(label, sizeof label, "%s", name);
     char* instance = CutAtSlash(name);
     char* value = instance != NULL ? CutAtSlash(instance) : NULL;
+    int number = 0;
     ConfigStoreCStatus read = CS_C_OK;
     if (value != NULL) { /* the value of a sub-object, a borrowed handle */
         read = GetSubObject(object, name, instance, &object);
         name = value;
     }
-    int number = 0;
     if (read == CS_C_OK) read = GetValueInt(object, name, &number);
     if (read == CS_C_OK || read == CS_C_VALUE_IS_DEFAULT) {
         printf("%s=%d%s\n", label, number, read == CS_C_OK ? "" : " default");
-    } else if (read == CS_C_NOT_FOUND) {
-        printf("%s absent\n", label);
     } else {
-        printf("%s status %d\n", label, read);
+        printf(read == CS_C_NOT_FOUND ? "%s absent\n" : "%s status %d\n", label, read);
     }
 }
 
 int main(int argc, char** argv) {
     if (argc < 3) return 64;
     CHECK(GetStore(argv[2], &store));
-    if (strcmp(argv[1], "crash") == 0 && argc == 4) {
+    const char* command = argv[1];
+    if (strcmp(command, "crash") == 0 && argc == 4) {
         for (long n = atol(argv[3]);; ++n) {
             WriteNumbered(n);
-            char line[32];
-            if (write(STDOUT_FILENO, line, (size_t)snprintf(line, sizeof line, "%ld\n", n)) < 0)
-                return 1;
+            printf("%ld\n", n);
+            fflush(stdout);
         }
-    }
-    if (strcmp(argv[1], "first") == 0 && argc == 4) {
-        Increment();
-        Write("set", Numbered(argv[3], NULL, 1));
-    } else if (strcmp(argv[1], "boot") == 0 && argc == 4) {
-        CHECK(SetBootStatus(argv[3], GROUP, COMPONENT, NULL, true));
-        printf("booting\n");
-        fflush(stdout);
-        pause();
-    } else if (strcmp(argv[1], "read") == 0 && argc >= 6) {
+    } else if (strcmp(command, "first") == 0 && argc == 4) {
+        /* A read-modify-write of the shared counter: safe in a transaction, which writes at once.
+         */
+        CHECK(BeginTransaction(store));
+        ConfigStoreObjectStruct* counter = NULL;
+        long long count = 0;
+        const ConfigStoreCStatus found =
+            Get(store, "counter", "reliability", "tests", NULL, &counter);
+        if (found != CS_C_NOT_FOUND) {
+            CHECK(found);
+            CHECK(GetValueLonglong(counter, "n", &count));
+            DestroyConfigStoreObject(counter);
+        }
+        Write(0, Numbered("counter", NULL, (long)count + 1));
+        CHECK(CommitTransaction(store));
+        Write(0, Numbered(argv[3], NULL, 1));
+    } else if (strcmp(command, "read") == 0 && argc >= 6) {
         ConfigStoreObjectStruct* object = NULL;
         const char* instance = CutAtSlash(argv[3]);
         CHECK(Get(store, argv[3], argv[4], argv[5], instance, &object));
         for (int i = 6; i < argc; ++i) PrintValue(object, argv[i]);
         DestroyConfigStoreObject(object);
-    } else if (strcmp(argv[1], "hold") == 0) {
+    } else if (strcmp(command, "hold") == 0) {
         CHECK(BeginTransaction(store));
-        Write("set", Numbered("held", NULL, 1));
-        printf("held\n");
+        Write(0, Numbered("held", NULL, 1));
+    } else if (strcmp(command, "boot") == 0 && argc == 4) {
+        CHECK(SetBootStatus(argv[3], "reliability", "tests", NULL, true));
+    }
+    if (strcmp(command, "hold") == 0 || strcmp(command, "boot") == 0) {
+        printf("ready\n");
         fflush(stdout);
         pause();
     }
