@@ -24,60 +24,31 @@ TEST_F(Store, NullNamesTheEnginesOwnDefaultNamespaceAndNoStoreIsNotFound) {
     EXPECT_EQ(store, nullptr);
 }
 
-TEST_F(Store, FetchesHandOutANewTopLevelHandleOrNull) {
-    using Fetch = int (*)(ConfigStoreStruct*, const char*, const char*, const char*, const char*,
-                          ConfigStoreObjectStruct**);
-    const std::pair<const char*, Fetch> fetches[] = {
-        {"ConfigStore::Get", Get},
-        {"ConfigStore::GetDefaultConfig", GetDefaultConfig},
-        {"GetDesiredUserConfig",
-         [](ConfigStoreStruct*, const char* k, const char* g, const char* c, const char* i,
-            ConfigStoreObjectStruct** o) { return GetDesiredUserConfig(k, g, c, i, o); }}};
-    const auto found = MakeObject("k");
-    for (const auto& [operation, fetch] : fetches) {
-        SCOPED_TRACE(operation);
-        ConfigStoreObjectStruct* object = object_;
-        EXPECT_EQ(fetch(store_, "", "", "", nullptr, &object), CS_C_NOT_FOUND);
-        EXPECT_EQ(object, nullptr);
-        enginedouble::Answer(operation, found);
-        ASSERT_EQ(fetch(store_, "k", "g", "c", "i7", &object), CS_C_OK);
-        EXPECT_EQ(object->engineObject, found);
-        EXPECT_TRUE(object->isTopLevel);
-        EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
-        EXPECT_EQ(CallsTo(operation).at(1).args[0], "k|g|c|i7");
-    }
-    ExpectLog({});
-}
-
-TEST_F(Store, ListReadsHandOutNewTopLevelHandlesInTheEnginesOrderOrNullAndZero) {
-    using ListRead = std::function<int(ConfigStoreObjectStruct***, int*)>;
-    const std::pair<const char*, ListRead> reads[] = {
-        {"ConfigStore::GetInstances",
-         [&](auto objects, auto count) { return GetInstances(store_, filter_, objects, count); }},
-        {"ConfigStore::GetDefaultConfigInstances",
-         [&](auto objects, auto count) {
-             return GetDefaultConfigInstances(store_, filter_, objects, count);
-         }},
-        {"GetDesiredUserConfigInstances", [](auto objects, auto count) {
-             return GetDesiredUserConfigInstances("k", "g", "c", objects, count);
-         }}};
+// A fetch and a list read (each family shares one way of handing out): nothing found is NULL
+// (and 0); found, new top-level handles in the engine's order, for the identity asked.
+TEST_F(Store, ReadsHandOutNewTopLevelHandlesInTheEnginesOrderOrNull) {
     const ObjectList found{MakeObject("k", "1"), MakeObject("k", "2")};
-    for (const auto& [operation, read] : reads) {
-        SCOPED_TRACE(operation);
-        ConfigStoreObjectStruct** objects = &object_;
-        int count = -1;
-        EXPECT_EQ(read(&objects, &count), CS_C_NOT_FOUND);
-        EXPECT_EQ(objects, nullptr);
-        EXPECT_EQ(count, 0);
-        enginedouble::Answer(operation, found);
-        ASSERT_EQ(read(&objects, &count), CS_C_OK);
-        ASSERT_EQ(count, 2);
-        for (int i = 0; i < count; ++i) {
-            EXPECT_EQ(objects[i]->engineObject, found[i]);
-            EXPECT_EQ(DestroyConfigStoreObject(objects[i]), CS_C_OK);
-        }
-        std::free(objects);
+    ConfigStoreObjectStruct* object = object_;
+    EXPECT_EQ(Get(store_, "k", "g", "c", "i7", &object), CS_C_NOT_FOUND);
+    EXPECT_EQ(object, nullptr);
+    enginedouble::Answer("ConfigStore::Get", found[1]);
+    ASSERT_EQ(Get(store_, "k", "g", "c", "i7", &object), CS_C_OK);
+    EXPECT_TRUE(object->isTopLevel && object->engineObject == found[1]);
+    EXPECT_EQ(CallsTo("ConfigStore::Get").at(1).args[0], "k|g|c|i7");
+    EXPECT_EQ(DestroyConfigStoreObject(object), CS_C_OK);
+
+    ConfigStoreObjectStruct** objects = &object_;
+    int count = -1;
+    EXPECT_EQ(GetInstances(store_, filter_, &objects, &count), CS_C_NOT_FOUND);
+    EXPECT_TRUE(objects == nullptr && count == 0);
+    enginedouble::Answer("ConfigStore::GetInstances", found);
+    ASSERT_EQ(GetInstances(store_, filter_, &objects, &count), CS_C_OK);
+    ASSERT_EQ(count, 2);
+    for (int i = 0; i < count; ++i) {
+        EXPECT_TRUE(objects[i]->isTopLevel && objects[i]->engineObject == found[i]);
+        EXPECT_EQ(DestroyConfigStoreObject(objects[i]), CS_C_OK);
     }
+    std::free(objects);
     ExpectLog({});
 }
 

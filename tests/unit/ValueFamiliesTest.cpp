@@ -1,6 +1,7 @@
-// Every value function on objects and its Fso twin on filter specs, table-driven: argument checks
-// under its own name, the exceptions of its engine operation as its
-// family translates them (and the catch-all for the rest), and the mapping of read statuses.
+// The value functions on objects and their Fso twins on filter specs, one row for each worker
+// and family (the functions of one worker differ only in the value's type): argument checks under
+// the function's own name, the exceptions of its engine operation as its family translates them
+// (and the catch-all for the rest), and the mapping of read statuses.
 #include <type_traits>
 
 #include "DoubleTest.h"
@@ -86,35 +87,18 @@ ValueFunction WriteEntry(const char* name, const char* operation, const Results&
 
 const ValueFunction kReads[] = {
     READS(Int, int, "GetValue(int*)"),
-    READS(Uint16, unsigned short, "GetValue(unsigned short*)"),
-    READS(Uint32, unsigned int, "GetValue(unsigned int*)"),
-    READS(Long, long, "GetValue(long*)"),
-    READS(Longlong, long long, "GetValue(long long*)"),
-    READS(Bool, bool, "GetValue(bool*)"),
-    READS(Double, double, "GetValue(double*)"),
     READS(Str, std::string, "GetValue(string*)"),
     READS(StringArray, std::vector<std::string>, "GetValue(vector<string>*)"),
     READS(Binary, std::string, "GetValueBinary"),
     READS(IntArray, std::vector<int>, "GetValue(vector<int>*)"),
-    READS(DoubleArray, std::vector<double>, "GetValue(vector<double>*)"),
-    READS(LonglongArray, std::vector<long long>, "GetValue(vector<long long>*)"),
     READS(BoolArray, std::vector<bool>, "GetValue(vector<bool>*)"),
 };
 
 const ValueFunction kWrites[] = {
     WRITES(SetValue, Int, "SetValue(int)", kValueWrites),
-    WRITES(SetValue, Uint16, "SetValue(unsigned short)", kValueWrites),
-    WRITES(SetValue, Uint32, "SetValue(unsigned int)", kValueWrites),
-    WRITES(SetValue, Long, "SetValue(long)", kValueWrites),
-    WRITES(SetValue, Longlong, "SetValue(long long)", kValueWrites),
-    WRITES(SetValue, Bool, "SetValue(bool)", kValueWrites),
-    WRITES(SetValue, Double, "SetValue(double)", kValueWrites),
     WRITES(SetValue, Float, "SetValue(float)", kValueWrites),
     WRITES(SetValue, Str, "SetValue(const char*)", kValueWrites),
     WRITES(AppendValue, Int, "AppendValue(int)", kValueAppends),
-    WRITES(AppendValue, Longlong, "AppendValue(long long)", kValueAppends),
-    WRITES(AppendValue, Double, "AppendValue(double)", kValueAppends),
-    WRITES(AppendValue, Bool, "AppendValue(bool)", kValueAppends),
     WRITES(AppendValue, String, "AppendValue(string)", kValueAppends),
     WRITES(SetValue, EmptyList, "SetValueEmptyList", kUntranslated),
     WRITES(SetValue, Binary, "SetValueBinary", kUntranslated),
