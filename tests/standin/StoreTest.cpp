@@ -1,10 +1,14 @@
-// A namespace's store on disk: where its files go. The integration tests hold transactions and
-// threads, the reliability tests the files the store refuses.
+// A namespace's store on disk: where its files go, and threads writing to the one store of a
+// namespace at once. The integration tests hold transactions, the reliability tests the files the
+// store refuses.
 #include <gtest/gtest.h>
+#include <kivconfigstore/ConfigStore.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <numeric>
+#include <thread>
 
 #include "Files.h"
 #include "StandinTest.h"
@@ -28,6 +32,33 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
         struct stat status {};
         ASSERT_EQ(stat(directory.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0700u) << directory;
+    }
+}
+
+// Writes of several threads at once, each on an object of its own: none is lost.
+TEST(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
+    const auto shared = ConfigStore::GetStore(TestName());
+    std::vector<int> expected(25);
+    std::iota(expected.begin(), expected.end(), 0);
+    const std::string keys[] = {"0", "1", "2", "3"};
+    std::vector<std::thread> threads;
+    for (const std::string& key : keys) {
+        threads.emplace_back([&, nameSpace = TestName()] {
+            const auto store = ConfigStore::GetStore(nameSpace);
+            EXPECT_EQ(store, shared);
+            auto object = CreateObject({key, "group", "component", ""}, "");
+            for (const int i : expected) {
+                object->AppendValue("writes", i);
+                i % 2 == 0 ? store->Set(object, EXTERNAL) : store->Update(object, INTERNAL);
+                object = store->Get(object->objectId);
+            }
+        });
+    }
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        threads[i].join();
+        std::vector<int> writes;
+        EXPECT_EQ(shared->Get({keys[i], "group", "component", ""})->GetValue("writes", &writes), 1);
+        EXPECT_EQ(writes, expected) << "key " << keys[i];
     }
 }
 
