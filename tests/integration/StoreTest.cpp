@@ -154,9 +154,6 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
     char *k = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
     ASSERT_EQ(GetConfigStoreObjectId(object.get(), &k, &component, &group, &instance), CS_C_OK);
     EXPECT_EQ(std::string(k) + component + group + instance, key + kComponent + kGroup + id);
-    ASSERT_EQ(Set(store.get(), object.get(), nullptr), CS_C_OK);
-    Fetch(store.get(), key, CS_C_NOT_FOUND);  // the identity without the instance id
-    EXPECT_EQ(ReadBack(nameSpace, key + "/" + id, "a"), "a=1\n");
     for (char* text : {id, other, k, component, group, instance}) std::free(text);
 }
 

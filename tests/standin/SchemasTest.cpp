@@ -55,6 +55,7 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
+        {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
     };
