@@ -48,8 +48,7 @@ TEST(InstanceLists, FilterSpecsSelectExactlyTheMatchingObjects) {
 }
 
 // network/interfaces/interface: instances, defaults {"enabled": true, "mtu": 1500}, version 1.0;
-// system/time/clock: a singleton, defaults {"timezone": "UTC", "ntp": true}, version 2.1. What
-// they refuse is among the engine failures of StoreTest.
+// system/time/clock: a singleton, defaults {"timezone": "UTC", "ntp": true}, version 2.1.
 TEST(SchemaFiles, GiveVersionsAndDefaults) {
     const Store store = Open("SchemaFiles");
     ConfigStoreStruct* const s = store.get();

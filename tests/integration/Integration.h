@@ -72,15 +72,6 @@ inline std::string Listed(ConfigStoreObjectStruct** objects, int count, const ch
     return text;
 }
 
-// The exchange document of what `filter` selects in the default namespace.
-inline std::string Exported(FilterSpecObjectStruct* filter) {
-    char* document = nullptr;
-    EXPECT_EQ(Export(&filter, 1, &document), CS_C_OK);
-    const std::string text = document != nullptr ? document : "";
-    free(document);
-    return text;
-}
-
 // Runs `call`, expecting `status` and, unless `line` is empty, `line` in the log. The library's
 // last error is then the last line logged, without the engine's prefix: empty after a success.
 inline void ExpectLogged(const std::function<int()>& call, int status, const std::string& line) {

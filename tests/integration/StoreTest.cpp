@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <regex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -52,7 +51,7 @@ protected:
 };
 
 // The store writes of single objects and of lists, in each context; `external` ones record the
-// desired configuration and are refused during boot, `durable` ones count as versions. Update
+// desired configuration, `durable` ones count as versions. Update
 // merges what changed, Set and SetInstances replace the configuration. The library's list
 // workers are called directly too, named as themselves in the log.
 TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
@@ -69,9 +68,7 @@ TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
         WRITE(Set(s, o, "EXTERNAL"), true, true),
         WRITE(Set(s, o, "INTERNAL"), false, true),
         WRITE(Update(s, o, "EXTERNAL"), true, true),
-        WRITE(Update(s, o, "INTERNAL"), false, true),
         WRITE(SetUserData(s, o, "EXTERNAL"), true, true),
-        WRITE(SetUserData(s, o, "INTERNAL"), false, true),
         WRITE(SetVitalData(s, o), false, true),
         WRITE(SetCachedData(s, o), false, false),
         WRITE(SetInstances(s, &o, 1, "EXTERNAL"), true, true),
@@ -87,6 +84,15 @@ TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
 
     const Store global = Open("global");  // where boot status and desired configuration live
     const char* const instance = "i";     // lists hold instances only
+    // The boot status of an identity refuses its EXTERNAL writes, not others, until it is
+    // cleared; the log line names the function as every failure's line does.
+    const Object booting = Make(key, instance, "{}");
+    ASSERT_EQ(SetBootStatus(key.c_str(), kGroup, kComponent, instance, true), CS_C_OK);
+    EXPECT_EQ(Set(global.get(), booting.get(), "INTERNAL"), CS_C_OK);
+    ExpectLogged([&] { return Set(global.get(), booting.get(), "EXTERNAL"); }, CS_C_STORE_ERROR,
+                 "configstore: Set: API cannot be invoked with EXTERNAL context during boot");
+    ASSERT_EQ(SetBootStatus(key.c_str(), kGroup, kComponent, instance, false), CS_C_OK);
+    EXPECT_EQ(Set(global.get(), booting.get(), "EXTERNAL"), CS_C_OK);
     for (std::size_t row = 0; row < std::size(writes); ++row) {
         const StoreWrite& write = writes[row];
         SCOPED_TRACE(write.call);
@@ -97,16 +103,7 @@ TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
         ASSERT_EQ(Set(global.get(), Make(k, instance, "{\"old\": 1}").get(), "INTERNAL"), CS_C_OK);
         const bool replaces = function == "Set" || function == "SetInstances";
         const Object object = Make(k, instance, ("{\"n\": " + n + "}").c_str());
-        const auto run = [&] { return write.write(global.get(), object.get()); };
-        ASSERT_EQ(SetBootStatus(k, kGroup, kComponent, instance, true), CS_C_OK);
-        if (write.external) {  // refused during boot, and stored once it is over
-            ExpectLogged(run, CS_C_STORE_ERROR,
-                         "configstore: " + function +
-                             ": API cannot be invoked with EXTERNAL context during boot");
-            EXPECT_EQ(ReadBack("global", rowKey + "/i", "n"), "n absent\n");
-            ASSERT_EQ(SetBootStatus(k, kGroup, kComponent, instance, false), CS_C_OK);
-        }
-        ASSERT_EQ(run(), CS_C_OK);
+        ASSERT_EQ(write.write(global.get(), object.get()), CS_C_OK);
         char* version = nullptr;
         ASSERT_EQ(GetVersion(object.get(), &version), CS_C_OK);
         EXPECT_EQ(std::strcmp(version, "0") != 0, write.durable) << version;
@@ -152,16 +149,11 @@ TEST_F(StoreTest, InstanceIdsAreFreshUuidsThatNameTheirObject) {
     char *id = nullptr, *other = nullptr;
     ASSERT_EQ(GenerateInstanceId(&id), CS_C_OK);
     ASSERT_EQ(GenerateInstanceId(&other), CS_C_OK);
-    const std::regex uuid4("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
-    EXPECT_TRUE(std::regex_match(id, uuid4)) << id;  // a random UUID in lower case
-    EXPECT_STRNE(id, other);
+    EXPECT_STRNE(id, other);  // csctl's tests check the form
     const Object object = Make(key, id, R"({"a":1})");
     char *k = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
     ASSERT_EQ(GetConfigStoreObjectId(object.get(), &k, &component, &group, &instance), CS_C_OK);
     EXPECT_EQ(std::string(k) + component + group + instance, key + kComponent + kGroup + id);
-    ASSERT_EQ(Set(store.get(), object.get(), nullptr), CS_C_OK);
-    Fetch(store.get(), key, CS_C_NOT_FOUND);  // the identity without the instance id
-    EXPECT_EQ(ReadBack(nameSpace, key + "/" + id, "a"), "a=1\n");
     for (char* text : {id, other, k, component, group, instance}) std::free(text);
 }
 
@@ -221,10 +213,9 @@ TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
     ASSERT_EQ(Set(chosen.get(), Make(key, nullptr, "{\"a\": 1}").get(), nullptr), CS_C_OK);
     Fetch(store.get(), key);
     Fetch(Open("global").get(), key);
+    // csctl's tests export the namespace the environment names; one no namespace may have is
+    // refused.
     const Filter filter = MakeFilter(key.c_str(), "", "");
-    EXPECT_NE(Exported(filter.get()).find(key), std::string::npos);
-    unsetenv("CONFIGSTORE_NAMESPACE");
-    EXPECT_EQ(Exported(filter.get()).find(key), std::string::npos);
     FilterSpecObjectStruct* filters[] = {filter.get()};
     setenv("CONFIGSTORE_NAMESPACE", ".hidden", 1);
     char* refused = nullptr;
@@ -232,29 +223,20 @@ TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
-// Representative failures of each family, with the line the library logs under its name. Schemas
-// come from the repository's examples: interface has instances and validates mtu, clock is a
-// singleton.
+// Representative failures of each family, with the line the library logs under its name (csctl's
+// tests show a validation failure's). The repository's examples give interface instances.
 TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
     ConfigStoreStruct *s = store.get(), *opened = nullptr;
     ConfigStoreObjectStruct* made = nullptr;  // no output is handed out on failure
-    ConfigStoreObjectStruct** none = nullptr;
-    int count = 0;
-    const Object bad = Make("interface", "eth2", R"({"mtu":"big"})", "interfaces", "network");
-    const Filter clocks = MakeFilter("clock", "time", "system");
     // clang-format off
 #define ROW(call, status, line) {#call, [&] { return call; }, status, line}
     // clang-format on
     const std::tuple<const char*, std::function<int()>, int, std::string> rows[] = {
         // Control characters of a caller's text are escaped: no line of its own.
         ROW(GetStore("a\nb", &opened), CS_C_STORE_ERROR, "Failed to open database 'a\\nb'"),
-        ROW(Set(s, bad.get(), nullptr), CS_C_VALIDATION_ERROR, "Validation Error: '/mtu' "),
         ROW(CreateObject("interface", "interfaces", "network", nullptr, "", &made),
             CS_C_INVALID_ARGUMENT,
             "Non-Singleton object should contain instanceId: network/interfaces/interface"),
-        ROW(GetInstances(s, clocks.get(), &none, &count), CS_C_INVALID_ARGUMENT,
-            "Non-Singleton API called for singleton object: system/time/clock"),
-        ROW(CommitTransaction(s), CS_C_STORE_ERROR, "Failed to commit transaction: no transaction"),
         ROW(CancelTransaction(s), CS_C_STORE_ERROR, "Failed to cancel transaction: no transaction"),
         ROW(BeginTransaction(s), CS_C_OK, ""),
         // The worker behind the transaction functions, under the caller's name.
@@ -267,7 +249,7 @@ TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
         const std::string function(name, std::strchr(name, '('));
         ExpectLogged(call, status, line.empty() ? "" : "configstore: " + function + ": " + line);
     }
-    EXPECT_TRUE(opened == nullptr && made == nullptr && none == nullptr);
+    EXPECT_TRUE(opened == nullptr && made == nullptr);
 }
 
 // ConfigStoreCLastError is the calling thread's own: another thread's failure neither shows nor

@@ -37,28 +37,25 @@ static ConfigStoreObjectStruct* Numbered(const char* key, const char* instance, 
     return object;
 }
 
-/* Writes `object` with write `kind`, 0 to 4: set, update, user, vital, cached; releases it. */
+/* Writes `object` with write `kind`, 0 to 3: set, user, vital, cached; releases it. */
 static void Write(int kind, ConfigStoreObjectStruct* object) {
     CHECK(kind == 0   ? Set(store, object, "EXTERNAL")
-          : kind == 1 ? Update(store, object, "INTERNAL")
-          : kind == 2 ? SetUserData(store, object, "EXTERNAL")
-          : kind == 3 ? SetVitalData(store, object)
+          : kind == 1 ? SetUserData(store, object, "EXTERNAL")
+          : kind == 2 ? SetVitalData(store, object)
                       : SetCachedData(store, object));
     DestroyConfigStoreObject(object);
 }
 
-/* Write n % 7: one of each kind of Write, a transaction over four classes, a list. The test
- * reads the same objects (ReliabilityTest.cpp). */
+/* Write n % 4: a Set, cached data, a transaction over four classes, a list. The test reads the
+ * same objects (ReliabilityTest.cpp). */
 static void WriteNumbered(long n) {
-    static const char* const keys[] = {"set", "update", "user", "vital", "cached"};
-    const int kind = (int)(n % 7);
-    if (kind < 5) {
-        Write(kind, Numbered(keys[kind], NULL, n));
-    } else if (kind == 5) {
+    const int kind = (int)(n % 4);
+    if (kind < 2) {
+        Write(kind * 3, Numbered(kind == 0 ? "set" : "cached", NULL, n));
+    } else if (kind == 2) {
         CHECK(BeginTransaction(store));
         for (int i = 0; i < 4; ++i) {
-            Write(i == 0 ? 0 : i + 1,
-                  Numbered((const char*[]){"tx0", "tx1", "tx2", "tx3"}[i], NULL, n));
+            Write(i, Numbered((const char*[]){"tx0", "tx1", "tx2", "tx3"}[i], NULL, n));
         }
         CHECK(CommitTransaction(store));
     } else {

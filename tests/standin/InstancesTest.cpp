@@ -43,15 +43,11 @@ TEST_F(Instances, FiltersSelectByIdentityAndEqualValuesInSqlAndInMemoryAlike) {
         {Id("port", "if", c), "{}", "port/a port/b port/c"},
         {Id("", "if", c), "{}", "port/a port/b port/c route/"},
         {Id("port", "if", c, "b"), "{}", "port/b"},
-        {Id("port", "if", c), R"({"mtu":1500.0})", "port/a port/c"},  // numbers by value
-        {Id("port", "if", c), R"({"up":true})", "port/a"},            // true is not 1
-        {Id("port", "if", c), R"({"tags":["x"]})", "port/b"},
         {Id("port", "if", c), R"({"name":"uplink","mtu":1500})", "port/a"},
-        {Id("port", "if", c), R"({"absent":null})", ""},
         // Key, group or component open: SQL compares the values before the matcher does.
-        {Id("", "if", c), R"({"mtu":1500.0})", "port/a port/c route/"},
+        {Id("", "if", c), R"({"mtu":1500.0})", "port/a port/c route/"},  // numbers by value
         {Id("", "", c), R"({"mtu":1500,"up":true})", "port/a"},
-        {Id("", "if", c), R"({"up":1})", "port/c"},
+        {Id("", "if", c), R"({"up":1})", "port/c"},  // 1 is not true
         {Id("", "", c), R"({"tags":["x"],"mtu":9000})", "port/b"},
         {Id("", "if", c), R"({"name":"uplink"})", "port/a"},
         {Id("", "if", c, "c"), R"({"up":null})", ""},
@@ -108,7 +104,6 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     const std::string entryFailed = c + "/g/k" + failed;
     // clang-format off
     const std::pair<std::string, std::vector<std::string>> rows[] = {
-        {"{", {unparsed(1, "Missing a name for object member.")}},
         {head + R"(],"objects":[]})", {unparsed(head.size() + 14, "member name 'objects' twice in the object that ends here")}},
         {std::string((64 << 20) + 1, ' '), {failed + "the document is longer than 67108864 bytes (CONFIGSTORE_IMPORT_MAX)"}},
         {R"({"format":"configstore/2","objects":[]})", {failed + "the document's \"format\" is not \"configstore/1\""}},

@@ -42,7 +42,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
         {"defaults", R"({"defaults": []})", ERR_SCHEMA_NOT_FOUND},
         {"reserved", R"({"defaults": {"IS_BOOT": 1}})", ERR_SCHEMA_NOT_FOUND},
-        {"subobjects", R"({"defaults": {"$subObjects": {}}})", ERR_SCHEMA_NOT_FOUND},
         {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
@@ -56,10 +55,8 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
-        {"bad-other-default", R"({"schema": {"patternProperties": {"^n": {}}, "additionalProperties": {"type": "integer"}}, "defaults": {"name": "x", "mtu": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
-        {"required", R"({"schema": {"required": ["name"]}, "defaults": {"mtu": 1}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
     };
     // clang-format on
@@ -86,7 +83,6 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
     const auto first = standin::SchemaOf("changing", "group", "key");
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), first);
     const std::string names[][3] = {{"changing", "..", "changing/group/key"},
-                                    {"", "changing", "group/key"},
                                     {"changing", "group", std::string("key\0", 4)}};
     for (const auto& name : names) {
         EXPECT_EQ(standin::SchemaOf(name[0], name[1], name[2]), nullptr) << name[1];
@@ -107,35 +103,24 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
                                 "additionalProperties": false, "dependencies": {}}})");
     WriteSchema("refs", R"({"schema": {"properties": {"t~/%": {"type": "integer"},
                                                      "tree": {"$ref": "#/definitions/node"},
-                                                     "leaf": {"$ref": "#leaf"},
                                                      "meta": {"$ref": "http://json-schema.org/draft-04/schema#"}},
-                            "definitions": {"l": {"id": "#leaf", "type": "boolean"},
-                                            "node": {"properties": {
+                            "definitions": {"node": {"properties": {
                                 "child": {"$ref": "#/definitions/node"},
                                 "size": {"$ref": "#/properties/t~0~1%25"}}}}}})");
     WriteSchema("others", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}},
                               "additionalProperties": {"type": "string"}}})");
     WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
-        "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}, "mode": {"const": "dhcp"},
-                       "tags": {"contains": {"const": "uplink"}}, "off": false},
-        "propertyNames": {"pattern": "^[a-z]+$"},
-        "if": {"required": ["mode"]}, "then": {"required": ["port"]}}})");
+        "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}}}})");
     // clang-format off
     const struct { const char* component; const char* values; const char* message; } cases[] = {
         {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
         {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
         {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
         {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
-        {"others", R"({"name": "x"})", "'/name' fails the schema's 'patternProperties' at '#'"},
         {"others", R"({"mtu": 1})", "'' fails the schema's 'allOf' at '#'"},
-        {"refs", R"({"leaf": 1})", "'/leaf' fails the schema's 'type' at '#/definitions/l'"},
         {"refs", R"({"meta": {"type": 1}})", "'/meta/type' fails the schema's 'anyOf' at '#/draft-04 meta-schema/properties/type'"},
         {"refs", R"({"tree": {"child": {"size": "x"}}})", "'/tree/child/size' fails the schema's 'type' at '#/properties/t~0~1%'"},
         {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
-        {"draft7", R"({"mode": "static", "port": 1})", "'/mode' fails the schema's 'enum' at '#/properties/mode'"},
-        {"draft7", R"({"tags": ["x"]})", "'/tags' fails the schema's 'allOf' at '#/properties/tags'"},
-        {"draft7", R"({"off": 1})", "'/off' fails the schema's 'not' at '#/properties/off'"},
-        {"draft7", R"({"Upper": 1})", "'' fails the schema's 'allOf' at '#'"},
     };
     // clang-format on
     for (const auto& test : cases) {
