@@ -12,7 +12,7 @@ arm64_packages="libgtest-dev:arm64 libsqlite3-0:arm64 libsqlite3-dev:arm64 libuu
 if [ "$(cat "$root/.unpacked" 2>/dev/null)" != "$arm64_packages" ]; then
     sudo=""
     [ "$(id -u)" -eq 0 ] || sudo="sudo"
-    if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    if ! grep -qx arm64 <<<"$(dpkg --print-foreign-architectures)"; then
         $sudo dpkg --add-architecture arm64
     fi
     $sudo apt-get update -q -o DPkg::Lock::Timeout=600
@@ -37,7 +37,7 @@ for binary in build-aarch64/tests/unit_tests build-aarch64/tests/alloc/allocatio
               build-aarch64/src/libconfigstorec.so build-aarch64/engine-double/libconfigstore.so \
               build-aarch64/standin/libconfigstore.so build-aarch64/tests/standin/standin_tests \
               build-aarch64/tests/integration/integration_tests; do
-    readelf -h "$binary" | grep -q 'Machine: *AArch64' || { echo "not aarch64: $binary"; exit 1; }
+    grep -q 'Machine: *AArch64' <<<"$(readelf -h "$binary")" || { echo "not aarch64: $binary"; exit 1; }
 done
 echo "aarch64 binaries checked"
 

@@ -75,7 +75,9 @@ tests/csctl/csctl-test.sh "$prefix/bin/csctl"
 export CONFIGSTORE_COMPONENTS_DIR=$PWD/examples/components
 run_example() {
     local program=$1 store=$2
-    ldd "$program" | grep -q "libconfigstore.so => $prefix/$libdir/libconfigstore.so" ||
+    # Read whole before matching: grep -q ends at the first match and, under pipefail, the writer's
+    # broken pipe would fail the check.
+    [[ $(ldd "$program") == *"libconfigstore.so => $prefix/$libdir/libconfigstore.so "* ]] ||
         fail "$program does not run on the installed engine"
     CONFIGSTORE_DIR=$store CONFIGSTORE_RUNTIME_DIR=$store/run "$program" write >/dev/null
     CONFIGSTORE_DIR=$store CONFIGSTORE_RUNTIME_DIR=$store/run "$program" read
@@ -105,11 +107,11 @@ mapfile -t files < <(dpkg -L "${packages[@]}" | while read -r file; do [ -d "$fi
 export CONFIGSTORE_DIR=$tmp/store-csctl CONFIGSTORE_RUNTIME_DIR=$tmp/store-csctl/run
 [[ $(/usr/bin/csctl instance-id) =~ ^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$ ]] || fail "csctl instance-id"
 /usr/bin/csctl set eth0 interfaces network mtu=9000
-/usr/bin/csctl get eth0 interfaces network mtu | grep -qw 9000 || fail "csctl get does not read back the MTU"
+[[ $(/usr/bin/csctl get eth0 interfaces network mtu) =~ (^|[^0-9])9000([^0-9]|$) ]] || fail "csctl get does not read back the MTU"
 # shellcheck disable=SC2046  # the flags are words
 cc -std=c11 -Wall -Wextra -Werror examples/interfaces.c $(pkg-config --cflags --libs configstorec) \
     -o "$tmp/usr-interfaces"
-ldd "$tmp/usr-interfaces" | grep -Eq 'libconfigstore.so => (/usr)?/lib/' || fail "the system's engine is not used"
+[[ $(ldd "$tmp/usr-interfaces") =~ libconfigstore.so\ =\>\ (/usr)?/lib/ ]] || fail "the system's engine is not used"
 export CONFIGSTORE_DIR=$tmp/store-usr CONFIGSTORE_RUNTIME_DIR=$tmp/store-usr/run
 "$tmp/usr-interfaces" write >/dev/null
 "$tmp/usr-interfaces" read | diff -u "$tmp/read-cmake" - || fail "interfaces read from /usr differs"
