@@ -140,9 +140,21 @@ TEST(SubObjectHandles, ChangesAreStoredByTheParentsWriteAndSelectParents) {
     ASSERT_EQ(Update(s, router.get(), "INTERNAL"), CS_C_OK);
     EXPECT_EQ(ReadBack("SubObjectHandles", "router", names),
               "id=1\nroute/r1/metric=11\nroute/r2/metric absent\ndns//metric absent\n");
+    EXPECT_EQ(GetSubObject(router.get(), "route", "r2", &got), CS_C_NOT_FOUND);
+    EXPECT_EQ(got, nullptr);
+    EXPECT_EQ(DestroyConfigStoreObject(r1), CS_C_INVALID_ARGUMENT);  // the parent's to release
+
+    // A fetched parent loads its children once; a created one comes after them.
     ConfigStoreObjectStruct* fetched = nullptr;
     ASSERT_EQ(Get(s, "router", kGroup, kComponent, nullptr, &fetched), CS_C_OK);
-    EXPECT_EQ(GetSubObject(fetched, "route", "r1", &got), CS_C_OK);
+    ASSERT_EQ(GetSubObject(fetched, "route", "r1", &r1), CS_C_OK);
+    ASSERT_EQ(CreateSubObject(fetched, "route", "r3", &r2), CS_C_OK);
+    ASSERT_EQ(GetSubObject(fetched, "route", "r1", &got), CS_C_OK);
+    EXPECT_EQ(got, r1);
+    const Filter allRoutes = MakeFilter("route", kGroup, kComponent);
+    ASSERT_EQ(GetSubObjectInstances(fetched, allRoutes.get(), &matches, &count), CS_C_OK);
+    EXPECT_TRUE(count == 2 && matches[0] == r1 && matches[1] == r2);
+    free(matches);
     // The worker behind DestroyConfigStoreObject releases the children with the parent.
     EXPECT_EQ(DestroyConfigStoreObjectInternal(fetched), CS_C_OK);
 
@@ -157,6 +169,7 @@ TEST(SubObjectHandles, ChangesAreStoredByTheParentsWriteAndSelectParents) {
     ASSERT_EQ(SetValueFsoInt(routes, "metric", 11), CS_C_OK);
     ASSERT_EQ(GetSubObjectFilter(parents.get(), "route", nullptr, &cached), CS_C_OK);
     EXPECT_EQ(cached, routes);
+    EXPECT_EQ(DestroyFilterSpecObject(routes), CS_C_INVALID_ARGUMENT);
     EXPECT_EQ(Instances(s, parents.get()), "router/");
     ASSERT_EQ(DeleteSubObjectFilter(parents.get(), "route", nullptr), CS_C_OK);
     EXPECT_EQ(Instances(s, parents.get()), "router/ switch/");
