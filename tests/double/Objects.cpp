@@ -118,11 +118,9 @@ std::string ConfigStoreObject::GetVersion() const {
     return Respond<std::string>("GetVersion", "1.0");
 }
 
-// Sub-object ids are not recorded. Unscripted, a created sub-object or sub-object filter is a new
-// object with its key and instance id.
-std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId& id) {
-    return RespondOr<std::shared_ptr<ConfigStoreObject>>(
-        "CreateSubObject", [&] { return enginedouble::MakeObject(id.key, id.instanceId); });
+// Sub-object ids are not recorded; the binding's cache of sub-objects is tested on the stand-in.
+std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId&) {
+    return Respond<std::shared_ptr<ConfigStoreObject>>("CreateSubObject", nullptr);
 }
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId&) const {
@@ -142,11 +140,8 @@ void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpe
     Enter("DeleteSubObjectInstances", filter);
 }
 
-std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId& id) {
-    return RespondOr<std::shared_ptr<FilterSpecObject>>("CreateSubObjectFilter", [&] {
-        return std::make_shared<FilterSpecObject>(
-            ConfigStoreObjectId(id.key, kEmptyString, kEmptyString, id.instanceId));
-    });
+std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId&) {
+    return Respond<std::shared_ptr<FilterSpecObject>>("CreateSubObjectFilter", nullptr);
 }
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::GetSubObjectFilter(const SubObjectId&) const {
