@@ -21,10 +21,11 @@
 #include <random>
 #include <sstream>
 
-#include "configstorec.h"
+#include "../integration/Integration.h"
 
 namespace {
 
+using namespace integration;  // handles and Open; this suite's objects have their own group
 namespace fs = std::filesystem;
 
 constexpr char kGroup[] = "reliability", kComponent[] = "tests";
@@ -76,18 +77,6 @@ int End(const Child& child, int kill = 0) {
     return status;
 }
 
-using Store = std::unique_ptr<ConfigStoreStruct, decltype(&DestroyStore)>;
-using Object = std::unique_ptr<ConfigStoreObjectStruct, decltype(&DestroyConfigStoreObject)>;
-
-// The store of `nameSpace`; GetStore's status in `status`, or expected to succeed.
-Store Open(const char* nameSpace, int* status = nullptr) {
-    ConfigStoreStruct* store = nullptr;
-    const int opened = GetStore(nameSpace, &store);
-    EXPECT_TRUE(status != nullptr || opened == CS_C_OK) << nameSpace << ": " << opened;
-    if (status != nullptr) *status = opened;
-    return Store(store, DestroyStore);
-}
-
 // The number store_child wrote into an object (KEY or KEY/INSTANCE), 0 when absent, -1 when it
 // cannot be read: a torn document would not parse, and the integrity checks see torn pages.
 long NumberOf(ConfigStoreStruct* store, std::string key) {
@@ -126,34 +115,26 @@ Object Numbered(const char* key, long n, std::size_t size) {
     std::string text;
     while (text.size() < size) text += std::to_string(n) + ".";
     const std::string document = "{\"n\": " + std::to_string(n) + ", \"text\": \"" + text + "\"}";
-    ConfigStoreObjectStruct* object = nullptr;
-    EXPECT_EQ(CreateObject(key, kGroup, kComponent, nullptr, document.c_str(), &object), 0);
-    return Object(object, DestroyConfigStoreObject);
+    return Make(key, nullptr, document.c_str(), kGroup, kComponent);
 }
 
 int Write(const char* nameSpace, const char* key, long n, std::size_t size = 5990,
           const char* context = "INTERNAL") {
-    int status = CS_C_OK;
-    const Store store = Open(nameSpace, &status);
-    return status == CS_C_OK ? Set(store.get(), Numbered(key, n, size).get(), context) : status;
+    return Set(Open(nameSpace).get(), Numbered(key, n, size).get(), context);
 }
 
 // The first value `sql` yields on the SQLite file, or its error; read-only unless `write`.
 std::string Sql(const fs::path& file, const char* sql, bool write = false) {
-    sqlite3* db = nullptr;
+    sqlite3* db = nullptr;  // a handle even when the file does not open, for its message
+    sqlite3_open_v2(file.c_str(), &db, write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY,
+                    nullptr);
+    const auto keepFirst = [](void* first, int, char** values, char**) {
+        auto& text = *static_cast<std::string*>(first);
+        if (text.empty() && values[0] != nullptr) text = values[0];
+        return 0;
+    };
     std::string first;
-    const int flags = write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-    if (sqlite3_open_v2(file.c_str(), &db, flags, nullptr) != SQLITE_OK ||
-        sqlite3_exec(
-            db, sql,
-            [](void* out, int, char** values, char**) {
-                if (static_cast<std::string*>(out)->empty())
-                    *static_cast<std::string*>(out) = values[0] ? values[0] : "";
-                return 0;
-            },
-            &first, nullptr) != SQLITE_OK) {
-        first = sqlite3_errmsg(db);
-    }
+    if (sqlite3_exec(db, sql, keepFirst, &first, nullptr) != SQLITE_OK) first = sqlite3_errmsg(db);
     sqlite3_close(db);
     return first;
 }
@@ -314,8 +295,9 @@ void Overwrite(const fs::path& file, std::size_t at, std::size_t size) {
 }
 
 int OpenStore() {
-    int status = CS_C_OK;
-    Open("damaged", &status);
+    ConfigStoreStruct* store = nullptr;
+    const int status = GetStore("damaged", &store);
+    const Store opened(store, DestroyStore);
     return status;
 }
 
