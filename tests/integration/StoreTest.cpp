@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "Integration.h"
 
@@ -85,12 +84,11 @@ TEST_F(StoreTest, EachWriteStoresItsClassAndContext) {
     const Store global = Open("global");  // where boot status and desired configuration live
     const char* const instance = "i";     // lists hold instances only
     // The boot status of an identity refuses its EXTERNAL writes, not others, until it is
-    // cleared; the log line names the function as every failure's line does.
+    // cleared (the reliability tests pin the refusal's line).
     const Object booting = Make(key, instance, "{}");
     ASSERT_EQ(SetBootStatus(key.c_str(), kGroup, kComponent, instance, true), CS_C_OK);
     EXPECT_EQ(Set(global.get(), booting.get(), "INTERNAL"), CS_C_OK);
-    ExpectLogged([&] { return Set(global.get(), booting.get(), "EXTERNAL"); }, CS_C_STORE_ERROR,
-                 "configstore: Set: API cannot be invoked with EXTERNAL context during boot");
+    EXPECT_EQ(Set(global.get(), booting.get(), "EXTERNAL"), CS_C_STORE_ERROR);
     ASSERT_EQ(SetBootStatus(key.c_str(), kGroup, kComponent, instance, false), CS_C_OK);
     EXPECT_EQ(Set(global.get(), booting.get(), "EXTERNAL"), CS_C_OK);
     for (std::size_t row = 0; row < std::size(writes); ++row) {
@@ -223,33 +221,20 @@ TEST_F(StoreTest, TheEnvironmentNamesTheDefaultNamespace) {
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
-// Representative failures of each family, with the line the library logs under its name (csctl's
-// tests show a validation failure's). The repository's examples give interface instances.
+// A failure is a result code with one log line under the caller's name (the unit tests translate
+// each engine failure): a caller's control characters are escaped, and a worker logs under the
+// name it is given.
 TEST_F(StoreTest, EngineFailuresAreResultCodesWithALogLine) {
-    ConfigStoreStruct *s = store.get(), *opened = nullptr;
-    ConfigStoreObjectStruct* made = nullptr;  // no output is handed out on failure
-    // clang-format off
-#define ROW(call, status, line) {#call, [&] { return call; }, status, line}
-    // clang-format on
-    const std::tuple<const char*, std::function<int()>, int, std::string> rows[] = {
-        // Control characters of a caller's text are escaped: no line of its own.
-        ROW(GetStore("a\nb", &opened), CS_C_STORE_ERROR, "Failed to open database 'a\\nb'"),
-        ROW(CreateObject("interface", "interfaces", "network", nullptr, "", &made),
-            CS_C_INVALID_ARGUMENT,
-            "Non-Singleton object should contain instanceId: network/interfaces/interface"),
-        ROW(CancelTransaction(s), CS_C_STORE_ERROR, "Failed to cancel transaction: no transaction"),
-        ROW(BeginTransaction(s), CS_C_OK, ""),
-        // The worker behind the transaction functions, under the caller's name.
-        ROW(TransactionInternal(s, &Engine::BeginTransaction, "TransactionInternal"),
-            CS_C_STORE_ERROR, "Failed to start transaction: a transaction is already open"),
-        ROW(CommitTransaction(s), CS_C_OK, "")};
-#undef ROW
-    for (const auto& [name, call, status, line] : rows) {
-        SCOPED_TRACE(name);
-        const std::string function(name, std::strchr(name, '('));
-        ExpectLogged(call, status, line.empty() ? "" : "configstore: " + function + ": " + line);
-    }
-    EXPECT_TRUE(opened == nullptr && made == nullptr);
+    ConfigStoreStruct* opened = nullptr;
+    ExpectLogged([&] { return GetStore("a\nb", &opened); }, CS_C_STORE_ERROR,
+                 "configstore: GetStore: Failed to open database 'a\\nb'");
+    ASSERT_EQ(BeginTransaction(store.get()), CS_C_OK);
+    ExpectLogged(
+        [&] { return TransactionInternal(store.get(), &Engine::BeginTransaction, "Worker"); },
+        CS_C_STORE_ERROR,
+        "configstore: Worker: Failed to start transaction: a transaction is already open");
+    EXPECT_EQ(CancelTransaction(store.get()), CS_C_OK);
+    EXPECT_EQ(CancelTransaction(store.get()), CS_C_STORE_ERROR);  // none is open
 }
 
 // ConfigStoreCLastError is the calling thread's own: another thread's failure neither shows nor
@@ -267,7 +252,6 @@ TEST_F(StoreTest, TheLastErrorIsTheThreadsOwnAndStatusesHaveNames) {
     EXPECT_STREQ(ConfigStoreCLastError(), "Get: ConfigStoreCPtr not provided");
     ExpectLogged([&] { return Get(store.get(), "absent", kGroup, kComponent, nullptr, &made); },
                  CS_C_NOT_FOUND, "");
-    EXPECT_EQ(made, nullptr);
 
     std::string names;
     for (int status : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 1102})

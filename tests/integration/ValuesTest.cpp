@@ -109,14 +109,12 @@ TEST(HandleValues, EachFamilyReachesTheEngineOnBothHandlesAndMapsItsOutcomes) {
         EXPECT_EQ(row.objectWrite + " " + row.objectRead, row.expected) << row.write;
         EXPECT_EQ(row.filterWrite + " " + row.filterRead, row.expected) << row.write;
     }
-    // The worker behind both string list reads takes either handle.
-    for (void* handle : {static_cast<void*>(o), static_cast<void*>(f)}) {
-        char** strings = nullptr;
-        int count = 0;
-        EXPECT_EQ(GetValueStringArrayInternal(handle, "ss", &strings, &count, "Worker"), CS_C_OK);
-        EXPECT_EQ(count == 1 ? std::string(strings[0]) : "", "b");
-        EXPECT_EQ(DestroyStringArrayValue(&strings, count), CS_C_OK);
-    }
+    // The worker behind both string list reads (the rows read through it), called directly.
+    char** strings = nullptr;
+    int count = 0;
+    EXPECT_EQ(GetValueStringArrayInternal(f, "ss", &strings, &count, "Worker"), CS_C_OK);
+    EXPECT_EQ(count == 1 ? std::string(strings[0]) : "", "b");
+    EXPECT_EQ(DestroyStringArrayValue(&strings, count), CS_C_OK);
     EXPECT_EQ(DestroyConfigStoreObject(o) + DestroyFilterSpecObject(f), CS_C_OK);
 }
 
