@@ -394,8 +394,8 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
 // A transaction or a boot status that another process holds refuses a write, with the reason
 // logged: a transaction held beyond the busy timeout, a boot status while its setter lives.
 // Killed, the holder leaves no boot status behind (the crash test shows that it leaves its
-// transaction undone). A boot status of
-// the runtime database's earlier format, whose setter is unknown, lasts until it is cleared.
+// transaction undone). A boot status of the runtime database's earlier format, whose setter is
+// unknown, lasts until it is cleared.
 TEST_F(Reliability, AHolderRefusesWritesUntilItEnds) {
     setenv("CONFIGSTORE_NAMESPACE", "held", 1);
     struct Hold {
