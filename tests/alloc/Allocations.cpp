@@ -1,7 +1,9 @@
 #include "Allocations.h"
 
-#include <cstdint>
 #include <cstdlib>
+#include <functional>
+#include <new>
+#include <unordered_set>
 
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
@@ -10,8 +12,6 @@ extern "C" void __libc_free(void* memory);
 
 namespace {
 
-constexpr std::size_t kSlots = 1 << 15;  // an open-addressing set of the blocks alive
-
 bool counting = false;
 int mallocs = 0;
 int callocs = 0;
@@ -19,40 +19,31 @@ int allocationCount = 0;
 int failAt = 0;
 bool failed = false;
 
-char gone;
-void* const kGone = &gone;  // marks a slot whose block was freed
-void* slots[kSlots];
-std::size_t usedSlots = 0;  // live and gone
-int alive = 0;
-bool overflow = false;  // more blocks than the set holds: reported as unfreed
+// The set of the blocks alive allocates past the counting.
+template <class T>
+struct Uncounted {
+    using value_type = T;
+    Uncounted() = default;
+    template <class U>
+    Uncounted(const Uncounted<U>&) {}
+    T* allocate(std::size_t n) { return static_cast<T*>(__libc_malloc(n * sizeof(T))); }
+    void deallocate(T* block, std::size_t) { __libc_free(block); }
+};
+using Blocks = std::unordered_set<void*, std::hash<void*>, std::equal_to<void*>, Uncounted<void*>>;
 
-std::size_t Slot(const void* block) {
-    return (reinterpret_cast<std::uintptr_t>(block) >> 4) * 0x9E3779B97F4A7C15u % kSlots;
+// Made on first use, whenever that is, and never destroyed: free() runs until the process ends.
+Blocks& Alive() {
+    alignas(Blocks) static unsigned char storage[sizeof(Blocks)];
+    static Blocks* blocks = new (storage) Blocks();
+    return *blocks;
 }
 
 void Remember(void* block) {
-    if (block == nullptr) return;
-    if (usedSlots >= kSlots * 3 / 4) {
-        overflow = true;
-        return;
-    }
-    std::size_t i = Slot(block);
-    while (slots[i] != nullptr) i = (i + 1) % kSlots;
-    slots[i] = block;
-    ++usedSlots;
-    ++alive;
+    if (block != nullptr) Alive().insert(block);
 }
 
 bool Forget(void* block) {
-    if (alive == 0 || block == nullptr) return false;
-    for (std::size_t i = Slot(block); slots[i] != nullptr; i = (i + 1) % kSlots) {
-        if (slots[i] == block) {
-            slots[i] = kGone;
-            --alive;
-            return true;
-        }
-    }
-    return false;
+    return block != nullptr && !Alive().empty() && Alive().erase(block) > 0;
 }
 
 // Counts one allocation; false when it is the one to fail.
@@ -99,10 +90,9 @@ extern "C" void free(void* memory) {
 namespace allocations {
 
 void Start() {
-    mallocs = callocs = allocationCount = alive = 0;
-    usedSlots = 0;
-    overflow = failed = false;
-    for (void*& slot : slots) slot = nullptr;
+    mallocs = callocs = allocationCount = 0;
+    failed = false;
+    Alive().clear();
     counting = true;
 }
 
@@ -119,7 +109,7 @@ int Callocs() {
 }
 
 int UnfreedBlocks() {
-    return alive + (overflow ? 1 : 0);
+    return static_cast<int>(Alive().size());
 }
 
 void FailAt(int n) {

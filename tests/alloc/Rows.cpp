@@ -59,13 +59,6 @@ const auto Refused = PREPARE(Import("{", &o.errors, &o.errorCount));
 const auto StringList = PREPARE(GetValueStringArray(h.object, "sl", &o.strings, &o.count));
 const auto SubFilter = PREPARE(CreateSubObjectFilter(h.filter, "blade", nullptr, &o.subFilter));
 
-// Both instances, in the internal context where the write takes one.
-template <class... Context>
-int WriteBoth(Handles& h,
-              int (*write)(ConfigStoreStruct*, ConfigStoreObjectStruct**, int, Context...)) {
-    return write(h.store, h.instances, 2, (static_cast<Context>("INTERNAL"))...);
-}
-
 const Row kRows[] = {
     // Handles
     {ROW(GetStore, nullptr, &o.store), kStore},
@@ -163,11 +156,10 @@ const Row kRows[] = {
     {ROW(Delete, h.store, "fan", "g", "c", nullptr), kStore | kWrites},
     {ROW(DeleteInstances, h.store, h.filter), kStore | kWrites},
     {ROW(SetBootStatus, "fan", "g", "c", nullptr, true), kStore | kWrites},
-    {"SetInstances", CALL(WriteBoth(h, SetInstances)), kStore | kWrites, Change},
-    {"SetUserDataInstances", CALL(WriteBoth(h, SetUserDataInstances)), kStore | kWrites, Change},
-    {"SetVitalDataInstances", CALL(WriteBoth(h, SetVitalDataInstances)), kStore | kWrites, Change},
-    {"SetCachedDataInstances", CALL(WriteBoth(h, SetCachedDataInstances)), kStore | kWrites,
-     Change},
+    {ROW(SetInstances, h.store, h.instances, 2, "INTERNAL"), kStore | kWrites, Change},
+    {ROW(SetUserDataInstances, h.store, h.instances, 2, "INTERNAL"), kStore | kWrites, Change},
+    {ROW(SetVitalDataInstances, h.store, h.instances, 2), kStore | kWrites, Change},
+    {ROW(SetCachedDataInstances, h.store, h.instances, 2), kStore | kWrites, Change},
     {ROW(SetInstancesCInternal, h.store, h.instances, 2, &Engine::SetVitalDataInstances, "Vital"),
      kStore | kWrites, Change},
     {ROW(SetInstancesCInternalContext, h.store, h.instances, 2, &Engine::SetInstances, "INTERNAL",
@@ -199,9 +191,9 @@ const Row kRows[] = {
     {ROW(Export, &h.filter, 1, &o.text), kStore},
 
     // Sub-objects and sub-object filters
-    {ROW(CreateSubObject, h.object, "blade", "3", &o.child), kStore | kLoadsBlades},
+    {ROW(CreateSubObject, h.object, "blade", "3", &o.child), kStore},
     {ROW(GetSubObject, h.object, "blade", "2", &o.child), kStore | kNullChild},
-    {ROW(GetSubObjectInstances, h.object, h.blades, &o.children, &o.count), kStore | kLoadsBlades},
+    {ROW(GetSubObjectInstances, h.object, h.blades, &o.children, &o.count), kStore},
     {ROW(DeleteSubObject, h.object, "blade", "1")},
     {ROW(DeleteSubObjectInstances, h.object, h.blades)},
     {ROW(CreateSubObjectFilter, h.filter, "blade", "1", &o.subFilter), kStore},

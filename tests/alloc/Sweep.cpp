@@ -17,7 +17,6 @@
 #include <cstring>
 #include <fstream>
 #include <set>
-#include <tuple>
 #include <vector>
 
 #include "Allocations.h"
@@ -36,13 +35,6 @@ extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
 namespace sweep {
 namespace {
 
-// Every output, pointers by address.
-auto Fields(const Outputs& o) {
-    return std::tie(o.text, o.parts[0], o.parts[1], o.parts[2], o.parts[3], o.strings, o.ints,
-                    o.doubles, o.longs, o.bools, o.bytes, o.store, o.object, o.child, o.objects,
-                    o.children, o.filter, o.subFilter, o.errors, o.size, o.count, o.errorCount);
-}
-
 // The outputs a failed call may leave: those it found, or what the row documents instead.
 void ExpectKept(const Row& row, Outputs after, const Outputs& before) {
     if ((row.flags & kEmptyText) && after.text != before.text) {
@@ -51,7 +43,7 @@ void ExpectKept(const Row& row, Outputs after, const Outputs& before) {
     }
     if ((row.flags & kNullChild) && after.child == nullptr) after.child = before.child;
     if (after.count == 0) after.count = before.count;  // a list's count may be reset
-    EXPECT_TRUE(Fields(after) == Fields(before)) << "outputs changed";
+    EXPECT_EQ(std::memcmp(&after, &before, sizeof after), 0) << "outputs changed";
 }
 
 struct Counts {
@@ -74,14 +66,11 @@ Counts SweepRow(Standin& engine, const Row& row, const std::string& base, int st
     engine.Close(h);
     const std::string changed = row.flags & kWrites ? engine.Stored() : base;
     // The cache with every "blade" loaded, as a failed call may leave it.
-    std::string loaded = "no loading";
-    if (row.flags & kLoadsBlades) {
-        engine.Open(h);
-        ConfigStoreObjectStruct* blade = nullptr;
-        GetSubObject(h.object, "blade", "1", &blade);
-        loaded = engine.Caches(h);
-        engine.Close(h);
-    }
+    engine.Open(h);
+    ConfigStoreObjectStruct* blade = nullptr;
+    GetSubObject(h.object, "blade", "1", &blade);
+    const std::string loaded = engine.Caches(h);
+    engine.Close(h);
 
     for (int n = 1;; n += step) {
         SCOPED_TRACE(testing::Message() << row.function << ", allocation " << n);
@@ -95,10 +84,6 @@ Counts SweepRow(Standin& engine, const Row& row, const std::string& base, int st
         allocations::Stop();
         if (!allocations::Failed()) {
             EXPECT_EQ(result, success);
-            // A success empties the line that the failed run before it left.
-            if (result == CS_C_OK) {
-                EXPECT_STREQ(ConfigStoreCLastError(), "");
-            }
             Release(o);
             engine.Close(h);
             return counts;
@@ -109,8 +94,8 @@ Counts SweepRow(Standin& engine, const Row& row, const std::string& base, int st
         } else {
             const bool storeError = result == CS_C_STORE_ERROR && (row.flags & kStore);
             if (result != CS_C_INTERNAL_ERROR && !storeError) ADD_FAILURE() << "status " << result;
-            EXPECT_STRNE(ConfigStoreCLastError(),
-                         "");  // the failure's line, kept without allocating
+            // The failure's line, kept without allocating.
+            EXPECT_STRNE(ConfigStoreCLastError(), "");
             ExpectKept(row, o, before);
             const std::string cachesAfter = engine.Caches(h);
             EXPECT_TRUE(cachesAfter == caches || cachesAfter == loaded) << cachesAfter;
@@ -127,10 +112,6 @@ Counts SweepRow(Standin& engine, const Row& row, const std::string& base, int st
                 << "neither the old nor the new content:\n"
                 << stored;
         }
-        if (n > 100000) {
-            ADD_FAILURE() << "the call never stops allocating";
-            return counts;
-        }
     }
 }
 
@@ -138,13 +119,9 @@ Counts SweepRow(Standin& engine, const Row& row, const std::string& base, int st
 // The child's log lines are silenced: every failure writes one.
 void Sweep(Standin& engine) {
     Counts total;
-    int functions = 0, crashes = 0;
-    int count = 0;
+    int functions = 0, crashes = 0, count = 0;
     const Row* rows = Rows(&count);
-    Handles h;
-    engine.Open(h);
     GetValueInt(nullptr, "", nullptr);  // the first log line sets the log up
-    engine.Close(h);
     const std::string base = engine.Stored();
     const char* only = std::getenv("ALLOC_SWEEP_ROWS");  // a substring of the functions to run
     // Every allocation by default; every n-th where runs are slow (tests/alloc/CMakeLists.txt).

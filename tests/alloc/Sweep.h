@@ -65,11 +65,10 @@ struct Scalars {
 };
 
 enum Flags {
-    kStore = 1,         // the call reaches the store: CS_C_STORE_ERROR is a documented failure
-    kWrites = 2,        // the call changes the store: its content is checked after each failure
-    kEmptyText = 4,     // a failed read may hand out the empty string
-    kNullChild = 8,     // a failed read sets the child handle to NULL
-    kLoadsBlades = 16,  // loads every "blade" into the cache first, which may stay loaded
+    kStore = 1,      // the call reaches the store: CS_C_STORE_ERROR is a documented failure
+    kWrites = 2,     // the call changes the store: its content is checked after each failure
+    kEmptyText = 4,  // a failed read may hand out the empty string
+    kNullChild = 8,  // a failed read sets the child handle to NULL
 };
 
 struct Row {
@@ -82,11 +81,19 @@ struct Row {
 // Every exported function, once.
 const Row* Rows(int* count);
 
-// A populated store in a new directory under `parent`, which the engine is pointed at: "fan" (a
-// value of every type and sub-objects "blade"), "pump" and two instances of "interface".
+// A new directory for a store, which the engine is pointed at, with the schemas of `components`
+// and its log on standard error. On tmpfs when there is one: the store syncs every write, which a
+// disk makes slow.
+std::filesystem::path TemporaryStore(const char* components);
+
+// Export's result for every object, its document in `text`.
+int ExportAll(std::string& text);
+
+// A populated store in a temporary directory: "fan" (a value of every type and sub-objects
+// "blade"), "pump" and two instances of "interface".
 class Standin {
 public:
-    explicit Standin(const std::string& parent = "/tmp");
+    Standin();
     ~Standin();
     Standin(const Standin&) = delete;
     Standin& operator=(const Standin&) = delete;

@@ -10,26 +10,15 @@
 #include "../alloc/Sweep.h"
 #include "FuzzStore.h"
 
-namespace {
-
 constexpr int kMaxCalls = 64;
 
-sweep::Standin* standin = nullptr;
-
-}  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    static sweep::Standin store(FuzzTemporaryParent());
-    standin = &store;
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static sweep::Standin standin;
     FuzzedDataProvider input(data, size);
     int count = 0;
     const sweep::Row* rows = sweep::Rows(&count);
     sweep::Handles h;
-    standin->Open(h);
+    standin.Open(h);
     for (int call = 0; call < kMaxCalls && input.remaining_bytes() > 0; ++call) {
         const sweep::Row& row = rows[input.ConsumeIntegralInRange(0, count - 1)];
         sweep::Outputs o;
@@ -40,6 +29,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::abort();
         sweep::Release(o);
     }
-    standin->Close(h);
+    standin.Close(h);
     return 0;
 }

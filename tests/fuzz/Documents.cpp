@@ -6,24 +6,16 @@
 #include <cstdlib>
 #include <string>
 
+#include "../alloc/Sweep.h"
 #include "FuzzStore.h"
 #include "configstorec.h"
 
 namespace {
 
-// The whole store as an exchange document.
+// The whole store as an exchange document; a store that imported a document exports it.
 std::string ExportAll() {
-    FilterSpecObjectStruct* everything = nullptr;
-    Checked(CreateFilterSpecObject("", "", "", nullptr, &everything));
-    char* document = nullptr;
-    const ConfigStoreCStatus status = Checked(Export(&everything, 1, &document));
-    Checked(DestroyFilterSpecObject(everything));
-    if (status != CS_C_OK) {
-        std::fprintf(stderr, "Export of an imported store failed: %d\n", status);
-        std::abort();
-    }
-    std::string text = document;
-    std::free(document);
+    std::string text;
+    if (Checked(static_cast<ConfigStoreCStatus>(sweep::ExportAll(text))) != CS_C_OK) std::abort();
     return text;
 }
 
@@ -38,16 +30,11 @@ void CheckRoundTrip(const char* document) {
     }
 }
 
-struct Identity {
-    const char* key;
-    const char* group;
-    const char* component;
-    const char* instanceId;
-};
-// A multi-instance and a singleton identity with schemas, and one without.
-constexpr Identity kIdentities[] = {{"interface", "interfaces", "network", "eth0"},
-                                    {"clock", "time", "system", nullptr},
-                                    {"k", "g", "c", nullptr}};
+// Key, group, component and instance id: a multi-instance and a singleton identity with schemas,
+// and one without.
+constexpr const char* kIdentities[][4] = {{"interface", "interfaces", "network", "eth0"},
+                                          {"clock", "time", "system", nullptr},
+                                          {"k", "g", "c", nullptr}};
 
 }  // namespace
 
@@ -60,8 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string document(reinterpret_cast<const char*>(data), size);
     CheckRoundTrip(document.c_str());
     EmptyFuzzStore();
-    const Identity& id = kIdentities[size % std::size(kIdentities)];
-    CreateAndWrite(document.c_str(), id.key, id.group, id.component, id.instanceId);
+    const auto& id = kIdentities[size % std::size(kIdentities)];
+    CreateAndWrite(document.c_str(), id[0], id[1], id[2], id[3]);
     EmptyFuzzStore();
     return 0;
 }

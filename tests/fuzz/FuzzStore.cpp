@@ -1,38 +1,15 @@
 #include "FuzzStore.h"
 
-#include <unistd.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
-namespace {
+#include "../alloc/Sweep.h"
 
-std::filesystem::path storeRoot;
-
-}  // namespace
-
-std::string FuzzTemporaryParent() {
-    if (access("/dev/shm", W_OK) == 0) return "/dev/shm";
-    const char* tmp = std::getenv("TMPDIR");
-    return tmp != nullptr && *tmp != '\0' ? tmp : "/tmp";
-}
+static std::filesystem::path storeRoot;
 
 std::string SetUpFuzzStore() {
-    std::string pattern = FuzzTemporaryParent() + "/configstore-fuzz-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        std::perror("mkdtemp");
-        std::abort();
-    }
-    storeRoot = pattern;
-    setenv("CONFIGSTORE_DIR", (storeRoot / "state").c_str(), 1);
-    setenv("CONFIGSTORE_RUNTIME_DIR", (storeRoot / "run").c_str(), 1);
-    setenv("CONFIGSTORE_COMPONENTS_DIR", FUZZ_COMPONENTS_DIR, 1);
-    unsetenv("CONFIGSTORE_NAMESPACE");
-    // Failures are logged by the thousand: to standard error, which scripts/fuzz.sh has
-    // libFuzzer close (-close_fd_mask=2); syslog would fill the host's journal.
-    setenv("CONFIGSTORE_LOG", "stderr", 1);
+    storeRoot = sweep::TemporaryStore(COMPONENTS_DIR);
     std::atexit([] {
         std::error_code ignored;
         std::filesystem::remove_all(storeRoot, ignored);

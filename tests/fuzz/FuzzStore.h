@@ -7,10 +7,6 @@
 
 #include "configstorec.h"
 
-// The directory to make stores in: tmpfs when there is one, as the store syncs every write, which a
-// disk makes slow.
-std::string FuzzTemporaryParent();
-
 // Points the stand-in engine at a new temporary store and at the example schemas; removes the
 // directory when the process exits; returns the directory. Call once, from LLVMFuzzerInitialize.
 std::string SetUpFuzzStore();
