@@ -38,14 +38,10 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
     const struct { const char* name; std::string text; int code; } files[] = {
         {"syntax", "{\"version\": ", ERR_JSON_FILE_PARSE_FAILED},
         {"array", "[]", ERR_SCHEMA_NOT_FOUND},
-        {"version", R"({"version": 1})", ERR_SCHEMA_NOT_FOUND},
         {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
-        {"defaults", R"({"defaults": []})", ERR_SCHEMA_NOT_FOUND},
         {"reserved", R"({"defaults": {"IS_BOOT": 1}})", ERR_SCHEMA_NOT_FOUND},
-        {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
-        {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
         {"combinator-loop", R"({"schema": {"anyOf": [{"$ref": "#"}]}})", ERR_SCHEMA_NOT_FOUND},
         {"hidden-keyword", R"({"schema": {"default": {"patternProperties": 1}}})", ERR_SCHEMA_NOT_FOUND},
@@ -53,7 +49,6 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"pattern", R"({"schema": {"pattern": "(a{1000}){1000}"}})", ERR_SCHEMA_NOT_FOUND},
         {"empty-alternative", R"x({"schema": {"patternProperties": {"(d(|y))": {}}}})x", ERR_SCHEMA_NOT_FOUND},
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
-        {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
         {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
@@ -101,14 +96,6 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
                               "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
     WriteSchema("patterns", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}},
                                 "additionalProperties": false, "dependencies": {}}})");
-    WriteSchema("refs", R"({"schema": {"properties": {"t~/%": {"type": "integer"},
-                                                     "tree": {"$ref": "#/definitions/node"},
-                                                     "meta": {"$ref": "http://json-schema.org/draft-04/schema#"}},
-                            "definitions": {"node": {"properties": {
-                                "child": {"$ref": "#/definitions/node"},
-                                "size": {"$ref": "#/properties/t~0~1%25"}}}}}})");
-    WriteSchema("others", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}},
-                              "additionalProperties": {"type": "string"}}})");
     WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
         "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}}}})");
     // clang-format off
@@ -117,9 +104,6 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
         {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
         {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
         {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
-        {"others", R"({"mtu": 1})", "'' fails the schema's 'allOf' at '#'"},
-        {"refs", R"({"meta": {"type": 1}})", "'/meta/type' fails the schema's 'anyOf' at '#/draft-04 meta-schema/properties/type'"},
-        {"refs", R"({"tree": {"child": {"size": "x"}}})", "'/tree/child/size' fails the schema's 'type' at '#/properties/t~0~1%'"},
         {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
     };
     // clang-format on
