@@ -86,14 +86,11 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     };
     const std::string entry = entryOf(R"({"v":1})");
     const std::string head = R"({"format":"configstore/1","objects":[)" + entry;
-    const auto unparsed = [](std::size_t offset, const std::string& reason) {
-        return ": Failed to parse JSON String: offset " + std::to_string(offset) + ": " + reason;
-    };
     const std::string failed = ": Import operation failed: ";
     const std::string entryFailed = c + "/g/k" + failed;
     // clang-format off
     const std::pair<std::string, std::vector<std::string>> rows[] = {
-        {head + R"(],"objects":[]})", {unparsed(head.size() + 14, "member name 'objects' twice in the object that ends here")}},
+        {head + R"(],"objects":[]})", {": Failed to parse JSON String: offset " + std::to_string(head.size() + 14) + ": member name 'objects' twice in the object that ends here"}},
         {R"({"format":"configstore/2","objects":[]})", {failed + "the document's \"format\" is not \"configstore/1\""}},
         {head + ",7," + entryOf("{}", R"("class":"user",)") + "," + entryOf("{}", R"("colour":1,)") + "," + entry + "]}",
          {"objects/1" + failed + "the entry is not a JSON object",

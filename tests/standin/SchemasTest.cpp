@@ -101,9 +101,7 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
     // clang-format off
     const struct { const char* component; const char* values; const char* message; } cases[] = {
         {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
-        {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
         {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
-        {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
         {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
     };
     // clang-format on

@@ -84,11 +84,9 @@ const std::pair<const char*, const char*> kTaken[] = {
 
 // The values reads deliver, and the wording of their failures.
 const std::tuple<const char*, Reader, const char*> kReads[] = {
-    {"2147483647", ReadAs<int>, "1:2147483647"},
     {"2147483648", ReadAs<int>, "!type 1030: Invalid type, 'k' holds an integer out of range of int"},
     {"1.0", ReadAs<int>, "!type 1030: Invalid type, 'k' holds a double, not int"},
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
-    {"-0.0e300", ReadAs<double>, "1:-0"},
     {R"({"$base64":"AZaz09+/"})", ReadBinary, "1:1 150 179 211 223 191 "},  // each range's ends
     {R"({"$base64":""})", ReadBinary, "1:"},
     {R"({"$base64":"AA==AAAA"})", ReadBinary, "!type 1035"}};
