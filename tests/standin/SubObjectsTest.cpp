@@ -8,6 +8,7 @@
 #include <string>
 #include <tuple>
 
+#include "ObjectState.h"
 #include "StandinTest.h"
 
 namespace {
@@ -18,12 +19,6 @@ using namespace standin_test;
 // A filter on the sub-objects of key `key`.
 std::shared_ptr<FilterSpecObject> KeyFilter(const std::string& key, const char* values = "{}") {
     return Filter(ConfigStoreObjectId(key, "", "", ""), values);
-}
-
-int IntOf(const std::shared_ptr<ConfigStoreObject>& object, const char* key) {
-    int value = -1;
-    EXPECT_EQ(object->GetValue(key, &value), 1) << key;
-    return value;
 }
 
 class SubObjects : public ::testing::Test {
@@ -83,9 +78,9 @@ TEST_F(SubObjects, FiltersSelectAndDeleteInstancesOfOneEngineObjectEach) {
     EXPECT_FALSE(parent.expired());
     kept->CreateSubObject({"queue", ""})->SetValue("depth", 4);
     kept->SetValue("mtu", 9000);
-    const auto again = parent.lock()->GetSubObject({"other", "1"});
-    EXPECT_EQ(IntOf(again, "mtu"), 9000);
-    EXPECT_EQ(IntOf(again->GetSubObject({"queue", ""}), "depth"), 4);
+    EXPECT_EQ(standin::ToText(EngineState::Of(*parent.lock()).values),
+              R"({"mtu":1500,"$subObjects":{"other":{"1":{"mtu":9000,"$subObjects":)"
+              R"({"queue":{"":{"depth":4}}}}},"port":{"":{}}}})");
 }
 
 }  // namespace
