@@ -51,6 +51,8 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
         {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-pattern-default", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"ármányos": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-draft-7-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "properties": {"port": {"exclusiveMinimum": 0}}}, "defaults": {"port": 0}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
     };
@@ -91,33 +93,18 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), nullptr);
 }
 
-TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
-    WriteSchema("strict", R"({"schema": {"required": ["name"], "additionalProperties": false,
-                              "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
-    WriteSchema("patterns", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}},
-                                "additionalProperties": false, "dependencies": {}}})");
-    WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
-        "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}}}})");
-    // clang-format off
-    const struct { const char* component; const char* values; const char* message; } cases[] = {
-        {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
-        {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
-        {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
+// The engine's sub-objects member is no value of the schema's; an empty "dependencies" would make
+// RapidJSON crash on an object schema without properties. The wording of a value's failure is
+// pinned by the integration tests' refused import.
+TEST(Schemas, ValuesAreValidatedWithoutTheirSubObjects) {
+    WriteSchema("strict", R"({"schema": {"additionalProperties": false, "dependencies": {}}})");
+    const auto schema = standin::SchemaOf("strict", "group", "key");
+    ASSERT_NE(schema, nullptr);
+    const auto validate = [&](const char* values) {
+        return standin_test::CodeOf([&] { standin::Validate(*schema, Parse(values)); });
     };
-    // clang-format on
-    for (const auto& test : cases) {
-        const auto schema = standin::SchemaOf(test.component, "group", "key");
-        ASSERT_NE(schema, nullptr);
-        std::string message;
-        try {
-            standin::Validate(*schema, Parse(test.values));
-        } catch (const ValidationException& e) {
-            EXPECT_EQ(e.Code(), ERR_VALIDATION_ERROR);
-            message = e.what();
-        }
-        EXPECT_EQ(message, *test.message ? std::string("Validation Error: ") + test.message : "")
-            << test.values;
-    }
+    EXPECT_EQ(validate(R"({"$subObjects": {"port": {"": {"x": 1}}}})"), 0);
+    EXPECT_EQ(validate(R"({"x": 1})"), ERR_VALIDATION_ERROR);
 }
 
 // Why patterns are checked before RapidJSON compiles them: its regular expressions crash on
