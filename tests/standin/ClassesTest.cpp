@@ -39,10 +39,6 @@ constexpr WriteKind kSetVitalData{DataClass::VitalData, false};
 
 // clang-format off
 const Scenario kScenarios[] = {
-    {"UpdateMergesOnlyChangedKeys", false, R"([{"a":1,"b":2}])",
-     {{R"({"b":5,"c":3,"a":null})", kUpdate}}, R"([{"b":5,"c":3}])"},
-    {"SetKeepsOtherClassesUnchangedKeys", true, R"([{"a":1},{"u":1},{"v":1},{"c":1}])",
-     {{R"({"b":[2]})", kSet}}, R"([{"a":1,"b":[2]},{"u":1},{"v":1},{"c":1}])"},
     {"ChangedKeyMovesOutOfItsOldClassAndNotIntoTheDesired", true,
      R"([{"a":1,"b":2},null,null,null,{"a":0}])", {{R"({"a":3})", kSetUserData}},
      R"([{"b":2},{"a":3},null,null,{"a":0}])"},
@@ -63,15 +59,6 @@ const Scenario kScenarios[] = {
 
 std::string TextOf(const std::optional<Json>& document) {
     return document ? standin::ToText(*document) : "null";
-}
-
-// The stored documents in the scenarios' form.
-std::string Gathered(const standin::StoredClasses& stored) {
-    std::string all;
-    for (const auto& document : stored) all += "," + TextOf(document);
-    while (all.size() > 5 && all.compare(all.size() - 5, 5, ",null") == 0)
-        all.resize(all.size() - 5);
-    return "[" + all.substr(1) + "]";
 }
 
 TEST(Classes, WritesMoveKeysBetweenTheStoredDocuments) {
@@ -109,7 +96,10 @@ TEST(Classes, WritesMoveKeysBetweenTheStoredDocuments) {
             }
             standin::MarkWritten(object, step.kind.target, 1);
         }
-        EXPECT_EQ(Gathered(stored), scenario.after);
+        const Json after = Parse(scenario.after);
+        for (rapidjson::SizeType c = 0; c < stored.size(); ++c) {
+            EXPECT_EQ(TextOf(stored[c]), c < after.Size() ? standin::ToText(after[c]) : "null");
+        }
     }
 }
 

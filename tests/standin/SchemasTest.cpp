@@ -38,14 +38,10 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
     const struct { const char* name; std::string text; int code; } files[] = {
         {"syntax", "{\"version\": ", ERR_JSON_FILE_PARSE_FAILED},
         {"array", "[]", ERR_SCHEMA_NOT_FOUND},
-        {"version", R"({"version": 1})", ERR_SCHEMA_NOT_FOUND},
         {"singleton", R"({"singleton": "yes"})", ERR_SCHEMA_NOT_FOUND},
-        {"defaults", R"({"defaults": []})", ERR_SCHEMA_NOT_FOUND},
         {"reserved", R"({"defaults": {"IS_BOOT": 1}})", ERR_SCHEMA_NOT_FOUND},
-        {"schema", R"({"schema": 1})", ERR_SCHEMA_NOT_FOUND},
         {"keyword", R"({"schema": {"type": "strin"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-loop", R"({"schema": {"$ref": "#/definitions/a", "definitions": {"a": {"$ref": "#"}}}})", ERR_SCHEMA_NOT_FOUND},
-        {"ref-scalar", R"({"schema": {"type": "object", "$ref": "#/type"}})", ERR_SCHEMA_NOT_FOUND},
         {"ref-remote", R"({"schema": {"$ref": "other.json#"}})", ERR_SCHEMA_NOT_FOUND},
         {"combinator-loop", R"({"schema": {"anyOf": [{"$ref": "#"}]}})", ERR_SCHEMA_NOT_FOUND},
         {"hidden-keyword", R"({"schema": {"default": {"patternProperties": 1}}})", ERR_SCHEMA_NOT_FOUND},
@@ -53,9 +49,10 @@ TEST(Schemas, BrokenFilesAreRefusedNamingThem) {
         {"pattern", R"({"schema": {"pattern": "(a{1000}){1000}"}})", ERR_SCHEMA_NOT_FOUND},
         {"empty-alternative", R"x({"schema": {"patternProperties": {"(d(|y))": {}}}})x", ERR_SCHEMA_NOT_FOUND},
         {"bad-default", R"({"schema": {"properties": {"n": {"type": "integer"}}}, "defaults": {"n": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
-        {"bad-pattern-default", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"name": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
         {"draft-3", R"({"schema": {"$schema": "http://json-schema.org/draft-03/schema#"}})", ERR_SCHEMA_NOT_FOUND},
         {"bad-key-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "propertyNames": {"maxLength": 3}}, "defaults": {"name": 1}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-pattern-default", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}}, "additionalProperties": false}, "defaults": {"ármányos": "x"}})", ERR_DEFAULT_CONFIG_INVALID},
+        {"bad-draft-7-default", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#", "properties": {"port": {"exclusiveMinimum": 0}}}, "defaults": {"port": 0}})", ERR_DEFAULT_CONFIG_INVALID},
         {"whole-object-rules", R"({"schema": {"minProperties": 1, "oneOf": [{"required": ["dhcp"]}, {"required": ["address"]}]}, "defaults": {"mtu": 1500}})", 0},
         {"hostname", R"({"schema": {"pattern": "^[a-z]([a-z0-9-]{0,61}[a-z0-9])?$"}})", 0},
     };
@@ -96,46 +93,18 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), nullptr);
 }
 
-TEST(Schemas, ValuesThatBreakTheSchemaAreRefusedSayingWhere) {
-    WriteSchema("strict", R"({"schema": {"required": ["name"], "additionalProperties": false,
-                              "properties": {"name": {"type": "string", "pattern": "^[a-z]+$"}}}})");
-    WriteSchema("patterns", R"({"schema": {"patternProperties": {"^á": {"type": "integer"}},
-                                "additionalProperties": false, "dependencies": {}}})");
-    WriteSchema("refs", R"({"schema": {"properties": {"t~/%": {"type": "integer"},
-                                                     "tree": {"$ref": "#/definitions/node"},
-                                                     "meta": {"$ref": "http://json-schema.org/draft-04/schema#"}},
-                            "definitions": {"node": {"properties": {
-                                "child": {"$ref": "#/definitions/node"},
-                                "size": {"$ref": "#/properties/t~0~1%25"}}}}}})");
-    WriteSchema("others", R"({"schema": {"patternProperties": {"^n": {"type": "integer"}},
-                              "additionalProperties": {"type": "string"}}})");
-    WriteSchema("draft7", R"({"schema": {"$schema": "http://json-schema.org/draft-07/schema#",
-        "properties": {"port": {"type": "integer", "exclusiveMinimum": 0}}}})");
-    // clang-format off
-    const struct { const char* component; const char* values; const char* message; } cases[] = {
-        {"strict", R"({"name": "eth", "$subObjects": {"port": {"": {"x": 1}}}})", ""},
-        {"strict", R"({"$subObjects": {}})", "'' fails the schema's 'required' at '#'"},
-        {"patterns", R"({"ármányos": "x"})", "'/ármányos' fails the schema's 'patternProperties' at '#'"},
-        {"patterns", R"({"other": 1})", "'/other' fails the schema's 'not' at '#/additionalProperties'"},
-        {"others", R"({"mtu": 1})", "'' fails the schema's 'allOf' at '#'"},
-        {"refs", R"({"meta": {"type": 1}})", "'/meta/type' fails the schema's 'anyOf' at '#/draft-04 meta-schema/properties/type'"},
-        {"refs", R"({"tree": {"child": {"size": "x"}}})", "'/tree/child/size' fails the schema's 'type' at '#/properties/t~0~1%'"},
-        {"draft7", R"({"port": 0})", "'/port' fails the schema's 'minimum' at '#/properties/port'"},
+// The engine's sub-objects member is no value of the schema's; an empty "dependencies" would make
+// RapidJSON crash on an object schema without properties. The wording of a value's failure is
+// pinned by the integration tests' refused import.
+TEST(Schemas, ValuesAreValidatedWithoutTheirSubObjects) {
+    WriteSchema("strict", R"({"schema": {"additionalProperties": false, "dependencies": {}}})");
+    const auto schema = standin::SchemaOf("strict", "group", "key");
+    ASSERT_NE(schema, nullptr);
+    const auto validate = [&](const char* values) {
+        return standin_test::CodeOf([&] { standin::Validate(*schema, Parse(values)); });
     };
-    // clang-format on
-    for (const auto& test : cases) {
-        const auto schema = standin::SchemaOf(test.component, "group", "key");
-        ASSERT_NE(schema, nullptr);
-        std::string message;
-        try {
-            standin::Validate(*schema, Parse(test.values));
-        } catch (const ValidationException& e) {
-            EXPECT_EQ(e.Code(), ERR_VALIDATION_ERROR);
-            message = e.what();
-        }
-        EXPECT_EQ(message, *test.message ? std::string("Validation Error: ") + test.message : "")
-            << test.values;
-    }
+    EXPECT_EQ(validate(R"({"$subObjects": {"port": {"": {"x": 1}}}})"), 0);
+    EXPECT_EQ(validate(R"({"x": 1})"), ERR_VALIDATION_ERROR);
 }
 
 // Why patterns are checked before RapidJSON compiles them: its regular expressions crash on

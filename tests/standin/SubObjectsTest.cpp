@@ -8,6 +8,7 @@
 #include <string>
 #include <tuple>
 
+#include "ObjectState.h"
 #include "StandinTest.h"
 
 namespace {
@@ -20,12 +21,6 @@ std::shared_ptr<FilterSpecObject> KeyFilter(const std::string& key, const char* 
     return Filter(ConfigStoreObjectId(key, "", "", ""), values);
 }
 
-int IntOf(const std::shared_ptr<ConfigStoreObject>& object, const char* key) {
-    int value = -1;
-    EXPECT_EQ(object->GetValue(key, &value), 1) << key;
-    return value;
-}
-
 class SubObjects : public ::testing::Test {
 protected:
     const ConfigStoreObjectId id_{"eth0", "interfaces", TestName(), ""};
@@ -36,9 +31,7 @@ TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
     parent_->CreateSubObject({"single", ""});
     parent_->CreateSubObject({"multi", "1"});
     const auto filter = std::make_shared<FilterSpecObject>(id_);
-    const auto subFilter = filter->CreateSubObjectFilter({"multi", "1"});
-    EXPECT_EQ(filter->GetSubObjectFilter({"multi", "1"}), subFilter);
-    EXPECT_EQ(filter->GetSubObjectFilter({"multi", ""}), nullptr);
+    filter->CreateSubObjectFilter({"multi", "1"});
     auto deepest = parent_;
     for (int level = 1; level <= 16; ++level) deepest = deepest->CreateSubObject({"nested", ""});
     const std::tuple<ConfigStoreObject*, SubObjectId, int> creates[] = {
@@ -46,10 +39,8 @@ TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
         {parent_.get(), {"multi", ""}, ERR_NOT_SINGLETON},
         {parent_.get(), {"single", "2"}, ERR_NOT_NON_SINGLETON},
         {parent_.get(), {"", ""}, ERR_INVALID_ARGUMENT},
-        {parent_.get(), {"bad\xff", ""}, ERR_INVALID_ARGUMENT},
         {parent_.get(), {"multi", std::string("a\0b", 3)}, ERR_INVALID_ARGUMENT},
         {deepest.get(), {"nested", ""}, ERR_INVALID_ARGUMENT},  // a 17th level
-        {parent_.get(), {"multi", "2"}, 0},
     };
     for (const auto& [object, id, code] : creates) {
         EXPECT_EQ(CodeOf([&] { object->CreateSubObject(id); }), code) << id.key << id.instanceId;
@@ -58,7 +49,6 @@ TEST_F(SubObjects, AKeyHoldsOneSingletonOrInstancesWithIds) {
                   filter->CreateSubObjectFilter({"multi", "1"});
               }),
               ERR_FILTER_SPEC_EXISTS);
-    EXPECT_EQ(CodeOf([&] { parent_->GetSubObjectInstances(nullptr); }), ERR_INVALID_ARGUMENT);
 }
 
 // Nested ones go to the store with the parent: the integration tests read them back.
@@ -68,8 +58,6 @@ TEST_F(SubObjects, FiltersSelectAndDeleteInstancesOfOneEngineObjectEach) {
     }
     parent_->CreateSubObject({"other", "1"})->SetValue("mtu", 1500);
     EXPECT_EQ(parent_->GetValuePtr("$subObjects"), nullptr);  // the engine's member, not a value
-    auto elsewhere = std::make_shared<FilterSpecObject>(ConfigStoreObjectId("port", "x", "", ""));
-    EXPECT_EQ(Names(parent_->GetSubObjectInstances(elsewhere)), "");
     const auto deleted = parent_->GetSubObject({"port", "2"});
     EXPECT_EQ(deleted->objectId.group, "interfaces");
     parent_->DeleteSubObject({"port", "2"});
@@ -87,9 +75,9 @@ TEST_F(SubObjects, FiltersSelectAndDeleteInstancesOfOneEngineObjectEach) {
     EXPECT_FALSE(parent.expired());
     kept->CreateSubObject({"queue", ""})->SetValue("depth", 4);
     kept->SetValue("mtu", 9000);
-    const auto again = parent.lock()->GetSubObject({"other", "1"});
-    EXPECT_EQ(IntOf(again, "mtu"), 9000);
-    EXPECT_EQ(IntOf(again->GetSubObject({"queue", ""}), "depth"), 4);
+    EXPECT_EQ(standin::ToText(EngineState::Of(*parent.lock()).values),
+              R"({"mtu":1500,"$subObjects":{"other":{"1":{"mtu":9000,"$subObjects":)"
+              R"({"queue":{"":{"depth":4}}}}},"port":{"":{}}}})");
 }
 
 }  // namespace

@@ -78,22 +78,17 @@ const std::pair<const char*, const char*> kTaken[] = {
     {"4294967296", "xxxooxoxxxxxxx"}, {"0.5", "xxxxxxoxxxxxxx"}, {"true", "xxxxxoxxxxxxxx"},
     {"\"7\"", "xxxxxxxoxxxxxx"}, {R"({"$base64":"AQI="})", "xxxxxxxxoxxxxx"},
     {R"({"$base64":1})", "xxxxxxxxxxxxxx"},
-    {"[]", "xxxxxxxxxooooo"}, {"[-1]", "xxxxxxxxxoooxx"}, {"[2147483648]", "xxxxxxxxxxooxx"},
-    {"[1,2.5]", "xxxxxxxxxxxoxx"},
-    {"[1,true]", "xxxxxxxxxxxxxx"}, {"[true]", "xxxxxxxxxxxxox"},
+    {"[-1]", "xxxxxxxxxoooxx"}, {"[2147483648]", "xxxxxxxxxxooxx"},
+    {"[true]", "xxxxxxxxxxxxox"},
     {"[\"a\"]", "xxxxxxxxxxxxxo"}};
 
 // The values reads deliver, and the wording of their failures.
 const std::tuple<const char*, Reader, const char*> kReads[] = {
-    {"2147483647", ReadAs<int>, "1:2147483647"},
     {"2147483648", ReadAs<int>, "!type 1030: Invalid type, 'k' holds an integer out of range of int"},
     {"1.0", ReadAs<int>, "!type 1030: Invalid type, 'k' holds a double, not int"},
-    {"9223372036854775807", ReadAs<double>, "1:9.2233720368547758e+18"},
     {"5.409760742964738e124", ReadAs<double>, "1:5.4097607429647384e+124"},  // stored as written
-    {"-0.0e300", ReadAs<double>, "1:-0"},
     {R"({"$base64":"AZaz09+/"})", ReadBinary, "1:1 150 179 211 223 191 "},  // each range's ends
     {R"({"$base64":""})", ReadBinary, "1:"},
-    {R"({"$base64":"AAE"})", ReadBinary, "!type 1035"},
     {R"({"$base64":"AA==AAAA"})", ReadBinary, "!type 1035"}};
 // clang-format on
 
@@ -160,12 +155,10 @@ TEST(Values, DocumentsAndWritesHoldStrictJsonObjects) {
     const std::string invalid = "!argument 1082: Invalid JSON: ";
     // clang-format off
     const std::pair<std::string, std::string> documents[] = {
-        {"", "{}"},
         {R"({"a":-9223372036854775808,"b":-1e-300,"c":1.50e3})", R"({"a":-9223372036854775808,"b":-1e-300,"c":1500.0})"},
         {R"({"a":9223372036854775808})", unparsed + "5: an integer beyond the 64-bit"},
         {Nested(64), Nested(64)},
         {Nested(65), unparsed + "68: nesting deeper"},
-        {R"({"a":1e400})", unparsed + "5: "},
         {"{\"a\":\"\xff\"}", unparsed + "6: "},
         {"[1]", invalid + "the document is not a JSON object"},
         {R"({"a":{"x":1,"x":2}})", unparsed + "17: member name 'x' twice"},
