@@ -105,7 +105,7 @@ public:
     void Close(Handles& h);
     // The keys and handle counts of both child caches.
     static std::string Caches(const Handles& h);
-    // Everything the store exports, and what SQLite's integrity check says of each file.
+    // Export's result and document for everything the store holds.
     std::string Stored();
 
 private:
