@@ -17,7 +17,7 @@ struct Handles {
     ConfigStoreStruct* store = nullptr;
     ConfigStoreObjectStruct* object = nullptr;  // "fan": a value of every type, sub-objects "blade"
     ConfigStoreObjectStruct* other = nullptr;   // "pump"
-    FilterSpecObjectStruct* filter = nullptr;   // selects "fan" and holds the same values
+    FilterSpecObjectStruct* filter = nullptr;   // selects "fan" by two of its values
     ConfigStoreObjectStruct* instances[2] = {};    // of "interface", whose schema checks writes
     FilterSpecObjectStruct* interfaces = nullptr;  // selects "interface"
     FilterSpecObjectStruct* blades = nullptr;      // selects the sub-objects "blade"

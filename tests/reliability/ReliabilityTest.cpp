@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -19,7 +18,6 @@
 #include <map>
 #include <memory>
 #include <random>
-#include <sstream>
 
 #include "../integration/Integration.h"
 
@@ -42,19 +40,15 @@ struct Child {
 
 // store_child with `arguments` (through the emulator when cross-compiled), its output a pipe.
 Child StartChild(const std::string& arguments) {
-    std::istringstream command(STORE_CHILD " " + arguments);
-    std::vector<std::string> words{std::istream_iterator<std::string>(command), {}};
-    std::vector<char*> argv;
-    for (std::string& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
+    const std::string command = "exec " STORE_CHILD " " + arguments;
     int pipe[2];
     EXPECT_EQ(::pipe(pipe), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
-    pid_t pid = 0;
-    EXPECT_EQ(posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(pipe[1], STDOUT_FILENO);
+        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+        _exit(127);
+    }
     close(pipe[1]);
     return {pid, fdopen(pipe[0], "r")};
 }
