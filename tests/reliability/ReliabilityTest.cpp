@@ -414,11 +414,8 @@ TEST_F(Reliability, AHolderRefusesWritesUntilItEnds) {
         EXPECT_EQ(Write("held", "booted", 2, 5990, hold.context), CS_C_OK);
     }
     Sql(root_ / "run" / "held.db",
-        "DROP TABLE boot; CREATE TABLE boot(key TEXT NOT NULL, grp TEXT NOT NULL,"
-        " component TEXT NOT NULL, instance TEXT NOT NULL,"
-        " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;"
-        " INSERT INTO boot VALUES('booted', 'reliability', 'tests', '');"
-        " PRAGMA user_version = 1;",
+        "ALTER TABLE boot DROP COLUMN pid; ALTER TABLE boot DROP COLUMN started; PRAGMA"
+        " user_version = 1; INSERT INTO boot VALUES('booted', 'reliability', 'tests', '');",
         true);
     EXPECT_EQ(Write("held", "booted", 3, 5990, "EXTERNAL"), CS_C_STORE_ERROR);
     EXPECT_EQ(SetBootStatus("booted", kGroup, kComponent, nullptr, false), CS_C_OK);

@@ -8,8 +8,8 @@
 
 namespace {
 
-// A value of each type the writes take; a missing one has no pointer
-// and a size that would need one.
+// A value of each type the writes take; a missing one has no pointer and a size that would need
+// one.
 template <class T, bool missing = false>
 T Sample() {
     if constexpr (std::is_pointer_v<T>)
