@@ -1,6 +1,6 @@
-// The engine test double: a libconfigstore.so that records every engine call and every log line
-// and answers as each test scripts it. Operations are named as they are recorded, for example
-// "ConfigStore::GetStore", "ConfigStore::Get", "GetValue(long*)", "SetValue(float)".
+// The engine test double: a libconfigstore.so that records every engine operation it enters and
+// every log line, and answers as each test scripts it. Operations are named as they are recorded,
+// for example "ConfigStore::GetStore", "ConfigStore::Get", "GetValue(long*)", "SetValue(float)".
 #pragma once
 
 #include <any>
@@ -13,11 +13,6 @@
 
 namespace enginedouble {
 
-struct Call {
-    std::string operation;
-    std::vector<std::string> args;  // the arguments as text ("(null)" for a NULL string)
-};
-
 struct LogLine {
     int priority = 0;
     std::string format;
@@ -26,7 +21,8 @@ struct LogLine {
 
 // What the double recorded since the last Reset.
 struct Recording {
-    std::vector<Call> calls;
+    std::vector<std::string> calls;  // the operations entered, in order
+    int globalNamespaceStores = 0;   // GetStore calls given the engine's own sGlobalNamespace
     std::vector<LogLine> log;
     int liveObjects = 0;  // engine objects (objects and filter specs) alive now
     int liveStores = 0;
@@ -40,7 +36,6 @@ void Reset();
 void SetRecording(bool on);
 
 const Recording& Recorded();
-std::vector<Call> CallsTo(const std::string& operation);
 
 // Every later call of `operation` raises `error`.
 void Throw(const std::string& operation, std::exception_ptr error);

@@ -37,8 +37,8 @@ const void* BaseObject::GetValuePtrDefault(const char*, bool& isDefault) const {
 namespace {
 
 template <class T>
-int ScriptedRead(const char* operation, const char* key, T* value) {
-    const auto answer = Respond(operation, Read<T>{0, T{}}, key);
+int ScriptedRead(const char* operation, T* value) {
+    const auto answer = Respond(operation, Read<T>{0, T{}});
     if (answer.status != 0) *value = answer.value;
     return answer.status;
 }
@@ -46,13 +46,13 @@ int ScriptedRead(const char* operation, const char* key, T* value) {
 }  // namespace
 
 // Each typed read, write and append is recorded under its own operation name.
-#define READ(Type, name)                                               \
-    int ReadOnlyObject::GetValue(const char* key, Type* value) const { \
-        return ScriptedRead("GetValue(" name "*)", key, value);        \
+#define READ(Type, name)                                           \
+    int ReadOnlyObject::GetValue(const char*, Type* value) const { \
+        return ScriptedRead("GetValue(" name "*)", value);         \
     }
-#define WRITE(Verb, Type)                                    \
-    void WritableObject::Verb(const char* key, Type value) { \
-        Enter(#Verb "(" #Type ")", key, value);              \
+#define WRITE(Verb, Type)                          \
+    void WritableObject::Verb(const char*, Type) { \
+        Enter(#Verb "(" #Type ")");                \
     }
 
 READ(int, "int")
@@ -82,15 +82,14 @@ WRITE(AppendValue, long long)
 WRITE(AppendValue, double)
 WRITE(AppendValue, bool)
 
-void WritableObject::AppendValue(const char* key, const std::string& value) {
-    Enter("AppendValue(string)", key, value);
+void WritableObject::AppendValue(const char*, const std::string&) {
+    Enter("AppendValue(string)");
 }
 
 // The scripted bytes are handed out in a malloc() buffer, as the engine does.
-int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
-                                   unsigned long* size) const {
+int ReadOnlyObject::GetValueBinary(const char*, unsigned char** data, unsigned long* size) const {
     std::string bytes;
-    const int status = ScriptedRead("GetValueBinary", key, &bytes);
+    const int status = ScriptedRead("GetValueBinary", &bytes);
     if (status != 0) {
         auto* buffer = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
         if (buffer == nullptr) throw std::bad_alloc();
@@ -101,24 +100,21 @@ int ReadOnlyObject::GetValueBinary(const char* key, unsigned char** data,
     return status;
 }
 
-void WritableObject::SetValueBinary(const char* key, const unsigned char* data,
-                                    unsigned long size) {
-    const std::string bytes =
-        data == nullptr ? "(null)" : std::string(reinterpret_cast<const char*>(data), size);
-    Enter("SetValueBinary", key, bytes, size);
+void WritableObject::SetValueBinary(const char*, const unsigned char*, unsigned long) {
+    Enter("SetValueBinary");
 }
-void WritableObject::SetValueEmptyList(const char* key) {
-    Enter("SetValueEmptyList", key);
+void WritableObject::SetValueEmptyList(const char*) {
+    Enter("SetValueEmptyList");
 }
-void WritableObject::Remove(const char* key) {
-    Enter("Remove", key);
+void WritableObject::Remove(const char*) {
+    Enter("Remove");
 }
 
 std::string ConfigStoreObject::GetVersion() const {
     return Respond<std::string>("GetVersion", "1.0");
 }
 
-// Sub-object ids are not recorded; the binding's cache of sub-objects is tested on the stand-in.
+// The binding's cache of sub-objects is tested on the stand-in.
 std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId&) {
     return Respond<std::shared_ptr<ConfigStoreObject>>("CreateSubObject", nullptr);
 }
@@ -128,16 +124,16 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObje
 }
 
 ObjectList ConfigStoreObject::GetSubObjectInstances(
-    const std::shared_ptr<FilterSpecObject>& filter) const {
-    return Respond<ObjectList>("GetSubObjectInstances", {}, filter);
+    const std::shared_ptr<FilterSpecObject>&) const {
+    return Respond<ObjectList>("GetSubObjectInstances", {});
 }
 
 void ConfigStoreObject::DeleteSubObject(const SubObjectId&) {
     Enter("DeleteSubObject");
 }
 
-void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>& filter) {
-    Enter("DeleteSubObjectInstances", filter);
+void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>&) {
+    Enter("DeleteSubObjectInstances");
 }
 
 std::shared_ptr<FilterSpecObject> FilterSpecObject::CreateSubObjectFilter(const SubObjectId&) {

@@ -11,16 +11,8 @@ State& TheState() {
     return *state;
 }
 
-std::string Label(const KivConfigStore::BaseObject& object) {
-    const auto& id = object.objectId;
-    return id.instanceId.empty() ? id.key : id.key + "/" + id.instanceId;
-}
-
 std::string Text(const char* text) {
     return text == nullptr ? "(null)" : text;
-}
-std::string Text(const KivConfigStore::ConfigStoreObjectId& id) {
-    return id.key + "|" + id.group + "|" + id.component + "|" + id.instanceId;
 }
 
 }  // namespace detail
@@ -43,14 +35,6 @@ void SetRecording(bool on) {
 
 const Recording& Recorded() {
     return TheState();
-}
-
-std::vector<Call> CallsTo(const std::string& operation) {
-    std::vector<Call> matching;
-    for (const Call& call : TheState().calls) {
-        if (call.operation == operation) matching.push_back(call);
-    }
-    return matching;
 }
 
 void Throw(const std::string& operation, std::exception_ptr error) {

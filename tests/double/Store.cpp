@@ -19,31 +19,29 @@ public:
     DoubleStore() { ++TheState().liveStores; }
     ~DoubleStore() override { --TheState().liveStores; }
 
-    ObjectPtr Get(const ConfigStoreObjectId& id) override {
-        return Respond<ObjectPtr>(OP(Get), nullptr, id);
+    ObjectPtr Get(const ConfigStoreObjectId&) override { return Respond<ObjectPtr>(OP(Get), {}); }
+    ObjectPtr GetDefaultConfig(const ConfigStoreObjectId&) override {
+        return Respond<ObjectPtr>(OP(GetDefaultConfig), {});
     }
-    ObjectPtr GetDefaultConfig(const ConfigStoreObjectId& id) override {
-        return Respond<ObjectPtr>(OP(GetDefaultConfig), nullptr, id);
+    ObjectList GetDefaultConfigInstances(const FilterPtr&) override {
+        return Respond<ObjectList>(OP(GetDefaultConfigInstances), {});
     }
-    ObjectList GetDefaultConfigInstances(const FilterPtr& filter) override {
-        return Respond<ObjectList>(OP(GetDefaultConfigInstances), {}, filter);
+    ObjectList GetInstances(const FilterPtr&) override {
+        return Respond<ObjectList>(OP(GetInstances), {});
     }
-    ObjectList GetInstances(const FilterPtr& filter) override {
-        return Respond<ObjectList>(OP(GetInstances), {}, filter);
+    void Set(ObjectPtr, const Context&) override { Enter(OP(Set)); }
+    void SetUserData(ObjectPtr, const Context&) override { Enter(OP(SetUserData)); }
+    void SetVitalData(ObjectPtr) override { Enter(OP(SetVitalData)); }
+    void SetCachedData(ObjectPtr) override { Enter(OP(SetCachedData)); }
+    void Update(ObjectPtr, const Context&) override { Enter(OP(Update)); }
+    void Delete(const ConfigStoreObjectId&) override { Enter(OP(Delete)); }
+    void DeleteInstances(const FilterPtr&) override { Enter(OP(DeleteInstances)); }
+    void SetInstances(ObjectList, const Context&) override { Enter(OP(SetInstances)); }
+    void SetUserDataInstances(ObjectList, const Context&) override {
+        Enter(OP(SetUserDataInstances));
     }
-    void Set(ObjectPtr o, const Context& c) override { Enter(OP(Set), o, c); }
-    void SetUserData(ObjectPtr o, const Context& c) override { Enter(OP(SetUserData), o, c); }
-    void SetVitalData(ObjectPtr o) override { Enter(OP(SetVitalData), o); }
-    void SetCachedData(ObjectPtr o) override { Enter(OP(SetCachedData), o); }
-    void Update(ObjectPtr o, const Context& c) override { Enter(OP(Update), o, c); }
-    void Delete(const ConfigStoreObjectId& id) override { Enter(OP(Delete), id); }
-    void DeleteInstances(const FilterPtr& f) override { Enter(OP(DeleteInstances), f); }
-    void SetInstances(ObjectList l, const Context& c) override { Enter(OP(SetInstances), l, c); }
-    void SetUserDataInstances(ObjectList l, const Context& c) override {
-        Enter(OP(SetUserDataInstances), l, c);
-    }
-    void SetCachedDataInstances(ObjectList l) override { Enter(OP(SetCachedDataInstances), l); }
-    void SetVitalDataInstances(ObjectList l) override { Enter(OP(SetVitalDataInstances), l); }
+    void SetCachedDataInstances(ObjectList) override { Enter(OP(SetCachedDataInstances)); }
+    void SetVitalDataInstances(ObjectList) override { Enter(OP(SetVitalDataInstances)); }
     void BeginTransaction() override { Enter(OP(BeginTransaction)); }
     void CommitTransaction() override { Enter(OP(CommitTransaction)); }
     void CancelTransaction() override { Enter(OP(CancelTransaction)); }
@@ -53,32 +51,32 @@ public:
 
 namespace KivConfigStore {
 
-// Records whether the caller passed the engine's own sGlobalNamespace object.
+// Counts the calls given the engine's own sGlobalNamespace object.
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& nameSpace) {
-    return RespondOr<std::shared_ptr<ConfigStore>>(
-        OP(GetStore), [] { return std::make_shared<DoubleStore>(); }, nameSpace,
-        &nameSpace == &sGlobalNamespace ? "sGlobalNamespace" : "another string");
+    if (&nameSpace == &sGlobalNamespace && TheState().recording) ++TheState().globalNamespaceStores;
+    return RespondOr<std::shared_ptr<ConfigStore>>(OP(GetStore),
+                                                   [] { return std::make_shared<DoubleStore>(); });
 }
 
-ObjectPtr CreateObject(const ConfigStoreObjectId& id, const std::string& value) {
-    return RespondOr<ObjectPtr>(
-        "CreateObject", [&] { return std::make_shared<ConfigStoreObject>(id); }, id, value);
+ObjectPtr CreateObject(const ConfigStoreObjectId& id, const std::string&) {
+    return RespondOr<ObjectPtr>("CreateObject",
+                                [&] { return std::make_shared<ConfigStoreObject>(id); });
 }
 
-ObjectPtr GetDesiredUserConfig(const ConfigStoreObjectId& id) {
-    return Respond<ObjectPtr>("GetDesiredUserConfig", nullptr, id);
+ObjectPtr GetDesiredUserConfig(const ConfigStoreObjectId&) {
+    return Respond<ObjectPtr>("GetDesiredUserConfig", {});
 }
 
-ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId& id) {
-    return Respond<ObjectList>("GetDesiredUserConfigInstances", {}, id);
+ObjectList GetDesiredUserConfigInstances(const ConfigStoreObjectId&) {
+    return Respond<ObjectList>("GetDesiredUserConfigInstances", {});
 }
 
-std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
-    return Respond<std::string>("GetSchemaVersion", "1.0", id);
+std::string GetSchemaVersion(const ConfigStoreObjectId&) {
+    return Respond<std::string>("GetSchemaVersion", "1.0");
 }
 
-void SetBootStatus(const ConfigStoreObjectId& id, bool status) {
-    Enter("SetBootStatus", id, status);
+void SetBootStatus(const ConfigStoreObjectId&, bool) {
+    Enter("SetBootStatus");
 }
 
 std::string GenerateInstanceId() {
@@ -86,18 +84,18 @@ std::string GenerateInstanceId() {
 }
 
 // Unscripted, the filter selects every object it is given.
-ObjectList FilterConfigStoreObjects(ObjectList& objects, const FilterPtr& filter) {
-    return Respond("FilterConfigStoreObjects", objects, objects, filter);
+ObjectList FilterConfigStoreObjects(ObjectList& objects, const FilterPtr&) {
+    return Respond("FilterConfigStoreObjects", objects);
 }
 
-bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
-    const auto answer = Respond("Import", enginedouble::ImportAnswer{true, {}}, document);
+bool Import(const std::string&, std::vector<ErrorInfo>& errors) {
+    const auto answer = Respond("Import", enginedouble::ImportAnswer{true, {}});
     errors = answer.errors;
     return answer.accepted;
 }
 
-std::string Export(std::vector<FilterPtr> filters) {
-    return Respond<std::string>("Export", "{}", filters);
+std::string Export(std::vector<FilterPtr>) {
+    return Respond<std::string>("Export", "{}");
 }
 
 }  // namespace KivConfigStore
