@@ -55,6 +55,12 @@ check_rows <<'ROWS'
 0 | get interface interfaces network --instance eth0 | .version != "0" and (.classes | keys) == ["cachedData", "configuration", "desired", "userData"] and .classes.configuration == {mtu: 9000, nameservers: ["192.0.2.53"], speed: 1000}
 0 | update interface interfaces network --instance eth0 --class user --context internal site=lab | .ok
 0 | get interface interfaces network --instance eth0 | .classes.userData == {owner: "ops", site: "lab"}
+# A set changes the values it names and keeps the others; --replace stores exactly its values.
+0 | set interface interfaces network --instance eth0 speed=100 | .ok
+0 | get interface interfaces network --instance eth0 | .classes.configuration == {mtu: 9000, nameservers: ["192.0.2.53"], speed: 100} and .classes.userData.owner == "ops"
+64 | set interface interfaces network --instance eth0 | .error.name == "USAGE"
+0 | set probe p demo a=1 b=2 ++ set probe p demo --replace a=3 | .ok
+0 | get probe p demo | .classes.configuration == {a: 3}
 # Chained writes commit together, or not at all.
 0 | set interface interfaces network --instance eth1 mtu=1400 ++ set interface interfaces network --instance eth2 mtu=1400 ++ delete clock time system | .ok
 0 | list interface | map(.instanceId) == ["eth0", "eth1", "eth2"]

@@ -103,7 +103,8 @@ void RunWrite(ConfigStoreStruct* store, const Write& write) {
         });
         return Check(status, "cannot delete " + Name(id));
     }
-    Object object = write.kind == WriteKind::Update ? Fetch(store, id) : Object();
+    // Writes change the values they name: the stored object is the start, unless replaced.
+    Object object = write.replace ? Object() : Fetch(store, id);
     if (!object) object = Create(id);
     for (const Assignment& assignment : write.values) WriteValue(object.get(), assignment);
     for (const std::string& key : write.removals) {

@@ -27,6 +27,7 @@ struct Write {
     std::optional<std::string> context;  // "INTERNAL" or "EXTERNAL"; none passes NULL
     std::vector<Assignment> values;
     std::vector<std::string> removals;
+    bool replace = false;  // a set that drops the stored object's other values and sub-objects
 };
 
 // The store of the invocation's namespace, opened on first use, and where answers go.

@@ -27,6 +27,7 @@ struct Arguments {
     std::string context;
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
     std::vector<std::string> ints, doubles, bools, strings, removals;
+    bool replace = false;
     bool boot = false;
 };
 
@@ -92,14 +93,15 @@ void Configure(Parser& parser) {
     AddIdentity(get, arguments.identity);
     get->add_option("VALUEKEY", arguments.positionals, "values to print");
 
-    CLI::App* set = app.add_subcommand("set", "store exactly these values");
-    CLI::App* update = app.add_subcommand("update", "change only these values");
+    CLI::App* set = app.add_subcommand("set", "change these values, keeping the others");
+    CLI::App* update = app.add_subcommand("update", "change or remove these values");
     for (CLI::App* write : {set, update}) {
         AddIdentity(write, arguments.identity);
         AddClass(write, arguments);
         write->add_option("VALUEKEY=VALUE", arguments.positionals, "values, typed as JSON");
         AddTypedValues(write, arguments);
     }
+    set->add_flag("--replace", arguments.replace, "store exactly these values: the others go");
     update->add_option("--remove", arguments.removals, "a value to remove")
         ->allow_extra_args(false);
 
@@ -167,7 +169,11 @@ Write ToWrite(const Parser& parser) {
         write.context = arguments.context == "internal" ? "INTERNAL" : "EXTERNAL";
     }
     if (write.kind != WriteKind::Delete) write.values = Assignments(arguments);
+    if (write.kind == WriteKind::Set && write.values.empty()) {
+        throw Failure{kUsage, "set needs a VALUEKEY=VALUE (delete removes an object)", {}};
+    }
     write.removals = arguments.removals;
+    write.replace = arguments.replace;
     return write;
 }
 
