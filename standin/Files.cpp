@@ -4,10 +4,12 @@
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <uuid/uuid.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "Errors.h"
 
@@ -43,12 +45,36 @@ std::string StateDirectory() {
     return (xdg.empty() ? HomeDirectory() + "/.local/state" : xdg) + "/configstore";
 }
 
+// The name of a state directory's own runtime directory: a name-based UUID of its absolute path,
+// the same in every process that names the directory.
+std::string RuntimeNameOf(const std::string& stateDirectory) {
+    static const uuid_t kStateDirectories = {0x6b, 0x1f, 0x5e, 0x2a, 0x94, 0x0c, 0x4d, 0x7e,
+                                             0x9a, 0x31, 0x58, 0xc2, 0x0b, 0xe6, 0x47, 0xd3};
+    std::error_code unknown;  // no working directory: the name as given
+    std::string path = std::filesystem::absolute(stateDirectory, unknown).lexically_normal();
+    if (unknown) path = stateDirectory;
+    if (path.size() > 1 && path.back() == '/') path.pop_back();
+    uuid_t name;
+    uuid_generate_sha1(name, kStateDirectories, path.data(), path.size());
+    char text[37];
+    uuid_unparse_lower(name, text);
+    return std::string("state-") + text;
+}
+
+// The runtime database holds cached data, which must not outlive a reboot: under /run for root,
+// else under XDG_RUNTIME_DIR. A state directory that CONFIGSTORE_DIR names has one of its own
+// there, so that two state directories never share cached data or boot statuses.
 std::string RuntimeDirectory(const std::string& stateDirectory) {
     std::string chosen = Environment("CONFIGSTORE_RUNTIME_DIR");
     if (!chosen.empty()) return chosen;
-    if (geteuid() == 0) return "/run/configstore";
-    const std::string xdg = XdgDirectory("XDG_RUNTIME_DIR");
-    return xdg.empty() ? stateDirectory + "/run" : xdg + "/configstore";
+    std::string base = "/run/configstore";
+    if (geteuid() != 0) {
+        const std::string xdg = XdgDirectory("XDG_RUNTIME_DIR");
+        if (xdg.empty()) return stateDirectory + "/run";
+        base = xdg + "/configstore";
+    }
+    if (Environment("CONFIGSTORE_DIR").empty()) return base;
+    return base + "/" + RuntimeNameOf(stateDirectory);
 }
 
 bool IsValidName(const std::string& name) {

@@ -33,6 +33,26 @@ TEST(StoreFiles, NamespacesAreFileNamesInDirectoriesOfTheOwnerOnly) {
     }
 }
 
+// Two state directories that CONFIGSTORE_DIR names never share a runtime database; one directory
+// keeps its own however it is written.
+TEST(StoreFiles, EachNamedStateDirectoryHasARuntimeDirectoryOfItsOwn) {
+    const std::string state = getenv("CONFIGSTORE_DIR"),
+                      runtime = getenv("CONFIGSTORE_RUNTIME_DIR");
+    unsetenv("CONFIGSTORE_RUNTIME_DIR");
+    setenv("XDG_RUNTIME_DIR", (TestDirectory() / "xdg").c_str(), 1);
+    std::string databases[3];
+    for (int i = 0; i < 3; ++i) {
+        setenv("CONFIGSTORE_DIR", ("/tmp/A" + std::string(i, '/') + (i == 2 ? "../B" : "")).c_str(),
+               1);
+        databases[i] = standin::FilesOf("global").runtimeDatabase;
+    }
+    setenv("CONFIGSTORE_DIR", state.c_str(), 1);
+    setenv("CONFIGSTORE_RUNTIME_DIR", runtime.c_str(), 1);
+    EXPECT_EQ(databases[0], databases[1]);
+    EXPECT_NE(databases[0], databases[2]);
+    EXPECT_NE(databases[0].find("/configstore/state-"), std::string::npos) << databases[0];
+}
+
 // Writes of several threads at once, each on an object of its own: none is lost.
 TEST(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
     const auto shared = ConfigStore::GetStore(TestName());
