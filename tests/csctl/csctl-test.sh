@@ -91,9 +91,16 @@ check_rows <<'ROWS'
 64 | set a g c --int x=1.5 | .error.name == "USAGE"
 64 | set a g c 'x=[1,"a"]' | .error.name == "USAGE"
 64 | set a g c x=null | .error.name == "USAGE"
+64 | set a g c i=99999999999999999999 | .error.name == "USAGE" and (.error.message | test("64 bits"))
+64 | set a g c 'l=[1,18446744073709551615]' | .error.name == "USAGE"
+64 | set a g c f=NaN | .error.name == "USAGE"
+64 | set a g c f=1e999 | .error.name == "USAGE"
+64 | update interface interfaces network --instance eth0 --remove mtu --int mtu=1400 | .error.name == "USAGE" and .error.message == "'mtu' is both written and removed"
 64 | set a g c --class vital --context internal x=1 | .error.name == "USAGE"
 64 | set a g c x=1 ++ get a g c | .error.name == "USAGE"
-64 | set a g c x=1 ++ --json delete a g c | .error.name == "USAGE"
+64 | gett clock time system | .error.message == "'gett' is no csctl command; did you mean 'get'?"
+64 | --namespace one set a g c x=1 ++ --namespace other delete a g c | .error.message == "one chain of commands works on one namespace"
+0 | get interface interfaces network --instance eth0 mtu --json | .values == {mtu: 9000}
 0 | instance-id | .instanceId | test("^[0-9a-f-]{36}$")
 ROWS
 
@@ -107,7 +114,11 @@ CONFIGSTORE_NAMESPACE=second run export | diff - "$work/global.json" >/dev/null 
 run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/null ||
     fail "an export by key holds other keys"
 
-# Text for people: values with defaults marked, identities one a line, failures on stderr.
+# Text for people: values with defaults marked, identities one a line, failures on stderr, a
+# usage error in one line and where the help is.
+usage=$(run get interface 2>&1) || true
+[[ $(wc -l <<<"$usage") -eq 2 && $usage == *$'\n'"Run 'csctl get --help'." ]] || fail "usage error: $usage"
+[[ $(run export --help) != *'"++"'* && $(run set --help) == *'"++"'* ]] || fail "help of chains"
 [ "$(run get interface interfaces network --instance eth1 mtu enabled)" = $'mtu = 1400\nenabled = true (default)' ] ||
     fail "text of get"
 [ "$(run list interface mtu=1400)" = $'network/interfaces/interface/eth1\nnetwork/interfaces/interface/eth2' ] ||

@@ -40,11 +40,44 @@ struct Parser {
         const auto chosen = app.get_subcommands();
         return chosen.empty() ? std::string() : chosen.front()->get_name();
     }
-    std::string usage() const {
-        const auto chosen = app.get_subcommands();
-        return chosen.empty() ? app.help() : chosen.front()->help();
+    // Where the help of the command line's command is.
+    std::string hint() const {
+        const std::string chosen = command();
+        return "Run 'csctl " + (chosen.empty() ? "" : chosen + " ") + "--help'.\n";
     }
 };
+
+// The number of single-character edits that make `from` into `to`.
+std::size_t Distance(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    for (std::size_t j = 0; j < row.size(); ++j) row[j] = j;
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (from[i - 1] != to[j - 1])});
+            diagonal = above;
+        }
+    }
+    return row.back();
+}
+
+// What a parse error says; a word where the command belongs is named, with the command it
+// may have meant.
+std::string ParseFailure(const Parser& parser, const CLI::ParseError& error) {
+    if (!parser.command().empty()) return error.what();
+    for (const std::string& word : parser.app.remaining()) {
+        if (word.empty() || word[0] == '-') continue;
+        std::string message = "'" + word + "' is no csctl command";
+        for (const CLI::App* command : parser.app.get_subcommands({})) {
+            if (Distance(word, command->get_name()) <= 2) {
+                return message + "; did you mean '" + command->get_name() + "'?";
+            }
+        }
+        return message;
+    }
+    return error.what();
+}
 
 void AddIdentity(CLI::App* command, Identity& identity) {
     command->add_option("KEY", identity.key, "the object's key")->required();
@@ -87,7 +120,7 @@ void Configure(Parser& parser) {
     app.add_flag("--json", arguments.json, "JSON on standard output");
     app.set_version_flag("--version", CSCTL_VERSION);
     app.require_subcommand(1, 1);
-    app.footer("Write commands chain with \"++\" and run in one transaction.");
+    app.fallthrough();  // the options above are taken after the command too
 
     CLI::App* get = app.add_subcommand("get", "print values, or the whole object");
     AddIdentity(get, arguments.identity);
@@ -105,7 +138,8 @@ void Configure(Parser& parser) {
     update->add_option("--remove", arguments.removals, "a value to remove")
         ->allow_extra_args(false);
 
-    AddIdentity(app.add_subcommand("delete", "delete an object"), arguments.identity);
+    CLI::App* remove = app.add_subcommand("delete", "delete an object");
+    AddIdentity(remove, arguments.identity);
 
     CLI::App* list = app.add_subcommand("list", "list the objects a filter selects");
     list->add_option("KEY", arguments.identity.key, "the objects' key")->required();
@@ -129,6 +163,10 @@ void Configure(Parser& parser) {
         ->excludes(apply->get_option("COMPONENT"));
     app.add_subcommand("status", "print the last apply result of components")
         ->add_option("COMPONENT", arguments.positionals, "components; none: every one");
+    // Last: a subcommand takes its parent's footer when it is made.
+    for (CLI::App* chaining : {&app, set, update, remove}) {
+        chaining->footer("Write commands chain with \"++\" and run in one transaction.");
+    }
 }
 
 std::vector<Assignment> Assignments(const Arguments& arguments) {
@@ -173,6 +211,11 @@ Write ToWrite(const Parser& parser) {
         throw Failure{kUsage, "set needs a VALUEKEY=VALUE (delete removes an object)", {}};
     }
     write.removals = arguments.removals;
+    for (const Assignment& assignment : write.values) {
+        if (std::count(write.removals.begin(), write.removals.end(), assignment.key) > 0) {
+            throw Failure{kUsage, "'" + assignment.key + "' is both written and removed", {}};
+        }
+    }
     write.replace = arguments.replace;
     return write;
 }
@@ -189,16 +232,16 @@ std::vector<std::vector<std::string>> Chain(int argc, char** argv) {
     return commands;
 }
 
-int UsageError(bool json, const std::string& message, const std::string& usage) {
+// One line naming the mistake, then where the help is.
+int UsageError(bool json, const std::string& message, const std::string& hint) {
     Output(json).Error(Failure{kUsage, message, {}});
-    std::fputs(usage.c_str(), stderr);
+    if (!json) std::fputs(hint.c_str(), stderr);
     return kUsage;
 }
 
-// Runs the parsed commands against the store; the exit status.
-int Execute(std::vector<std::unique_ptr<Parser>>& parsers, Output& output) {
+// Runs the parsed commands against the store of `nameSpace` (none: the default); the exit status.
+int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace, Output& output) {
     const Parser& first = *parsers.front();
-    std::string nameSpace = first.arguments.nameSpace;
     if (nameSpace.empty() && std::getenv("CONFIGSTORE_NAMESPACE") != nullptr) {
         nameSpace = std::getenv("CONFIGSTORE_NAMESPACE");
     }
@@ -231,6 +274,10 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, Output& output) {
 }
 
 int Run(int argc, char** argv) {
+    // The global options may come with any command of a chain; errors answer in JSON as soon as
+    // one asks for it.
+    const bool json = std::find(argv + 1, argv + argc, std::string("--json")) != argv + argc;
+    std::string nameSpace;
     std::vector<std::unique_ptr<Parser>> parsers;
     for (std::vector<std::string>& words : Chain(argc, argv)) {
         parsers.push_back(std::make_unique<Parser>());
@@ -242,29 +289,28 @@ int Run(int argc, char** argv) {
         } catch (const CLI::Success& success) {
             return parser.app.exit(success);
         } catch (const CLI::ParseError& error) {
-            return UsageError(parsers.front()->arguments.json, error.what(), parser.usage());
+            return UsageError(json, ParseFailure(parser, error), parser.hint());
         }
-        const bool chained = parsers.size() > 1;
-        if (chained && (parser.app.count("--namespace") > 0 || parser.app.count("--json") > 0)) {
-            return UsageError(parsers.front()->arguments.json,
-                              "--namespace and --json come before the first command",
-                              parser.app.help());
+        const std::string& named = parser.arguments.nameSpace;
+        if (!named.empty() && !nameSpace.empty() && named != nameSpace) {
+            return UsageError(json, "one chain of commands works on one namespace", parser.hint());
         }
+        if (!named.empty()) nameSpace = named;
     }
     for (const auto& parser : parsers) {
         if (parsers.size() > 1 && !IsWrite(parser->command())) {
-            return UsageError(parsers.front()->arguments.json,
-                              "only set, update and delete chain with \"++\"", parser->usage());
+            return UsageError(json, "only set, update and delete chain with \"++\"",
+                              parser->hint());
         }
     }
 
-    Output output(parsers.front()->arguments.json);
+    Output output(json);
     int status = 0;
     try {
-        status = Execute(parsers, output);
+        status = Execute(parsers, nameSpace, output);
     } catch (const Failure& failure) {
         if (failure.status == kUsage) {
-            return UsageError(output.json(), failure.message, parsers.front()->usage());
+            return UsageError(output.json(), failure.message, parsers.front()->hint());
         }
         output.Error(failure);
         status = failure.status;

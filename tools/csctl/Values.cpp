@@ -4,7 +4,9 @@
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
+#include <charconv>
 #include <functional>
+#include <regex>
 #include <string_view>
 
 #include "Handles.h"
@@ -25,8 +27,6 @@ bool ToScalar(const rapidjson::Value& json, ValueType type, Scalar& out) {
                 out = json.GetBool();
             else if (json.IsInt64())
                 out = static_cast<long long>(json.GetInt64());
-            else if (json.IsUint64())
-                return false;  // an integer that a double would round
             else if (json.IsNumber())
                 out = json.GetDouble();
             else if (json.IsString())
@@ -258,9 +258,15 @@ const std::vector<TypedRead>& TypedReads() {
 // conversion computes garbage when every digit of the significand is zero and the exponent is
 // large ("0.0e300"): such a number is zero; any other goes through RapidJSON on its own.
 struct ExactDocument : rapidjson::Document {
+    // An integer beyond 64 bits, which a double would round, is no number a value holds.
     bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
         const std::string_view number(text, length);
         const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
+        long long integer = 0;
+        if (exponent == number.size() && number.find('.') == std::string_view::npos &&
+            std::from_chars(text, text + length, integer).ec != std::errc()) {
+            return false;
+        }
         if (number.find_first_of("123456789") >= exponent) {
             if (exponent == number.size() && number.find('.') == std::string_view::npos) {
                 return Int(0);
@@ -302,6 +308,15 @@ Assignment ParseAssignment(const std::string& argument, ValueType type) {
     ExactDocument json;
     if (!json.Read(text)) {
         if (type != ValueType::Inferred) Unusable(argument, "the value does not fit its type");
+        // A number no value can hold, or a list that is no JSON, is a mistake: a string is quoted.
+        static const std::regex kNumberLike(
+            R"([-+]?(([0-9]+\.?[0-9]*|\.[0-9]+)([eE][-+]?[0-9]+)?|nan|inf|infinity)|\[.*)",
+            std::regex::icase);
+        if (std::regex_match(text, kNumberLike)) {
+            Unusable(argument,
+                     "not a value: integers have 64 bits, numbers are finite, lists are JSON "
+                     "(a string: quote it as JSON, or use --string)");
+        }
         assignment.value.items.emplace_back(text);
         return assignment;
     }
