@@ -80,6 +80,10 @@ check_rows <<'ROWS'
 65 | import "$work/nul.json" | .error.name == "DATA_ERROR" and (.error.message | test("NUL byte at offset 42$"))
 6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
 6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
+# An instance id the schema wants or forbids is one mistake, whatever the command.
+2 | get clock time system --instance x | .error.message == "clock is a singleton: drop --instance"
+2 | update interface interfaces network mtu=1 | .error.message == "interface has instances: give --instance"
+2 | delete interface interfaces network | .error.name == "CS_C_INVALID_ARGUMENT"
 2 | set a g c IS_BOOT=1 | .error.name == "CS_C_INVALID_ARGUMENT" and (.error.message | test("IS_BOOT"))
 64 | --namespace '' list interface | .error.name == "USAGE"
 1 | --namespace bad/name list interface | .error.name == "CS_C_STORE_ERROR" and (.error.message | test("^GetStore: "))

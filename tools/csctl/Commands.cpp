@@ -66,6 +66,29 @@ Object Create(const Identity& identity) {
     return object;
 }
 
+// An instance id that the object's schema wants or forbids is one mistake whatever the command
+// (the store's reads and deletes would answer CS_C_STORE_ERROR): CS_C_INVALID_ARGUMENT, saying
+// what to change.
+void CheckIdentity(const Identity& identity) {
+    const auto make = [&](const char* instance) {
+        ConfigStoreObjectStruct* raw = nullptr;
+        const ConfigStoreCStatus status =
+            CreateObject(identity.key.c_str(), identity.group.c_str(), identity.component.c_str(),
+                         instance, "", &raw);
+        Object made(raw);
+        return status;
+    };
+    if (Logged([&] { return make(InstanceOrNull(identity)); }) != CS_C_INVALID_ARGUMENT) return;
+    const std::string line = LastLogLine();
+    if (!identity.instance.empty() && make(nullptr) == CS_C_OK) {
+        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " is a singleton: drop --instance", {}};
+    }
+    if (identity.instance.empty() && make("instance") == CS_C_OK) {
+        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " has instances: give --instance", {}};
+    }
+    throw Failure{CS_C_INVALID_ARGUMENT, line, {}};
+}
+
 Filter MakeFilter(const Identity& pattern) {
     FilterSpecObjectStruct* raw = nullptr;
     const ConfigStoreCStatus status = Logged([&] {
@@ -96,6 +119,7 @@ ConfigStoreCStatus StoreWith(ConfigStoreStruct* store, ConfigStoreObjectStruct* 
 
 void RunWrite(ConfigStoreStruct* store, const Write& write) {
     const Identity& id = write.identity;
+    CheckIdentity(id);
     if (write.kind == WriteKind::Delete) {
         const ConfigStoreCStatus status = Logged([&] {
             return Delete(store, id.key.c_str(), id.group.c_str(), id.component.c_str(),
@@ -215,6 +239,7 @@ void RunWrites(Session& session, const std::vector<Write>& writes) {
 }
 
 void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys) {
+    CheckIdentity(identity);
     Object object = FetchExisting(session.store(), identity);
     // A filter with an empty instance id selects every instance: keep this identity's entries.
     const rapidjson::Document exported = Exported(identity);
