@@ -247,6 +247,11 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
     for (const auto& entry : exported["objects"].GetArray()) {
         if (SameIdentity(entry, identity)) entries.push_back(&entry);
     }
+    // The store answers an identity with nothing stored with its defaults: an instance that
+    // holds nothing does not exist, as list shows.
+    if (!identity.instance.empty() && entries.empty()) {
+        throw Failure{CS_C_NOT_FOUND, "not found: " + Name(identity), {}};
+    }
     rapidjson::Document answer(rapidjson::kObjectType);
     Allocator& allocator = answer.GetAllocator();
     if (!keys.empty()) {
