@@ -335,6 +335,15 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
             listed = gDirectories.emplace(directory, CachedDirectory{}).first;
         }
         listed->second = {FilesIn(directory), now};
+        // A components directory named but missing would leave every object unchecked.
+        struct stat named {};
+        if (listed->second.files.empty() && root != KivConfigStore::kComponentsPath.c_str() &&
+            (stat(root, &named) != 0 || !S_ISDIR(named.st_mode))) {
+            gDirectories.erase(listed);
+            Fail(ERR_SCHEMA_NOT_FOUND,
+                 "the components directory that CONFIGSTORE_COMPONENTS_DIR names does not exist",
+                 root);
+        }
     }
     // Most objects have no schema, and most group directories none at all.
     if (listed->second.files.empty()) {

@@ -81,6 +81,7 @@ check_rows <<'ROWS'
 6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
 6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
 6 | get interface interfaces network --instance nosuch mtu | .error.message == "not found: network/interfaces/interface/nosuch"
+1 | CONFIGSTORE_COMPONENTS_DIR=/nonexistent set interface interfaces network --instance eth0 mtu=1 | .error.message | test("/nonexistent: the components directory that CONFIGSTORE_COMPONENTS_DIR names does not exist$")
 # An instance id the schema wants or forbids is one mistake, whatever the command.
 2 | get clock time system --instance x | .error.message == "clock is a singleton: drop --instance"
 2 | update interface interfaces network mtu=1 | .error.message == "interface has instances: give --instance"
