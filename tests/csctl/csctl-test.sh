@@ -169,6 +169,7 @@ check_rows <<'ROWS'
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
 8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: Permission denied$"))
 6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
+6 | status network nosuch | .error.message == "no apply result for nosuch"
 0 | set noise things noisy v=1 | .ok
 0 | apply noisy | .[0].output == "noise\\nnoise\\n"
 0 | status network clock | map([.component, .stage, .status, .code, .exitValue]) == [["clock", "system", "failed", 1104, 3], ["network", "network", "ok", 0, 0]]

@@ -216,14 +216,18 @@ void RunStatus(Session& session, const std::vector<std::string>& components) {
     const rapidjson::Document exported = Exported({kResultKey, kResultGroup, kResultComponent, ""});
     rapidjson::Document json(rapidjson::kArrayType);
     auto& allocator = json.GetAllocator();
+    std::vector<std::string> unseen = components;
     for (const auto& entry : exported["objects"].GetArray()) {
         const std::string component = Member(entry, "instanceId");
         if (!components.empty() &&
             std::find(components.begin(), components.end(), component) == components.end()) {
             continue;
         }
+        unseen.erase(std::remove(unseen.begin(), unseen.end(), component), unseen.end());
         json.PushBack(ResultJson(component, entry["values"], allocator), allocator);
     }
+    // A component named without a result is not found, as apply answers for one without a module.
+    if (!unseen.empty()) throw Failure{CS_C_NOT_FOUND, "no apply result for " + unseen.front(), {}};
     session.output().Results(json);
 }
 
