@@ -107,6 +107,7 @@ check_rows <<'ROWS'
 64 | gett clock time system | .error.message == "'gett' is no csctl command; did you mean 'get'?"
 64 | --namespace one set a g c x=1 ++ --namespace other delete a g c | .error.message == "one chain of commands works on one namespace"
 0 | get interface interfaces network --instance eth0 mtu --json | .values == {mtu: 9000}
+64 | get interface interfaces network --instance eth0 --value | .error.name == "USAGE"
 0 | instance-id | .instanceId | test("^[0-9a-f-]{36}$")
 ROWS
 
@@ -132,7 +133,11 @@ usage=$(run get interface 2>&1) || true
 # A name or value holding control characters stays on its line.
 odd=$(printf 'k\nx')
 run set "$odd" g c "$(printf 'v=a\tb')" >/dev/null
-[ "$(run list "$odd"; run get "$odd" g c v)" = 'c/g/k\nx'$'\n''v = a\tb' ] || fail "control characters in text"
+[ "$(run list "$odd"; run get "$odd" g c v)" = 'c/g/k\nx'$'\n''v = "a\tb"' ] || fail "control characters in text"
+# A string reads apart from a number; --value prints values as scripts take them.
+[ "$(run set kinds g c 'q="42"' && run get kinds g c q)" = 'q = "42"' ] || fail "a string's text"
+[ "$(run get interface interfaces network --instance eth0 --value mtu nameservers)" = $'9000\n192.0.2.53' ] ||
+    fail "get --value"
 [ "$(run set kinds g c x=1.0 'y=[]' && run get kinds g c x y 2>&1)" = $'x = 1.0\ny = []' ] ||
     fail "text of a double and an empty list"
 # A failure's message is the library's line for the call; csctl leaves the engine's log alone.

@@ -238,7 +238,8 @@ void RunWrites(Session& session, const std::vector<Write>& writes) {
     session.output().Done();
 }
 
-void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys) {
+void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys,
+            bool bare) {
     CheckIdentity(identity);
     Object object = FetchExisting(session.store(), identity);
     // A filter with an empty instance id selects every instance: keep this identity's entries.
@@ -264,6 +265,7 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
             }
             answer.AddMember(rapidjson::Value(key.c_str(), allocator), value, allocator);
         }
+        if (bare) return session.output().Bare(answer);
         return session.output().Values(answer, defaults);
     }
     char* rawVersion = nullptr;

@@ -50,7 +50,8 @@ private:
 rapidjson::Document Exported(const Identity& pattern);
 
 void RunWrites(Session& session, const std::vector<Write>& writes);
-void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys);
+void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys,
+            bool bare = false);
 void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions);
 void RunExport(Session& session, const std::vector<std::string>& keys);
 void RunImport(Session& session, const std::string& path);

@@ -28,6 +28,7 @@ struct Arguments {
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
     std::vector<std::string> ints, doubles, bools, strings, removals;
     bool replace = false;
+    bool bare = false;
     bool boot = false;
 };
 
@@ -125,6 +126,7 @@ void Configure(Parser& parser) {
     CLI::App* get = app.add_subcommand("get", "print values, or the whole object");
     AddIdentity(get, arguments.identity);
     get->add_option("VALUEKEY", arguments.positionals, "values to print");
+    get->add_flag("--value", arguments.bare, "print only the values: a list one element a line");
 
     CLI::App* set = app.add_subcommand("set", "change these values, keeping the others");
     CLI::App* update = app.add_subcommand("update", "change or remove these values");
@@ -256,7 +258,10 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         for (const auto& parser : parsers) writes.push_back(ToWrite(*parser));
         RunWrites(session, writes);
     } else if (command == "get") {
-        RunGet(session, arguments.identity, arguments.positionals);
+        if (arguments.bare && (arguments.positionals.empty() || output.json())) {
+            throw Failure{kUsage, "--value prints the values named, as text (without --json)", {}};
+        }
+        RunGet(session, arguments.identity, arguments.positionals, arguments.bare);
     } else if (command == "list") {
         RunList(session, arguments.identity, Assignments(arguments));
     } else if (command == "export") {

@@ -17,7 +17,8 @@ std::string JsonText(const rapidjson::Value& value) {
     return std::string(buffer.GetString(), buffer.GetSize());
 }
 
-// Strings bare, everything else as JSON.
+// Strings bare, everything else as JSON: names, and values for scripts. Values for people are
+// JSON, so that a string reads apart from a number.
 std::string Text(const rapidjson::Value& value) {
     if (value.IsString()) return std::string(value.GetString(), value.GetStringLength());
     return JsonText(value);
@@ -49,7 +50,17 @@ void Output::Values(const rapidjson::Value& values, const std::vector<std::strin
         const std::string key = member.name.GetString();
         bool fromDefaults = false;
         for (const std::string& name : defaults) fromDefaults = fromDefaults || name == key;
-        Line(key + " = " + Text(member.value) + (fromDefaults ? " (default)" : ""));
+        Line(key + " = " + JsonText(member.value) + (fromDefaults ? " (default)" : ""));
+    }
+}
+
+void Output::Bare(const rapidjson::Value& values) {
+    for (const auto& member : values.GetObject()) {
+        if (!member.value.IsArray()) {
+            Write(Text(member.value));
+            continue;
+        }
+        for (const auto& element : member.value.GetArray()) Write(Text(element));
     }
 }
 
@@ -59,7 +70,7 @@ void Output::Object(const rapidjson::Value& object) {
     for (const auto& dataClass : object["classes"].GetObject()) {
         Line(std::string(dataClass.name.GetString()) + ":");
         for (const auto& member : dataClass.value.GetObject()) {
-            Line("  " + std::string(member.name.GetString()) + " = " + Text(member.value));
+            Line("  " + std::string(member.name.GetString()) + " = " + JsonText(member.value));
         }
     }
 }

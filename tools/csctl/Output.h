@@ -18,6 +18,9 @@ public:
 
     // Values read by key: {"values": {...}, "defaults": [keys delivered from the defaults]}.
     void Values(const rapidjson::Value& values, const std::vector<std::string>& defaults);
+    // Values read by key, for scripts: each as it is (a string without quotes), a list one
+    // element a line.
+    void Bare(const rapidjson::Value& values);
     // A whole object: {"identity": {...}, "version": "N", "classes": {"configuration": {...}}}.
     void Object(const rapidjson::Value& object);
     // Identities: [{"key", "group", "component", "instanceId"?}], one a line for people.
