@@ -67,6 +67,10 @@ check_rows <<'ROWS'
 3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^Set: Validation Error: ./mtu"))
 0 | list interface --group interfaces mtu=1400 | . == [{key: "interface", group: "interfaces", component: "network", instanceId: "eth1"}, {key: "interface", group: "interfaces", component: "network", instanceId: "eth2"}]
 0 | list interface --component system | . == []
+# Without a key, list and export take every key; export selects as list does.
+0 | list mtu=9000 | map(.instanceId) == ["eth0"]
+0 | list --component network | map(.key) | unique == ["interface"]
+0 | export --group interfaces --instance eth1 | [.objects[] | .key + "/" + .instanceId] | unique == ["interface/eth1"]
 0 | get clock time system | .classes == {} and .version == "0"
 # Values only an import stores: binary and nested objects.
 0 | import "$here/values.json" | .ok

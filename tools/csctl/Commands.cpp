@@ -311,10 +311,12 @@ void RunList(Session& session, const Identity& pattern, const std::vector<Assign
     session.output().Identities(identities);
 }
 
-void RunExport(Session& session, const std::vector<std::string>& keys) {
+void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern) {
     std::vector<Filter> filters;
-    if (keys.empty()) filters.push_back(MakeFilter({}));
-    for (const std::string& key : keys) filters.push_back(MakeFilter({key, "", "", ""}));
+    if (keys.empty()) filters.push_back(MakeFilter(pattern));
+    for (const std::string& key : keys) {
+        filters.push_back(MakeFilter({key, pattern.group, pattern.component, pattern.instance}));
+    }
     std::vector<FilterSpecObjectStruct*> handles;
     for (const Filter& filter : filters) handles.push_back(filter.get());
     session.output().Document(ExportText(handles).get());

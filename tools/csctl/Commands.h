@@ -53,7 +53,9 @@ void RunWrites(Session& session, const std::vector<Write>& writes);
 void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys,
             bool bare = false);
 void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions);
-void RunExport(Session& session, const std::vector<std::string>& keys);
+// The exchange document of the objects of `keys` (none: every key) in the pattern's group,
+// component and instance, each where given.
+void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern);
 void RunImport(Session& session, const std::string& path);
 void RunInstanceId(Session& session);
 

@@ -144,15 +144,16 @@ void Configure(Parser& parser) {
     AddIdentity(remove, arguments.identity);
 
     CLI::App* list = app.add_subcommand("list", "list the objects a filter selects");
-    list->add_option("KEY", arguments.identity.key, "the objects' key")->required();
-    list->add_option("--group", arguments.identity.group, "only this group");
-    list->add_option("--component", arguments.identity.component, "only this component");
-    list->add_option("--instance", arguments.identity.instance, "only this instance id");
+    list->add_option("KEY", arguments.identity.key, "the objects' key; none: every key");
     list->add_option("VALUEKEY=VALUE", arguments.positionals, "values the objects hold");
     AddTypedValues(list, arguments);
-
-    app.add_subcommand("export", "print the exchange document of objects")
-        ->add_option("KEY", arguments.positionals, "keys to export; none: the whole store");
+    CLI::App* exported = app.add_subcommand("export", "print the exchange document of objects");
+    exported->add_option("KEY", arguments.positionals, "keys to export; none: every key");
+    for (CLI::App* selecting : {list, exported}) {
+        selecting->add_option("--group", arguments.identity.group, "only this group");
+        selecting->add_option("--component", arguments.identity.component, "only this component");
+        selecting->add_option("--instance", arguments.identity.instance, "only this instance id");
+    }
     app.add_subcommand("import", "store an exchange document")
         ->add_option("FILE", arguments.positionals, "the document; - reads standard input")
         ->required()
@@ -263,9 +264,15 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         }
         RunGet(session, arguments.identity, arguments.positionals, arguments.bare);
     } else if (command == "list") {
-        RunList(session, arguments.identity, Assignments(arguments));
+        // A first word that holds "=" is a value the objects hold, not their key.
+        Arguments listed = arguments;
+        if (listed.identity.key.find('=') != std::string::npos) {
+            listed.positionals.insert(listed.positionals.begin(), listed.identity.key);
+            listed.identity.key.clear();
+        }
+        RunList(session, listed.identity, Assignments(listed));
     } else if (command == "export") {
-        RunExport(session, arguments.positionals);
+        RunExport(session, arguments.positionals, arguments.identity);
     } else if (command == "apply") {
         RunApply(session, arguments.positionals, arguments.boot);
     } else if (command == "status") {
