@@ -174,7 +174,7 @@ export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY
 lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
 check_rows <<'ROWS'
 0 | apply network | map([.component, .stage, .status, .code, .exitValue]) == [["network", "network", "ok", 0, 0]]
-8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$"))
+8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$")) and (.error.results | map(.component)) == ["clock"]
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
 8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: Permission denied$"))
 6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
@@ -187,8 +187,9 @@ ROWS
     fail "apply network: $(cat "$APPLY_LOG")"
 rm "$apply/system/slow" "$apply/system/broken" "$APPLY_LOG"
 code=0
-run apply --boot >/dev/null 2>&1 || code=$?
+boot=$(run apply --boot 2>/dev/null) || code=$?
 [ "$code" -eq 8 ] || fail "apply --boot: exit $code"
+[[ $boot == "clock: failed"*$'\n'"network: ok"* ]] || fail "a failed module hides the others: $boot"
 [ "$(cut -d' ' -f1,2 "$APPLY_LOG" | tr '\n' ,)" = "system-early 1,network 1,system clock," ] ||
     fail "boot run: $(cat "$APPLY_LOG")"
 run set interface interfaces network --instance eth1 mtu=1300 || fail "the boot status stayed"

@@ -196,17 +196,23 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
     }
     for (const Result& result : results) Record(store, result);
 
-    for (const Result& result : results) {
-        if (result.run.code != 0) {
-            Failure failure{kModuleFailed, result.component + ": " + result.run.message, {}, true};
-            failure.engineCode = result.run.code;
-            throw failure;
-        }
-    }
     rapidjson::Document json(rapidjson::kArrayType);
     for (const Result& result : results) {
         json.PushBack(ResultJson(result.component, result.record, json.GetAllocator()),
                       json.GetAllocator());
+    }
+    // Every module's result is shown, also beside a failed one (with --json, in the error).
+    for (const Result& result : results) {
+        if (result.run.code != 0) {
+            Failure failure{kModuleFailed, result.component + ": " + result.run.message, {}, true};
+            failure.engineCode = result.run.code;
+            if (session.output().json()) {
+                failure.results = JsonText(json);
+            } else {
+                session.output().Results(json);
+            }
+            throw failure;
+        }
     }
     session.output().Results(json);
 }

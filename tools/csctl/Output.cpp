@@ -127,6 +127,11 @@ void Output::Error(const Failure& failure) {
     error.AddMember("name", rapidjson::StringRef(StatusName(failure.status)), allocator);
     error.AddMember("message", rapidjson::Value(failure.message.c_str(), allocator), allocator);
     if (failure.engineCode != 0) error.AddMember("engineCode", failure.engineCode, allocator);
+    if (!failure.results.empty()) {
+        rapidjson::Document results(&allocator);
+        results.Parse(failure.results.c_str());
+        error.AddMember("results", rapidjson::Value(results, allocator), allocator);
+    }
     if (!failure.entries.empty()) {
         rapidjson::Value entries(rapidjson::kArrayType);
         for (const auto& [key, message] : failure.entries) {
