@@ -287,11 +287,16 @@ std::set<std::string, std::less<>> FilesIn(const std::string& directory) {
     return files;
 }
 
+// The components directory that CONFIGSTORE_COMPONENTS_DIR names; null when it names none.
+const char* NamedComponentsRoot() {
+    const char* chosen = std::getenv("CONFIGSTORE_COMPONENTS_DIR");
+    return chosen != nullptr && chosen[0] != '\0' ? chosen : nullptr;
+}
+
 // The components directory; no copy, as every object's read asks for it.
 const char* ComponentsRoot() {
-    const char* chosen = std::getenv("CONFIGSTORE_COMPONENTS_DIR");
-    return chosen != nullptr && chosen[0] != '\0' ? chosen
-                                                  : KivConfigStore::kComponentsPath.c_str();
+    const char* named = NamedComponentsRoot();
+    return named != nullptr ? named : KivConfigStore::kComponentsPath.c_str();
 }
 
 // The last group directory this thread found without schema files, and when: most objects have
@@ -336,9 +341,9 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
         }
         listed->second = {FilesIn(directory), now};
         // A components directory named but missing would leave every object unchecked.
-        struct stat named {};
-        if (listed->second.files.empty() && root != KivConfigStore::kComponentsPath.c_str() &&
-            (stat(root, &named) != 0 || !S_ISDIR(named.st_mode))) {
+        struct stat status {};
+        if (listed->second.files.empty() && NamedComponentsRoot() != nullptr &&
+            (stat(root, &status) != 0 || !S_ISDIR(status.st_mode))) {
             gDirectories.erase(listed);
             Fail(ERR_SCHEMA_NOT_FOUND,
                  "the components directory that CONFIGSTORE_COMPONENTS_DIR names does not exist",

@@ -1,7 +1,5 @@
 #include "Apply.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 #include <signal.h>
 
 #include <algorithm>
@@ -20,13 +18,6 @@ namespace {
 using standin::kResultComponent;
 using standin::kResultGroup;
 using standin::kResultKey;
-
-std::string JsonText(const rapidjson::Value& value) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return std::string(buffer.GetString(), buffer.GetSize());
-}
 
 std::string Member(const rapidjson::Value& entry, const char* name) {
     return entry.HasMember(name) ? entry[name].GetString() : "";
@@ -206,11 +197,7 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
         if (result.run.code != 0) {
             Failure failure{kModuleFailed, result.component + ": " + result.run.message, {}, true};
             failure.engineCode = result.run.code;
-            if (session.output().json()) {
-                failure.results = JsonText(json);
-            } else {
-                session.output().Results(json);
-            }
+            session.output().ResultsBeforeFailure(json);
             throw failure;
         }
     }

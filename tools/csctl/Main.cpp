@@ -265,12 +265,14 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         RunGet(session, arguments.identity, arguments.positionals, arguments.bare);
     } else if (command == "list") {
         // A first word that holds "=" is a value the objects hold, not their key.
-        Arguments listed = arguments;
-        if (listed.identity.key.find('=') != std::string::npos) {
-            listed.positionals.insert(listed.positionals.begin(), listed.identity.key);
-            listed.identity.key.clear();
+        Identity pattern = arguments.identity;
+        std::vector<Assignment> conditions = Assignments(arguments);
+        if (pattern.key.find('=') != std::string::npos) {
+            conditions.insert(conditions.begin(),
+                              ParseAssignment(pattern.key, ValueType::Inferred));
+            pattern.key.clear();
         }
-        RunList(session, listed.identity, Assignments(listed));
+        RunList(session, pattern, conditions);
     } else if (command == "export") {
         RunExport(session, arguments.positionals, arguments.identity);
     } else if (command == "apply") {

@@ -8,7 +8,6 @@
 #include "ControlEscapes.h"
 
 namespace csctl {
-namespace {
 
 std::string JsonText(const rapidjson::Value& value) {
     rapidjson::StringBuffer buffer;
@@ -16,6 +15,8 @@ std::string JsonText(const rapidjson::Value& value) {
     value.Accept(writer);
     return std::string(buffer.GetString(), buffer.GetSize());
 }
+
+namespace {
 
 // Strings bare, everything else as JSON: names, and values for scripts. Values for people are
 // JSON, so that a string reads apart from a number.
@@ -102,6 +103,11 @@ void Output::Results(const rapidjson::Value& results) {
     }
 }
 
+void Output::ResultsBeforeFailure(const rapidjson::Value& results) {
+    if (!json_) return Results(results);
+    failureResults_.CopyFrom(results, failureResults_.GetAllocator());
+}
+
 void Output::Done() {
     if (!json_) return;
     rapidjson::Document answer(rapidjson::kObjectType);
@@ -127,10 +133,8 @@ void Output::Error(const Failure& failure) {
     error.AddMember("name", rapidjson::StringRef(StatusName(failure.status)), allocator);
     error.AddMember("message", rapidjson::Value(failure.message.c_str(), allocator), allocator);
     if (failure.engineCode != 0) error.AddMember("engineCode", failure.engineCode, allocator);
-    if (!failure.results.empty()) {
-        rapidjson::Document results(&allocator);
-        results.Parse(failure.results.c_str());
-        error.AddMember("results", rapidjson::Value(results, allocator), allocator);
+    if (!failureResults_.IsNull()) {
+        error.AddMember("results", rapidjson::Value(failureResults_, allocator), allocator);
     }
     if (!failure.entries.empty()) {
         rapidjson::Value entries(rapidjson::kArrayType);

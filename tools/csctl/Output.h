@@ -11,6 +11,9 @@
 
 namespace csctl {
 
+// A JSON value as compact text.
+std::string JsonText(const rapidjson::Value& value);
+
 class Output {
 public:
     explicit Output(bool json) : json_(json) {}
@@ -30,6 +33,9 @@ public:
     void InstanceId(const std::string& id);
     // Apply results: [{"component", "stage", "status", "code", "message", "exitValue"?, "at"}].
     void Results(const rapidjson::Value& results);
+    // Apply results beside the failure that follows: printed now for people, and part of the
+    // failure's JSON error.
+    void ResultsBeforeFailure(const rapidjson::Value& results);
     // A command that changed the store: {"ok": true}; nothing for people.
     void Done();
     void Error(const Failure& failure);
@@ -42,6 +48,7 @@ private:
     void Line(const std::string& text);
     void Write(const std::string& text);
     bool json_;
+    rapidjson::Document failureResults_;  // null until ResultsBeforeFailure
 };
 
 }  // namespace csctl

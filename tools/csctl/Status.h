@@ -22,9 +22,8 @@ struct Failure {
     int status;
     std::string message;
     std::vector<std::pair<std::string, std::string>> entries;
-    bool printed = false;   // the message has reached standard error already
-    int engineCode = 0;     // a failed apply module's code of the engine's table (1102..1104)
-    std::string results{};  // an apply's results beside a failed module: a JSON array
+    bool printed = false;  // the message has reached standard error already
+    int engineCode = 0;    // a failed apply module's code of the engine's table (1102..1104)
 };
 
 // Runs one library call. When it fails, the library's line for it (ConfigStoreCLastError) is

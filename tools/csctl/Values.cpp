@@ -262,15 +262,14 @@ struct ExactDocument : rapidjson::Document {
     bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
         const std::string_view number(text, length);
         const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
+        const bool integral =
+            exponent == number.size() && number.find('.') == std::string_view::npos;
         long long integer = 0;
-        if (exponent == number.size() && number.find('.') == std::string_view::npos &&
-            std::from_chars(text, text + length, integer).ec != std::errc()) {
+        if (integral && std::from_chars(text, text + length, integer).ec != std::errc()) {
             return false;
         }
         if (number.find_first_of("123456789") >= exponent) {
-            if (exponent == number.size() && number.find('.') == std::string_view::npos) {
-                return Int(0);
-            }
+            if (integral) return Int(0);
             return Double(number.front() == '-' ? -0.0 : 0.0);
         }
         rapidjson::MemoryStream digits(text, length);
