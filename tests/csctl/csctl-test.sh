@@ -67,6 +67,10 @@ check_rows <<'ROWS'
 3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^Set: Validation Error: ./mtu"))
 0 | list interface --group interfaces mtu=1400 | . == [{key: "interface", group: "interfaces", component: "network", instanceId: "eth1"}, {key: "interface", group: "interfaces", component: "network", instanceId: "eth2"}]
 0 | list interface --component system | . == []
+0 | set clock time system tz='"UTC"' | .ok
+0 | list clock --group time --component system | . == [{key: "clock", group: "time", component: "system"}]
+0 | list clock --group time --component system 'tz="CET"' | . == []
+0 | delete clock time system | .ok
 # Without a key, list and export take every key; export selects as list does.
 0 | list mtu=9000 | map(.instanceId) == ["eth0"]
 0 | list --component network | map(.key) | unique == ["interface"]
@@ -82,9 +86,9 @@ check_rows <<'ROWS'
 65 | import /dev/zero | .error.name == "DATA_ERROR" and (.error.message | test("longer than 67108864 bytes"))
 65 | CONFIGSTORE_IMPORT_MAX=100 import "$here/values.json" | .error.name == "DATA_ERROR"
 65 | import "$work/nul.json" | .error.name == "DATA_ERROR" and (.error.message | test("NUL byte at offset 42$"))
-6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: c/g/absent"
+6 | get absent g c | .error.name == "CS_C_NOT_FOUND" and .error.message == "not found: absent g c"
 6 | get interface interfaces network --instance eth0 nosuch | .error.name == "CS_C_NOT_FOUND"
-6 | get interface interfaces network --instance nosuch mtu | .error.message == "not found: network/interfaces/interface/nosuch"
+6 | get interface interfaces network --instance nosuch mtu | .error.message == "not found: interface interfaces network --instance nosuch"
 1 | CONFIGSTORE_COMPONENTS_DIR=/nonexistent set interface interfaces network --instance eth0 mtu=1 | .error.message | test("/nonexistent: the components directory that CONFIGSTORE_COMPONENTS_DIR names does not exist$")
 # An instance id the schema wants or forbids is one mistake, whatever the command.
 2 | get clock time system --instance x | .error.message == "clock is a singleton: drop --instance"
@@ -92,6 +96,7 @@ check_rows <<'ROWS'
 2 | delete interface interfaces network | .error.name == "CS_C_INVALID_ARGUMENT"
 2 | set a g c IS_BOOT=1 | .error.name == "CS_C_INVALID_ARGUMENT" and (.error.message | test("IS_BOOT"))
 64 | --namespace '' list interface | .error.name == "USAGE"
+1 | --namespace typo list interface | .error.message | test("typo")
 1 | --namespace bad/name list interface | .error.name == "CS_C_STORE_ERROR" and (.error.message | test("^GetStore: "))
 66 | import "$work/absent.json" | .error.name == "NO_INPUT"
 64 | frobnicate | .error.name == "USAGE"
@@ -132,12 +137,15 @@ usage=$(run get interface 2>&1) || true
 [[ $(run export --help) != *'"++"'* && $(run set --help) == *'"++"'* ]] || fail "help of chains"
 [ "$(run get interface interfaces network --instance eth1 mtu enabled)" = $'mtu = 1400\nenabled = true (default)' ] ||
     fail "text of get"
-[ "$(run list interface mtu=1400)" = $'network/interfaces/interface/eth1\nnetwork/interfaces/interface/eth2' ] ||
+# Names print as the commands take them: a listed line pastes back.
+[ "$(run list interface mtu=1400)" = $'interface interfaces network --instance eth1\ninterface interfaces network --instance eth2' ] ||
     fail "text of list"
 # A name or value holding control characters stays on its line.
 odd=$(printf 'k\nx')
 run set "$odd" g c "$(printf 'v=a\tb')" >/dev/null
-[ "$(run list "$odd"; run get "$odd" g c v)" = 'c/g/k\nx'$'\n''v = "a\tb"' ] || fail "control characters in text"
+[ "$(run list "$odd"; run get "$odd" g c v)" = "\$'k\\nx' g c"$'\n''v = "a\tb"' ] || fail "control characters in text"
+eval "pasted=($(run list "$odd"))"
+[ "${pasted[0]}" = "$odd" ] || fail "a listed name does not paste back"
 # A string reads apart from a number; --value prints values as scripts take them.
 [ "$(run set kinds g c 'q="42"' && run get kinds g c q)" = 'q = "42"' ] || fail "a string's text"
 [ "$(run get interface interfaces network --instance eth0 --value mtu nameservers)" = $'9000\n192.0.2.53' ] ||

@@ -16,9 +16,7 @@ namespace {
 using Allocator = rapidjson::Document::AllocatorType;
 
 std::string Name(const Identity& identity) {
-    std::string name = identity.component + "/" + identity.group + "/" + identity.key;
-    if (!identity.instance.empty()) name += "/" + identity.instance;
-    return name;
+    return CommandWords(identity.key, identity.group, identity.component, identity.instance);
 }
 
 const char* InstanceOrNull(const Identity& identity) {
@@ -149,12 +147,27 @@ Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
     return text;
 }
 
-bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
+// The exchange document of what the filters select, parsed.
+rapidjson::Document ExportedBy(std::vector<FilterSpecObjectStruct*> filters) {
+    rapidjson::Document exported;
+    exported.Parse(ExportText(std::move(filters)).get());
+    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
+        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
+    }
+    return exported;
+}
+
+Identity IdentityOf(const rapidjson::Value& entry) {
     auto field = [&](const char* name) {
         return entry.HasMember(name) ? std::string(entry[name].GetString()) : std::string();
     };
-    return field("key") == identity.key && field("group") == identity.group &&
-           field("component") == identity.component && field("instanceId") == identity.instance;
+    return {field("key"), field("group"), field("component"), field("instanceId")};
+}
+
+bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
+    const Identity other = IdentityOf(entry);
+    return other.key == identity.key && other.group == identity.group &&
+           other.component == identity.component && other.instance == identity.instance;
 }
 
 // The values that the stored classes of an identity's exchange entries hold for `key`; the
@@ -207,12 +220,7 @@ std::string ReadDocument(const std::string& path) {
 
 rapidjson::Document Exported(const Identity& pattern) {
     const Filter filter = MakeFilter(pattern);
-    rapidjson::Document exported;
-    exported.Parse(ExportText({filter.get()}).get());
-    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
-        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
-    }
-    return exported;
+    return ExportedBy({filter.get()});
 }
 
 ConfigStoreStruct* Session::store() {
@@ -287,26 +295,20 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
 }
 
 void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions) {
+    if (!pattern.instance.empty()) CheckIdentity(pattern);
     const Filter filter = MakeFilter(pattern);
     for (const Assignment& condition : conditions) WriteValue(filter.get(), condition);
-    ObjectList list;
-    ConfigStoreStruct* store = session.store();
-    const ConfigStoreCStatus status =
-        Logged([&] { return GetInstances(store, filter.get(), &list.objects, &list.count); });
-    if (status != CS_C_NOT_FOUND) Check(status, "cannot list " + Name(pattern));
-
+    session.store();  // the namespace must exist
+    // The export of the filter names every object it selects, singletons included, which
+    // GetInstances refuses; an object comes once per stored class, one after the other.
+    const rapidjson::Document exported = ExportedBy({filter.get()});
     rapidjson::Document identities(rapidjson::kArrayType);
-    for (int i = 0; i < list.count; ++i) {
-        char *key = nullptr, *component = nullptr, *group = nullptr, *instance = nullptr;
-        const ConfigStoreCStatus read = Logged([&] {
-            return GetConfigStoreObjectId(list.objects[i], &key, &component, &group, &instance);
-        });
-        const Text keyText(key), componentText(component), groupText(group), instanceText(instance);
-        Check(read, "cannot read an identity");
-        const Identity identity{keyText.get(), groupText.get(), componentText.get(),
-                                instanceText ? instanceText.get() : ""};
-        identities.PushBack(IdentityJson(identity, identities.GetAllocator()),
-                            identities.GetAllocator());
+    auto& allocator = identities.GetAllocator();
+    Identity last;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        if (!identities.Empty() && SameIdentity(entry, last)) continue;
+        last = IdentityOf(entry);
+        identities.PushBack(IdentityJson(last, allocator), allocator);
     }
     session.output().Identities(identities);
 }

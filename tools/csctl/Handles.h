@@ -28,20 +28,6 @@ template <typename T>
 using Buffer = std::unique_ptr<T, MemoryRelease>;
 using Text = Buffer<char>;
 
-// An array of handles with a count, as GetInstances hands it out.
-class ObjectList {
-public:
-    ObjectList() = default;
-    ObjectList(const ObjectList&) = delete;
-    ObjectList& operator=(const ObjectList&) = delete;
-    ~ObjectList() {
-        for (int i = 0; i < count; ++i) DestroyConfigStoreObject(objects[i]);
-        std::free(objects);
-    }
-    ConfigStoreObjectStruct** objects = nullptr;
-    int count = 0;
-};
-
 // An array of `count` items that the library hands out and `release` takes back whole.
 template <typename Item, ConfigStoreCStatus (*release)(Item***, int)>
 class ReleasedList {

@@ -1,9 +1,11 @@
 // csctl: reads and writes the configuration store from the command line, through the
 // library's C interface. Write commands may be chained with "++" and run in one transaction:
 //   csctl set K G C a=1 ++ update K2 G C --remove b ++ delete K3 G C
+#include <dlfcn.h>
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -80,6 +82,22 @@ std::string ParseFailure(const Parser& parser, const CLI::ParseError& error) {
     return error.what();
 }
 
+// csctl's version and the version of the library it runs on, which the name of the library's
+// file tells ("libconfigstorec.so.1.2.0").
+std::string Versions() {
+    std::string library = "unknown";
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&GetStore), &info) != 0 && info.dli_fname != nullptr) {
+        char resolved[PATH_MAX];
+        if (realpath(info.dli_fname, resolved) != nullptr) {
+            const std::string file = resolved;
+            const std::size_t so = file.rfind(".so.");
+            library = so == std::string::npos ? file : file.substr(so + 4) + " (" + file + ")";
+        }
+    }
+    return std::string("csctl ") + CSCTL_VERSION + "\nlibconfigstorec " + library;
+}
+
 void AddIdentity(CLI::App* command, Identity& identity) {
     command->add_option("KEY", identity.key, "the object's key")->required();
     command->add_option("GROUP", identity.group, "the object's group")->required();
@@ -119,7 +137,7 @@ void Configure(Parser& parser) {
             },
             "NAME"));
     app.add_flag("--json", arguments.json, "JSON on standard output");
-    app.set_version_flag("--version", CSCTL_VERSION);
+    app.set_version_flag("--version", Versions);
     app.require_subcommand(1, 1);
     app.fallthrough();  // the options above are taken after the command too
 
@@ -190,6 +208,11 @@ bool IsWrite(const std::string& command) {
     return command == "set" || command == "update" || command == "delete";
 }
 
+bool IsReadOnly(const std::string& command) {
+    return command == "get" || command == "list" || command == "export" || command == "status" ||
+           command == "diff" || command == "watch";
+}
+
 Write ToWrite(const Parser& parser) {
     const Arguments& arguments = parser.arguments;
     const std::string command = parser.command();
@@ -251,9 +274,12 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     // The functions without a store argument act on the default namespace: make it this one.
     if (!nameSpace.empty()) setenv("CONFIGSTORE_NAMESPACE", nameSpace.c_str(), 1);
 
-    Session session(nameSpace, output);
     const Arguments& arguments = first.arguments;
     const std::string command = first.command();
+    // Commands that only read open the store read-only: they never create a namespace, and a
+    // namespace that does not exist is an error.
+    if (IsReadOnly(command)) setenv("CONFIGSTORE_READ_ONLY", "1", 1);
+    Session session(nameSpace, output);
     if (IsWrite(command)) {
         std::vector<Write> writes;
         for (const auto& parser : parsers) writes.push_back(ToWrite(*parser));

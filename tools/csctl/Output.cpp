@@ -18,6 +18,38 @@ std::string JsonText(const rapidjson::Value& value) {
 
 namespace {
 
+// A word the shell reads back as `text`: bare when it holds only characters the shell takes as
+// they are; quoted otherwise, with $'...' and escapes when it holds control characters, so that
+// it stays on its line.
+std::string ShellWord(const std::string& text) {
+    static const std::string kPlain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.,:/@%+=";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+    if (!escapes::HasControls(text)) {
+        std::string quoted = "'";
+        for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return quoted + "'";
+    }
+    std::string quoted = "$'";
+    for (const char c : text) {
+        char escape[5];
+        if (c == '\\' || c == '\'') quoted += '\\';
+        quoted.append(escape, escapes::EscapeOf(static_cast<unsigned char>(c), escape));
+    }
+    return quoted + "'";
+}
+
+}  // namespace
+
+std::string CommandWords(const std::string& key, const std::string& group,
+                         const std::string& component, const std::string& instance) {
+    std::string words = ShellWord(key) + " " + ShellWord(group) + " " + ShellWord(component);
+    if (!instance.empty()) words += " --instance " + ShellWord(instance);
+    return words;
+}
+
+namespace {
+
 // Strings bare, everything else as JSON: names, and values for scripts. Values for people are
 // JSON, so that a string reads apart from a number.
 std::string Text(const rapidjson::Value& value) {
@@ -26,10 +58,10 @@ std::string Text(const rapidjson::Value& value) {
 }
 
 std::string IdentityText(const rapidjson::Value& identity) {
-    std::string text =
-        Text(identity["component"]) + "/" + Text(identity["group"]) + "/" + Text(identity["key"]);
-    if (identity.HasMember("instanceId")) text += "/" + Text(identity["instanceId"]);
-    return text;
+    const auto field = [&](const char* name) {
+        return identity.HasMember(name) ? Text(identity[name]) : std::string();
+    };
+    return CommandWords(field("key"), field("group"), field("component"), field("instanceId"));
 }
 
 }  // namespace

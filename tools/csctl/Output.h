@@ -13,6 +13,10 @@ namespace csctl {
 
 // A JSON value as compact text.
 std::string JsonText(const rapidjson::Value& value);
+// An object's name as the commands take it, to paste back: "KEY GROUP COMPONENT [--instance ID]",
+// each word quoted for the shell where it needs it.
+std::string CommandWords(const std::string& key, const std::string& group,
+                         const std::string& component, const std::string& instance);
 
 class Output {
 public:
