@@ -81,7 +81,13 @@ check_rows <<'ROWS'
 0 | get blob g c one two three | .values == {one: {"$base64": "AQ=="}, two: {"$base64": "AQI="}, three: {"$base64": "AQID"}}
 0 | set blob g c --instance i1 b=2 | .ok
 0 | get blob g c | .classes.configuration.one == {"$base64": "AQ=="} and .classes.configuration.b == null
-4 | get blob g c inner | .error.name == "CS_C_INVALID_TYPE" and (.error.message | test("inner"))
+0 | get blob g c inner | .values == {inner: {a: 1}}
+# Binary values from files; any JSON, objects too, with --json-value. A later write keeps them.
+0 | set probe p demo "bin=@$work/nul.json" --json-value 'n={"x":[1],"y":{"$base64":"AQ=="}}' | .ok
+0 | update probe p demo c=1 --remove a | .ok
+0 | get probe p demo | .classes.configuration == {bin: {"$base64": "eyJmb3JtYXQiOiAiY29uZmlnc3RvcmUvMSIsICJvYmplY3RzIjogW119AHt9"}, n: {x: [1], y: {"$base64": "AQ=="}}, c: 1}
+66 | set probe p demo b=@/nonexistent | .error.name == "NO_INPUT"
+64 | set probe p demo 'n={"x":1}' | .error.message | test("--json-value")
 3 | import "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR" and .error.entries[0].key == "network/interfaces/interface/eth9"
 65 | import /dev/zero | .error.name == "DATA_ERROR" and (.error.message | test("longer than 67108864 bytes"))
 65 | CONFIGSTORE_IMPORT_MAX=100 import "$here/values.json" | .error.name == "DATA_ERROR"
@@ -150,6 +156,8 @@ eval "pasted=($(run list "$odd"))"
 [ "$(run set kinds g c 'q="42"' && run get kinds g c q)" = 'q = "42"' ] || fail "a string's text"
 [ "$(run get interface interfaces network --instance eth0 --value mtu nameservers)" = $'9000\n192.0.2.53' ] ||
     fail "get --value"
+[ "$(printf hi | run set kinds g c b=@- && run get kinds g c --value b)" = '{"$base64":"aGk="}' ] ||
+    fail "a binary value from standard input"
 [ "$(run set kinds g c x=1.0 'y=[]' && run get kinds g c x y 2>&1)" = $'x = 1.0\ny = []' ] ||
     fail "text of a double and an empty list"
 # A failure's message is the library's line for the call; csctl leaves the engine's log alone.

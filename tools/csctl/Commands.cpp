@@ -1,14 +1,9 @@
 #include "Commands.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include "ImportLimit.h"
 
 namespace csctl {
 namespace {
@@ -53,11 +48,12 @@ Object FetchExisting(ConfigStoreStruct* store, const Identity& identity) {
     return object;
 }
 
-Object Create(const Identity& identity) {
+Object Create(const Identity& identity, const std::string& document = "") {
     ConfigStoreObjectStruct* raw = nullptr;
     const ConfigStoreCStatus status = Logged([&] {
         return CreateObject(identity.key.c_str(), identity.group.c_str(),
-                            identity.component.c_str(), InstanceOrNull(identity), "", &raw);
+                            identity.component.c_str(), InstanceOrNull(identity), document.c_str(),
+                            &raw);
     });
     Object object(raw);
     Check(status, "cannot create " + Name(identity));
@@ -115,28 +111,6 @@ ConfigStoreCStatus StoreWith(ConfigStoreStruct* store, ConfigStoreObjectStruct* 
     return CS_C_INTERNAL_ERROR;
 }
 
-void RunWrite(ConfigStoreStruct* store, const Write& write) {
-    const Identity& id = write.identity;
-    CheckIdentity(id);
-    if (write.kind == WriteKind::Delete) {
-        const ConfigStoreCStatus status = Logged([&] {
-            return Delete(store, id.key.c_str(), id.group.c_str(), id.component.c_str(),
-                          InstanceOrNull(id));
-        });
-        return Check(status, "cannot delete " + Name(id));
-    }
-    // Writes change the values they name: the stored object is the start, unless replaced.
-    Object object = write.replace ? Object() : Fetch(store, id);
-    if (!object) object = Create(id);
-    for (const Assignment& assignment : write.values) WriteValue(object.get(), assignment);
-    for (const std::string& key : write.removals) {
-        Check(Logged([&] { return RemoveValue(object.get(), key.c_str()); }),
-              "cannot remove '" + key + "'");
-    }
-    Check(Logged([&] { return StoreWith(store, object.get(), write); }),
-          "cannot store " + Name(id));
-}
-
 // The exchange document of what the filters select.
 Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
     char* raw = nullptr;
@@ -170,6 +144,77 @@ bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
            other.component == identity.component && other.instance == identity.instance;
 }
 
+// The name of a class in the exchange document.
+const char* ClassName(DataClass dataClass) {
+    switch (dataClass) {
+        case DataClass::User:
+            return "userData";
+        case DataClass::Vital:
+            return "vitalData";
+        case DataClass::Cached:
+            return "cachedData";
+        case DataClass::Configuration:
+            break;
+    }
+    return "configuration";
+}
+
+// The object a write starts from: the stored one, or a new one when it replaces. Object values
+// have no setter: a write holding one starts from the stored document of its class with them in.
+Object StartOf(ConfigStoreStruct* store, const Write& write) {
+    const auto isObject = [](const Assignment& assignment) {
+        return !assignment.value.object.empty();
+    };
+    if (std::none_of(write.values.begin(), write.values.end(), isObject)) {
+        Object object = write.replace ? Object() : Fetch(store, write.identity);
+        return object ? std::move(object) : Create(write.identity);
+    }
+    rapidjson::Document document(rapidjson::kObjectType);
+    if (!write.replace) {
+        const rapidjson::Document exported = Exported(write.identity);
+        for (const auto& entry : exported["objects"].GetArray()) {
+            const char* name =
+                entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+            if (SameIdentity(entry, write.identity) &&
+                std::strcmp(name, ClassName(write.dataClass)) == 0) {
+                document.CopyFrom(entry["values"], document.GetAllocator());
+            }
+        }
+    }
+    for (const Assignment& assignment : write.values) {
+        if (!isObject(assignment)) continue;
+        rapidjson::Document value(&document.GetAllocator());
+        value.Parse(assignment.value.object.c_str());
+        document.RemoveMember(assignment.key.c_str());
+        document.AddMember(rapidjson::Value(assignment.key.c_str(), document.GetAllocator()), value,
+                           document.GetAllocator());
+    }
+    return Create(write.identity, JsonText(document));
+}
+
+void RunWrite(ConfigStoreStruct* store, const Write& write) {
+    const Identity& id = write.identity;
+    CheckIdentity(id);
+    if (write.kind == WriteKind::Delete) {
+        const ConfigStoreCStatus status = Logged([&] {
+            return Delete(store, id.key.c_str(), id.group.c_str(), id.component.c_str(),
+                          InstanceOrNull(id));
+        });
+        return Check(status, "cannot delete " + Name(id));
+    }
+    // Writes change the values they name, starting from what is stored unless they replace it.
+    Object object = StartOf(store, write);
+    for (const Assignment& assignment : write.values) {
+        if (assignment.value.object.empty()) WriteValue(object.get(), assignment);
+    }
+    for (const std::string& key : write.removals) {
+        Check(Logged([&] { return RemoveValue(object.get(), key.c_str()); }),
+              "cannot remove '" + key + "'");
+    }
+    Check(Logged([&] { return StoreWith(store, object.get(), write); }),
+          "cannot store " + Name(id));
+}
+
 // The values that the stored classes of an identity's exchange entries hold for `key`; the
 // desired configuration is no class a read answers from.
 std::vector<const rapidjson::Value*> StoredValues(
@@ -183,33 +228,9 @@ std::vector<const rapidjson::Value*> StoredValues(
     return values;
 }
 
-// A document for Import, which takes C text: no longer than the store's bound, and without
-// a NUL byte, which would end it early.
+// A document for Import, which takes C text: without a NUL byte, which would end it early.
 std::string ReadDocument(const std::string& path) {
-    using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-    File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), &std::fclose);
-    std::FILE* file = path == "-" ? stdin : opened.get();
-    const std::size_t limit = limits::ImportLimit();
-    std::string text;
-    struct stat status {};
-    if (file != nullptr && fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
-        text.reserve(std::min(static_cast<std::size_t>(status.st_size), limit) + 1);
-    }
-    char chunk[65536];
-    if (file != nullptr) {
-        for (std::size_t got; (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
-            if (got > limit - text.size()) {
-                throw Failure{kDataError,
-                              path + ": the document is longer than " + std::to_string(limit) +
-                                  " bytes (CONFIGSTORE_IMPORT_MAX)",
-                              {}};
-            }
-            text.append(chunk, got);
-        }
-    }
-    if (file == nullptr || std::ferror(file)) {
-        throw Failure{kNoInput, "cannot read " + path + ": " + std::strerror(errno), {}};
-    }
+    std::string text = ReadFile(path);
     if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
         throw Failure{kDataError, path + ": a NUL byte at offset " + std::to_string(nul), {}};
     }

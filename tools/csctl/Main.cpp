@@ -28,7 +28,7 @@ struct Arguments {
     std::string dataClass = "configuration";
     std::string context;
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
-    std::vector<std::string> ints, doubles, bools, strings, removals;
+    std::vector<std::string> ints, doubles, bools, strings, jsons, removals;
     bool replace = false;
     bool bare = false;
     bool boot = false;
@@ -153,6 +153,9 @@ void Configure(Parser& parser) {
         AddClass(write, arguments);
         write->add_option("VALUEKEY=VALUE", arguments.positionals, "values, typed as JSON");
         AddTypedValues(write, arguments);
+        write->add_option("--json-value", arguments.jsons, "a value as JSON: an object too")
+            ->type_name("VALUEKEY=JSON")
+            ->allow_extra_args(false);
     }
     set->add_flag("--replace", arguments.replace, "store exactly these values: the others go");
     update->add_option("--remove", arguments.removals, "a value to remove")
@@ -193,11 +196,9 @@ void Configure(Parser& parser) {
 std::vector<Assignment> Assignments(const Arguments& arguments) {
     std::vector<Assignment> assignments;
     const std::pair<const std::vector<std::string>*, ValueType> sources[] = {
-        {&arguments.positionals, ValueType::Inferred},
-        {&arguments.ints, ValueType::Integer},
-        {&arguments.doubles, ValueType::Double},
-        {&arguments.bools, ValueType::Bool},
-        {&arguments.strings, ValueType::String}};
+        {&arguments.positionals, ValueType::Inferred}, {&arguments.ints, ValueType::Integer},
+        {&arguments.doubles, ValueType::Double},       {&arguments.bools, ValueType::Bool},
+        {&arguments.strings, ValueType::String},       {&arguments.jsons, ValueType::Json}};
     for (const auto& [texts, type] : sources) {
         for (const std::string& text : *texts) assignments.push_back(ParseAssignment(text, type));
     }

@@ -2,14 +2,21 @@
 
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstdio>
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <regex>
 #include <string_view>
 
 #include "Handles.h"
+#include "ImportLimit.h"
+#include "Output.h"
 #include "Status.h"
 
 namespace csctl {
@@ -23,6 +30,7 @@ namespace {
 bool ToScalar(const rapidjson::Value& json, ValueType type, Scalar& out) {
     switch (type) {
         case ValueType::Inferred:
+        case ValueType::Json:
             if (json.IsBool())
                 out = json.GetBool();
             else if (json.IsInt64())
@@ -81,6 +89,7 @@ struct Setters {
     ConfigStoreCStatus (*setInteger)(Handle*, const char*, long long);
     ConfigStoreCStatus (*setDouble)(Handle*, const char*, double);
     ConfigStoreCStatus (*setString)(Handle*, const char*, const char*);
+    ConfigStoreCStatus (*setBinary)(Handle*, const char*, const unsigned char*, unsigned long);
     ConfigStoreCStatus (*setEmptyList)(Handle*, const char*);
     ConfigStoreCStatus (*appendBool)(Handle*, const char*, bool);
     ConfigStoreCStatus (*appendInteger)(Handle*, const char*, long long);
@@ -89,18 +98,22 @@ struct Setters {
 };
 
 const Setters<ConfigStoreObjectStruct> kObjectSetters{
-    SetValueBool,    SetValueLonglong,    SetValueDouble,    SetValueStr,      SetValueEmptyList,
-    AppendValueBool, AppendValueLonglong, AppendValueDouble, AppendValueString};
+    SetValueBool,      SetValueLonglong, SetValueDouble,      SetValueStr,       SetValueBinary,
+    SetValueEmptyList, AppendValueBool,  AppendValueLonglong, AppendValueDouble, AppendValueString};
 const Setters<FilterSpecObjectStruct> kFilterSetters{
-    SetValueFsoBool,        SetValueFsoLonglong,  SetValueFsoDouble,
-    SetValueFsoStr,         SetValueFsoEmptyList, AppendValueFsoBool,
-    AppendValueFsoLonglong, AppendValueFsoDouble, AppendValueFsoString};
+    SetValueFsoBool,      SetValueFsoLonglong,  SetValueFsoDouble,  SetValueFsoStr,
+    SetValueFsoBinary,    SetValueFsoEmptyList, AppendValueFsoBool, AppendValueFsoLonglong,
+    AppendValueFsoDouble, AppendValueFsoString};
 
 template <typename Handle>
 void Write(Handle* handle, const Assignment& assignment, const Setters<Handle>& setters) {
     const char* key = assignment.key.c_str();
     const std::string fallback = "cannot store the value of '" + assignment.key + "'";
     const bool list = assignment.value.list;
+    if (!assignment.value.object.empty()) {
+        throw Failure{
+            kUsage, "'" + assignment.key + "': an object value is no value of a filter", {}};
+    }
     if (list) Check(Logged([&] { return setters.setEmptyList(handle, key); }), fallback);
     for (const Scalar& item : assignment.value.items) {
         const ConfigStoreCStatus status = Logged([&] {
@@ -110,6 +123,10 @@ void Write(Handle* handle, const Assignment& assignment, const Setters<Handle>& 
                 return (list ? setters.appendInteger : setters.setInteger)(handle, key, *integer);
             if (auto* number = std::get_if<double>(&item))
                 return (list ? setters.appendDouble : setters.setDouble)(handle, key, *number);
+            if (auto* bytes = std::get_if<Bytes>(&item)) {
+                const auto* data = reinterpret_cast<const unsigned char*>(bytes->data.data());
+                return setters.setBinary(handle, key, data, bytes->data.size());
+            }
             const char* text = std::get<std::string>(item).c_str();
             return (list ? setters.appendString : setters.setString)(handle, key, text);
         });
@@ -304,6 +321,11 @@ Assignment ParseAssignment(const std::string& argument, ValueType type) {
         assignment.value.items.emplace_back(text);
         return assignment;
     }
+    if (type == ValueType::Inferred && text.rfind('@', 0) == 0) {
+        // A value the exchange document could not hold is no value either.
+        assignment.value.items.emplace_back(Bytes{ReadFile(text.substr(1))});
+        return assignment;
+    }
     ExactDocument json;
     if (!json.Read(text)) {
         if (type != ValueType::Inferred) Unusable(argument, "the value does not fit its type");
@@ -320,11 +342,16 @@ Assignment ParseAssignment(const std::string& argument, ValueType type) {
         return assignment;
     }
     Value& value = assignment.value;
+    if (json.IsObject() && type == ValueType::Json) {
+        value.object = JsonText(json);
+        return assignment;
+    }
     value.list = json.IsArray();
     if (!value.list) {
         value.items.emplace_back();
         if (!ToScalar(json, type, value.items.back())) {
-            Unusable(argument, "the value does not fit its type");
+            Unusable(argument, json.IsObject() ? "an object is written with --json-value"
+                                               : "the value does not fit its type");
         }
         return assignment;
     }
@@ -336,6 +363,33 @@ Assignment ParseAssignment(const std::string& argument, ValueType type) {
     }
     if (!OneType(value.items)) Unusable(argument, "a list holds elements of one type");
     return assignment;
+}
+
+std::string ReadFile(const std::string& path) {
+    using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+    File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), &std::fclose);
+    std::FILE* file = path == "-" ? stdin : opened.get();
+    const std::size_t limit = limits::ImportLimit();
+    std::string text;
+    struct stat status {};
+    if (file != nullptr && fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
+        text.reserve(std::min(static_cast<std::size_t>(status.st_size), limit) + 1);
+    }
+    char chunk[65536];
+    for (std::size_t got;
+         file != nullptr && (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
+        if (got > limit - text.size()) {
+            throw Failure{
+                kDataError,
+                path + ": longer than " + std::to_string(limit) + " bytes (CONFIGSTORE_IMPORT_MAX)",
+                {}};
+        }
+        text.append(chunk, got);
+    }
+    if (file == nullptr || std::ferror(file)) {
+        throw Failure{kNoInput, "cannot read " + path + ": " + std::strerror(errno), {}};
+    }
+    return text;
 }
 
 void WriteValue(ConfigStoreObjectStruct* object, const Assignment& assignment) {
@@ -364,10 +418,14 @@ ConfigStoreCStatus ReadValue(ConfigStoreObjectStruct* object, const std::string&
         if (status == CS_C_OK || status == CS_C_VALUE_IS_DEFAULT) return status;
         Check(status, "not found: " + objectName + " has no value '" + key + "'");
     }
-    throw Failure{
-        CS_C_INVALID_TYPE,
-        "'" + key + "' of " + objectName + " holds a value that no typed read gives (an object)",
-        {}};
+    // An object value has no typed read: it is the stored one, as the exchange document shows it.
+    if (!stored.empty()) {
+        out.CopyFrom(*stored.front(), allocator);
+        return CS_C_OK;
+    }
+    throw Failure{CS_C_INVALID_TYPE,
+                  "'" + key + "' of " + objectName + " holds a value that no typed read gives",
+                  {}};
 }
 
 }  // namespace csctl
