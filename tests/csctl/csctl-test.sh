@@ -87,6 +87,13 @@ check_rows <<'ROWS'
 0 | update probe p demo c=1 --remove a | .ok
 0 | get probe p demo | .classes.configuration == {bin: {"$base64": "eyJmb3JtYXQiOiAiY29uZmlnc3RvcmUvMSIsICJvYmplY3RzIjogW119AHt9"}, n: {x: [1], y: {"$base64": "AQ=="}}, c: 1}
 66 | set probe p demo b=@/nonexistent | .error.name == "NO_INPUT"
+# Sub-objects by path: written through their parent, which keeps its values.
+0 | set probe p demo --sub a:1/b x=1 'name="lo"' | .ok
+0 | get probe p demo --sub a:1/b name x | .values == {name: "lo", x: 1}
+0 | get probe p demo c | .values == {c: 1}
+0 | delete probe p demo --sub a:1/b | .ok
+6 | get probe p demo --sub a:1/b | .error.name == "CS_C_NOT_FOUND"
+64 | get probe p demo --sub a:1//b | .error.name == "USAGE"
 64 | set probe p demo 'n={"x":1}' | .error.message | test("--json-value")
 3 | import "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR" and .error.entries[0].key == "network/interfaces/interface/eth9"
 65 | import /dev/zero | .error.name == "DATA_ERROR" and (.error.message | test("longer than 67108864 bytes"))

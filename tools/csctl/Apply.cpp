@@ -206,7 +206,8 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
 
 void RunStatus(Session& session, const std::vector<std::string>& components) {
     session.store();
-    const rapidjson::Document exported = Exported({kResultKey, kResultGroup, kResultComponent, ""});
+    const rapidjson::Document exported =
+        Exported({kResultKey, kResultGroup, kResultComponent, "", {}});
     rapidjson::Document json(rapidjson::kArrayType);
     auto& allocator = json.GetAllocator();
     std::vector<std::string> unseen = components;

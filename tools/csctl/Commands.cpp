@@ -11,7 +11,10 @@ namespace {
 using Allocator = rapidjson::Document::AllocatorType;
 
 std::string Name(const Identity& identity) {
-    return CommandWords(identity.key, identity.group, identity.component, identity.instance);
+    std::string name =
+        CommandWords(identity.key, identity.group, identity.component, identity.instance);
+    if (!identity.sub.empty()) name += " --sub " + SubPath(identity.sub);
+    return name;
 }
 
 const char* InstanceOrNull(const Identity& identity) {
@@ -25,6 +28,10 @@ rapidjson::Value IdentityJson(const Identity& identity, Allocator& allocator) {
     json.AddMember("component", rapidjson::Value(identity.component.c_str(), allocator), allocator);
     if (!identity.instance.empty()) {
         json.AddMember("instanceId", rapidjson::Value(identity.instance.c_str(), allocator),
+                       allocator);
+    }
+    if (!identity.sub.empty()) {
+        json.AddMember("sub", rapidjson::Value(SubPath(identity.sub).c_str(), allocator),
                        allocator);
     }
     return json;
@@ -135,7 +142,7 @@ Identity IdentityOf(const rapidjson::Value& entry) {
     auto field = [&](const char* name) {
         return entry.HasMember(name) ? std::string(entry[name].GetString()) : std::string();
     };
-    return {field("key"), field("group"), field("component"), field("instanceId")};
+    return {field("key"), field("group"), field("component"), field("instanceId"), {}};
 }
 
 bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
@@ -192,9 +199,72 @@ Object StartOf(ConfigStoreStruct* store, const Write& write) {
     return Create(write.identity, JsonText(document));
 }
 
+// The sub-object that the first `depth` names of the identity's path lead to from `object`,
+// borrowed from it; with `create`, the missing ones are made.
+ConfigStoreObjectStruct* Descend(ConfigStoreObjectStruct* object, const Identity& identity,
+                                 std::size_t depth, bool create) {
+    for (std::size_t i = 0; i < depth; ++i) {
+        const SubName& name = identity.sub[i];
+        const char* instance = name.instance.empty() ? nullptr : name.instance.c_str();
+        ConfigStoreObjectStruct* child = nullptr;
+        ConfigStoreCStatus status =
+            Logged([&] { return GetSubObject(object, name.key.c_str(), instance, &child); });
+        if (status == CS_C_NOT_FOUND && create) {
+            status =
+                Logged([&] { return CreateSubObject(object, name.key.c_str(), instance, &child); });
+        }
+        if (status == CS_C_NOT_FOUND) {
+            throw Failure{CS_C_NOT_FOUND, "not found: " + Name(identity), {}};
+        }
+        Check(status, "cannot reach the sub-objects of " + Name(identity));
+        object = child;
+    }
+    return object;
+}
+
+// A write to a sub-object changes it in its parent, which the write then stores.
+void RunSubWrite(ConfigStoreStruct* store, const Write& write) {
+    const Identity& id = write.identity;
+    for (const Assignment& assignment : write.values) {
+        if (!assignment.value.object.empty()) {
+            throw Failure{
+                kUsage, "a sub-object's values are written one by one, not as objects", {}};
+        }
+    }
+    const bool removes = write.kind == WriteKind::Delete || write.replace;
+    Object parent = Fetch(store, id);
+    if (!parent && write.kind == WriteKind::Delete) {
+        throw Failure{CS_C_NOT_FOUND, "not found: " + Name(id), {}};
+    }
+    if (!parent) parent = Create(id);
+    const std::size_t last = id.sub.size() - 1;
+    ConfigStoreObjectStruct* holder = Descend(parent.get(), id, last, !removes);
+    if (removes) {
+        const SubName& name = id.sub[last];
+        Check(Logged([&] {
+                  return DeleteSubObject(holder, name.key.c_str(),
+                                         name.instance.empty() ? nullptr : name.instance.c_str());
+              }),
+              "cannot delete " + Name(id));
+    }
+    if (write.kind != WriteKind::Delete) {
+        ConfigStoreObjectStruct* target = Descend(parent.get(), id, id.sub.size(), true);
+        for (const Assignment& assignment : write.values) WriteValue(target, assignment);
+        for (const std::string& key : write.removals) {
+            Check(Logged([&] { return RemoveValue(target, key.c_str()); }),
+                  "cannot remove '" + key + "'");
+        }
+    }
+    Write storing = write;  // a delete stores the parent's change, and only that
+    if (write.kind == WriteKind::Delete) storing.kind = WriteKind::Update;
+    Check(Logged([&] { return StoreWith(store, parent.get(), storing); }),
+          "cannot store " + Name(id));
+}
+
 void RunWrite(ConfigStoreStruct* store, const Write& write) {
     const Identity& id = write.identity;
     CheckIdentity(id);
+    if (!id.sub.empty()) return RunSubWrite(store, write);
     if (write.kind == WriteKind::Delete) {
         const ConfigStoreCStatus status = Logged([&] {
             return Delete(store, id.key.c_str(), id.group.c_str(), id.component.c_str(),
@@ -215,15 +285,51 @@ void RunWrite(ConfigStoreStruct* store, const Write& write) {
           "cannot store " + Name(id));
 }
 
-// The values that the stored classes of an identity's exchange entries hold for `key`; the
-// desired configuration is no class a read answers from.
-std::vector<const rapidjson::Value*> StoredValues(
-    const std::vector<const rapidjson::Value*>& entries, const std::string& key) {
+// What one stored class of an object holds: its name in the exchange document and its values.
+struct ClassValues {
+    const char* name;
+    const rapidjson::Value* values;
+};
+
+// The classes of an identity's exchange entries, each with the values of the identity's
+// sub-object (the object's own values when it names none); a class without it is left out.
+std::vector<ClassValues> ClassesOf(const rapidjson::Value& exported, const Identity& identity) {
+    std::vector<ClassValues> classes;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        if (!SameIdentity(entry, identity)) continue;
+        const rapidjson::Value* values = &entry["values"];
+        for (const SubName& name : identity.sub) {
+            const auto subObjects = values->FindMember("$subObjects");
+            if (subObjects == values->MemberEnd()) {
+                values = nullptr;
+                break;
+            }
+            const auto key = subObjects->value.FindMember(name.key.c_str());
+            const auto instance = key == subObjects->value.MemberEnd()
+                                      ? key
+                                      : key->value.FindMember(name.instance.c_str());
+            if (key == subObjects->value.MemberEnd() || instance == key->value.MemberEnd()) {
+                values = nullptr;
+                break;
+            }
+            values = &instance->value;
+        }
+        const char* name = entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+        if (values != nullptr) classes.push_back({name, values});
+    }
+    return classes;
+}
+
+// The values that the stored classes hold for `key`; the desired configuration is no class a
+// read answers from.
+std::vector<const rapidjson::Value*> StoredValues(const std::vector<ClassValues>& classes,
+                                                  const std::string& key) {
     std::vector<const rapidjson::Value*> values;
-    for (const rapidjson::Value* entry : entries) {
-        const rapidjson::Value& stored = (*entry)["values"];
-        const bool desired = entry->HasMember("class") && (*entry)["class"] == "desired";
-        if (!desired && stored.HasMember(key.c_str())) values.push_back(&stored[key.c_str()]);
+    for (const ClassValues& stored : classes) {
+        const bool desired = std::strcmp(stored.name, "desired") == 0;
+        if (!desired && stored.values->HasMember(key.c_str())) {
+            values.push_back(&(*stored.values)[key.c_str()]);
+        }
     }
     return values;
 }
@@ -238,6 +344,31 @@ std::string ReadDocument(const std::string& path) {
 }
 
 }  // namespace
+
+std::vector<SubName> ParseSubPath(const std::string& path) {
+    std::vector<SubName> names;
+    std::size_t start = 0;
+    for (std::size_t end; start <= path.size(); start = end + 1) {
+        end = std::min(path.find('/', start), path.size());
+        const std::string step = path.substr(start, end - start);
+        const std::size_t colon = std::min(step.find(':'), step.size());
+        names.push_back({step.substr(0, colon), step.substr(std::min(colon + 1, step.size()))});
+        if (names.back().key.empty()) {
+            throw Failure{
+                kUsage, "'" + path + "': a sub-object path is KEY[:ID][/KEY[:ID]...]", {}};
+        }
+    }
+    return names;
+}
+
+std::string SubPath(const std::vector<SubName>& names) {
+    std::string path;
+    for (const SubName& name : names) {
+        if (!path.empty()) path += "/";
+        path += name.key + (name.instance.empty() ? "" : ":" + name.instance);
+    }
+    return path;
+}
 
 rapidjson::Document Exported(const Identity& pattern) {
     const Filter filter = MakeFilter(pattern);
@@ -271,15 +402,13 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
             bool bare) {
     CheckIdentity(identity);
     Object object = FetchExisting(session.store(), identity);
+    ConfigStoreObjectStruct* target = Descend(object.get(), identity, identity.sub.size(), false);
     // A filter with an empty instance id selects every instance: keep this identity's entries.
     const rapidjson::Document exported = Exported(identity);
-    std::vector<const rapidjson::Value*> entries;
-    for (const auto& entry : exported["objects"].GetArray()) {
-        if (SameIdentity(entry, identity)) entries.push_back(&entry);
-    }
+    const std::vector<ClassValues> classes = ClassesOf(exported, identity);
     // The store answers an identity with nothing stored with its defaults: an instance that
     // holds nothing does not exist, as list shows.
-    if (!identity.instance.empty() && entries.empty()) {
+    if (!identity.instance.empty() && classes.empty()) {
         throw Failure{CS_C_NOT_FOUND, "not found: " + Name(identity), {}};
     }
     rapidjson::Document answer(rapidjson::kObjectType);
@@ -288,7 +417,7 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
         std::vector<std::string> defaults;
         for (const std::string& key : keys) {
             rapidjson::Value value;
-            if (ReadValue(object.get(), key, Name(identity), StoredValues(entries, key), value,
+            if (ReadValue(target, key, Name(identity), StoredValues(classes, key), value,
                           allocator) == CS_C_VALUE_IS_DEFAULT) {
                 defaults.push_back(key);
             }
@@ -302,16 +431,14 @@ void RunGet(Session& session, const Identity& identity, const std::vector<std::s
     const Text version(rawVersion);
     Check(status, "cannot read the version of " + Name(identity));
 
-    rapidjson::Value classes(rapidjson::kObjectType);
-    for (const rapidjson::Value* entry : entries) {
-        const char* name =
-            entry->HasMember("class") ? (*entry)["class"].GetString() : "configuration";
-        classes.AddMember(rapidjson::Value(name, allocator),
-                          rapidjson::Value((*entry)["values"], allocator), allocator);
+    rapidjson::Value values(rapidjson::kObjectType);
+    for (const ClassValues& stored : classes) {
+        values.AddMember(rapidjson::Value(stored.name, allocator),
+                         rapidjson::Value(*stored.values, allocator), allocator);
     }
     answer.AddMember("identity", IdentityJson(identity, allocator), allocator);
     answer.AddMember("version", rapidjson::Value(version.get(), allocator), allocator);
-    answer.AddMember("classes", classes, allocator);
+    answer.AddMember("classes", values, allocator);
     session.output().Object(answer);
 }
 
@@ -338,7 +465,8 @@ void RunExport(Session& session, const std::vector<std::string>& keys, const Ide
     std::vector<Filter> filters;
     if (keys.empty()) filters.push_back(MakeFilter(pattern));
     for (const std::string& key : keys) {
-        filters.push_back(MakeFilter({key, pattern.group, pattern.component, pattern.instance}));
+        filters.push_back(
+            MakeFilter({key, pattern.group, pattern.component, pattern.instance, {}}));
     }
     std::vector<FilterSpecObjectStruct*> handles;
     for (const Filter& filter : filters) handles.push_back(filter.get());

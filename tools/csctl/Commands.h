@@ -12,8 +12,14 @@
 
 namespace csctl {
 
+// A sub-object within its parent: its key and instance id (empty for a singleton).
+struct SubName {
+    std::string key, instance;
+};
+
 struct Identity {
     std::string key, group, component, instance;
+    std::vector<SubName> sub;  // the path from the object to one of its sub-objects
 };
 
 enum class DataClass { Configuration, User, Vital, Cached };
@@ -45,6 +51,10 @@ private:
     Output& output_;
     Store store_;
 };
+
+// A sub-object path, "KEY[:ID][/KEY[:ID]...]", read (kUsage when a key is empty) and written.
+std::vector<SubName> ParseSubPath(const std::string& path);
+std::string SubPath(const std::vector<SubName>& names);
 
 // The exchange document of what a filter spec of `pattern` selects (empty fields select all).
 rapidjson::Document Exported(const Identity& pattern);

@@ -25,6 +25,7 @@ struct Arguments {
     std::string nameSpace;
     bool json = false;
     Identity identity;
+    std::string subPath;
     std::string dataClass = "configuration";
     std::string context;
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
@@ -98,11 +99,14 @@ std::string Versions() {
     return std::string("csctl ") + CSCTL_VERSION + "\nlibconfigstorec " + library;
 }
 
-void AddIdentity(CLI::App* command, Identity& identity) {
+void AddIdentity(CLI::App* command, Arguments& arguments) {
+    Identity& identity = arguments.identity;
     command->add_option("KEY", identity.key, "the object's key")->required();
     command->add_option("GROUP", identity.group, "the object's group")->required();
     command->add_option("COMPONENT", identity.component, "the object's component")->required();
     command->add_option("--instance", identity.instance, "the object's instance id");
+    command->add_option("--sub", arguments.subPath, "a sub-object of the object")
+        ->type_name("KEY[:ID][/KEY[:ID]...]");
 }
 
 void AddTypedValues(CLI::App* command, Arguments& arguments) {
@@ -142,14 +146,14 @@ void Configure(Parser& parser) {
     app.fallthrough();  // the options above are taken after the command too
 
     CLI::App* get = app.add_subcommand("get", "print values, or the whole object");
-    AddIdentity(get, arguments.identity);
+    AddIdentity(get, arguments);
     get->add_option("VALUEKEY", arguments.positionals, "values to print");
     get->add_flag("--value", arguments.bare, "print only the values: a list one element a line");
 
     CLI::App* set = app.add_subcommand("set", "change these values, keeping the others");
     CLI::App* update = app.add_subcommand("update", "change or remove these values");
     for (CLI::App* write : {set, update}) {
-        AddIdentity(write, arguments.identity);
+        AddIdentity(write, arguments);
         AddClass(write, arguments);
         write->add_option("VALUEKEY=VALUE", arguments.positionals, "values, typed as JSON");
         AddTypedValues(write, arguments);
@@ -162,7 +166,7 @@ void Configure(Parser& parser) {
         ->allow_extra_args(false);
 
     CLI::App* remove = app.add_subcommand("delete", "delete an object");
-    AddIdentity(remove, arguments.identity);
+    AddIdentity(remove, arguments);
 
     CLI::App* list = app.add_subcommand("list", "list the objects a filter selects");
     list->add_option("KEY", arguments.identity.key, "the objects' key; none: every key");
@@ -209,6 +213,13 @@ bool IsWrite(const std::string& command) {
     return command == "set" || command == "update" || command == "delete";
 }
 
+// The object the arguments name, down to the sub-object of --sub.
+Identity NamedObject(const Arguments& arguments) {
+    Identity identity = arguments.identity;
+    if (!arguments.subPath.empty()) identity.sub = ParseSubPath(arguments.subPath);
+    return identity;
+}
+
 bool IsReadOnly(const std::string& command) {
     return command == "get" || command == "list" || command == "export" || command == "status" ||
            command == "diff" || command == "watch";
@@ -221,7 +232,7 @@ Write ToWrite(const Parser& parser) {
     write.kind = command == "set"      ? WriteKind::Set
                  : command == "update" ? WriteKind::Update
                                        : WriteKind::Delete;
-    write.identity = arguments.identity;
+    write.identity = NamedObject(arguments);
     const std::string& name = arguments.dataClass;
     write.dataClass = name == "user"     ? DataClass::User
                       : name == "vital"  ? DataClass::Vital
@@ -289,7 +300,7 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         if (arguments.bare && (arguments.positionals.empty() || output.json())) {
             throw Failure{kUsage, "--value prints the values named, as text (without --json)", {}};
         }
-        RunGet(session, arguments.identity, arguments.positionals, arguments.bare);
+        RunGet(session, NamedObject(arguments), arguments.positionals, arguments.bare);
     } else if (command == "list") {
         // A first word that holds "=" is a value the objects hold, not their key.
         Identity pattern = arguments.identity;

@@ -61,7 +61,10 @@ std::string IdentityText(const rapidjson::Value& identity) {
     const auto field = [&](const char* name) {
         return identity.HasMember(name) ? Text(identity[name]) : std::string();
     };
-    return CommandWords(field("key"), field("group"), field("component"), field("instanceId"));
+    std::string words =
+        CommandWords(field("key"), field("group"), field("component"), field("instanceId"));
+    if (identity.HasMember("sub")) words += " --sub " + ShellWord(field("sub"));
+    return words;
 }
 
 }  // namespace
