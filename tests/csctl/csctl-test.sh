@@ -8,6 +8,7 @@ shift
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+export TMPDIR=$work
 export CONFIGSTORE_DIR=$work/state CONFIGSTORE_RUNTIME_DIR=$work/run
 export CONFIGSTORE_COMPONENTS_DIR=${CONFIGSTORE_COMPONENTS_DIR:-$here/../../examples/components}
 unset CONFIGSTORE_NAMESPACE
@@ -142,6 +143,31 @@ CONFIGSTORE_NAMESPACE=second run export | diff - "$work/global.json" >/dev/null 
     fail "the second namespace exports another document"
 run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/null ||
     fail "an export by key holds other keys"
+
+# A document against the store: its differences, a dry run, an import that replaces; an edit.
+run export interface >"$work/interfaces.json"
+check_rows <<'ROWS'
+0 | set interface interfaces network --instance eth1 mtu=1500 ++ set interface interfaces network --instance eth7 mtu=1400 | .ok
+9 | diff "$work/interfaces.json" | map(select(.class == "configuration") | [.instanceId, .value, .stored, .document]) == [["eth1", "mtu", 1500, 1400], ["eth7", "mtu", 1400, null]]
+0 | import --dry-run "$work/interfaces.json" | .ok
+3 | import --dry-run "$here/refused.json" | .error.name == "CS_C_VALIDATION_ERROR"
+0 | import --replace "$work/interfaces.json" | .ok
+0 | diff "$work/interfaces.json" | . == []
+65 | diff "$here/csctl-test.sh" | .error.name == "DATA_ERROR" and (.error.message | test("not JSON"))
+0 | EDITOR='sed -i s/1400/1280/' edit interface interfaces network --instance eth1 | .ok
+0 | get interface interfaces network --instance eth1 mtu | .values.mtu == 1280
+0 | EDITOR=true edit interface interfaces network --instance eth1 | .ok
+ROWS
+[ "$(run diff "$work/interfaces.json")" = $'- interface interfaces network --instance eth1 mtu=1280\n+ interface interfaces network --instance eth1 mtu=1400\n- interface interfaces network --instance eth1 --class desired mtu=1280\n+ interface interfaces network --instance eth1 --class desired mtu=1400' ] ||
+    fail "text of diff"
+# A text the store refuses opens again; left as it was, the edit gives up and keeps it.
+printf '#!/bin/sh\nsed -i "s/: 1280/: ${MTU:-1}/" "$1"\n' >"$work/editor"
+chmod +x "$work/editor"
+code=0
+EDITOR=$work/editor run edit interface interfaces network --instance eth1 2>"$work/stderr" || code=$?
+[ "$code" -eq 65 ] && [ "$(grep -c "opens again" "$work/stderr")" -eq 1 ] || fail "edit refused: $code: $(cat "$work/stderr")"
+MTU=1400 EDITOR=$work/editor run edit interface interfaces network --instance eth1 ||
+    fail "edit to 1400"
 
 # Text for people: values with defaults marked, identities one a line, failures on stderr, a
 # usage error in one line and where the help is.

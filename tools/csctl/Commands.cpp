@@ -10,6 +10,22 @@ namespace {
 
 using Allocator = rapidjson::Document::AllocatorType;
 
+const char* InstanceOrNull(const Identity& identity) {
+    return identity.instance.empty() ? nullptr : identity.instance.c_str();
+}
+
+// The exchange document of what the filters select.
+Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
+    char* raw = nullptr;
+    const ConfigStoreCStatus status =
+        Logged([&] { return Export(filters.data(), static_cast<int>(filters.size()), &raw); });
+    Text text(raw);
+    Check(status, "cannot export");
+    return text;
+}
+
+}  // namespace
+
 std::string Name(const Identity& identity) {
     std::string name =
         CommandWords(identity.key, identity.group, identity.component, identity.instance);
@@ -17,11 +33,8 @@ std::string Name(const Identity& identity) {
     return name;
 }
 
-const char* InstanceOrNull(const Identity& identity) {
-    return identity.instance.empty() ? nullptr : identity.instance.c_str();
-}
-
-rapidjson::Value IdentityJson(const Identity& identity, Allocator& allocator) {
+rapidjson::Value IdentityJson(const Identity& identity,
+                              rapidjson::Document::AllocatorType& allocator) {
     rapidjson::Value json(rapidjson::kObjectType);
     json.AddMember("key", rapidjson::Value(identity.key.c_str(), allocator), allocator);
     json.AddMember("group", rapidjson::Value(identity.group.c_str(), allocator), allocator);
@@ -36,6 +49,74 @@ rapidjson::Value IdentityJson(const Identity& identity, Allocator& allocator) {
     }
     return json;
 }
+
+Filter MakeFilter(const Identity& pattern) {
+    FilterSpecObjectStruct* raw = nullptr;
+    const ConfigStoreCStatus status = Logged([&] {
+        return CreateFilterSpecObject(pattern.key.c_str(), pattern.group.c_str(),
+                                      pattern.component.c_str(), pattern.instance.c_str(), &raw);
+    });
+    Filter filter(raw);
+    Check(status, "cannot make a filter for " + Name(pattern));
+    return filter;
+}
+
+// The exchange document of what the filters select, parsed.
+rapidjson::Document ExportedBy(std::vector<FilterSpecObjectStruct*> filters) {
+    rapidjson::Document exported;
+    exported.Parse(ExportText(std::move(filters)).get());
+    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
+        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
+    }
+    return exported;
+}
+
+Identity IdentityOf(const rapidjson::Value& entry) {
+    auto field = [&](const char* name) {
+        return entry.HasMember(name) ? std::string(entry[name].GetString()) : std::string();
+    };
+    return {field("key"), field("group"), field("component"), field("instanceId"), {}};
+}
+
+// The name of a class in the exchange document.
+const char* ClassName(DataClass dataClass) {
+    switch (dataClass) {
+        case DataClass::User:
+            return "userData";
+        case DataClass::Vital:
+            return "vitalData";
+        case DataClass::Cached:
+            return "cachedData";
+        case DataClass::Configuration:
+            break;
+    }
+    return "configuration";
+}
+
+// An instance id that the object's schema wants or forbids is one mistake whatever the command
+// (the store's reads and deletes would answer CS_C_STORE_ERROR): CS_C_INVALID_ARGUMENT, saying
+// what to change.
+void CheckIdentity(const Identity& identity) {
+    const auto make = [&](const char* instance) {
+        ConfigStoreObjectStruct* raw = nullptr;
+        const ConfigStoreCStatus status =
+            CreateObject(identity.key.c_str(), identity.group.c_str(), identity.component.c_str(),
+                         instance, "", &raw);
+        Object made(raw);
+        return status;
+    };
+    if (Logged([&] { return make(InstanceOrNull(identity)); }) != CS_C_INVALID_ARGUMENT) return;
+    const std::string line = LastLogLine();
+    if (!identity.instance.empty() && make(nullptr) == CS_C_OK) {
+        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " is a singleton: drop --instance", {}};
+    }
+    if (identity.instance.empty() && make("instance") == CS_C_OK) {
+        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " has instances: give --instance", {}};
+    }
+    throw Failure{CS_C_INVALID_ARGUMENT, line, {}};
+}
+
+namespace {
 
 // The stored object of an identity; none when the store holds nothing for it.
 Object Fetch(ConfigStoreStruct* store, const Identity& identity) {
@@ -67,40 +148,6 @@ Object Create(const Identity& identity, const std::string& document = "") {
     return object;
 }
 
-// An instance id that the object's schema wants or forbids is one mistake whatever the command
-// (the store's reads and deletes would answer CS_C_STORE_ERROR): CS_C_INVALID_ARGUMENT, saying
-// what to change.
-void CheckIdentity(const Identity& identity) {
-    const auto make = [&](const char* instance) {
-        ConfigStoreObjectStruct* raw = nullptr;
-        const ConfigStoreCStatus status =
-            CreateObject(identity.key.c_str(), identity.group.c_str(), identity.component.c_str(),
-                         instance, "", &raw);
-        Object made(raw);
-        return status;
-    };
-    if (Logged([&] { return make(InstanceOrNull(identity)); }) != CS_C_INVALID_ARGUMENT) return;
-    const std::string line = LastLogLine();
-    if (!identity.instance.empty() && make(nullptr) == CS_C_OK) {
-        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " is a singleton: drop --instance", {}};
-    }
-    if (identity.instance.empty() && make("instance") == CS_C_OK) {
-        throw Failure{CS_C_INVALID_ARGUMENT, identity.key + " has instances: give --instance", {}};
-    }
-    throw Failure{CS_C_INVALID_ARGUMENT, line, {}};
-}
-
-Filter MakeFilter(const Identity& pattern) {
-    FilterSpecObjectStruct* raw = nullptr;
-    const ConfigStoreCStatus status = Logged([&] {
-        return CreateFilterSpecObject(pattern.key.c_str(), pattern.group.c_str(),
-                                      pattern.component.c_str(), pattern.instance.c_str(), &raw);
-    });
-    Filter filter(raw);
-    Check(status, "cannot make a filter for " + Name(pattern));
-    return filter;
-}
-
 ConfigStoreCStatus StoreWith(ConfigStoreStruct* store, ConfigStoreObjectStruct* object,
                              const Write& write) {
     const char* context = write.context ? write.context->c_str() : nullptr;
@@ -118,52 +165,10 @@ ConfigStoreCStatus StoreWith(ConfigStoreStruct* store, ConfigStoreObjectStruct* 
     return CS_C_INTERNAL_ERROR;
 }
 
-// The exchange document of what the filters select.
-Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
-    char* raw = nullptr;
-    const ConfigStoreCStatus status =
-        Logged([&] { return Export(filters.data(), static_cast<int>(filters.size()), &raw); });
-    Text text(raw);
-    Check(status, "cannot export");
-    return text;
-}
-
-// The exchange document of what the filters select, parsed.
-rapidjson::Document ExportedBy(std::vector<FilterSpecObjectStruct*> filters) {
-    rapidjson::Document exported;
-    exported.Parse(ExportText(std::move(filters)).get());
-    if (exported.HasParseError() || !exported.IsObject() || !exported.HasMember("objects")) {
-        throw Failure{CS_C_INTERNAL_ERROR, "the store's export is not an exchange document", {}};
-    }
-    return exported;
-}
-
-Identity IdentityOf(const rapidjson::Value& entry) {
-    auto field = [&](const char* name) {
-        return entry.HasMember(name) ? std::string(entry[name].GetString()) : std::string();
-    };
-    return {field("key"), field("group"), field("component"), field("instanceId"), {}};
-}
-
 bool SameIdentity(const rapidjson::Value& entry, const Identity& identity) {
     const Identity other = IdentityOf(entry);
     return other.key == identity.key && other.group == identity.group &&
            other.component == identity.component && other.instance == identity.instance;
-}
-
-// The name of a class in the exchange document.
-const char* ClassName(DataClass dataClass) {
-    switch (dataClass) {
-        case DataClass::User:
-            return "userData";
-        case DataClass::Vital:
-            return "vitalData";
-        case DataClass::Cached:
-            return "cachedData";
-        case DataClass::Configuration:
-            break;
-    }
-    return "configuration";
 }
 
 // The object a write starts from: the stored one, or a new one when it replaces. Object values
@@ -334,15 +339,6 @@ std::vector<const rapidjson::Value*> StoredValues(const std::vector<ClassValues>
     return values;
 }
 
-// A document for Import, which takes C text: without a NUL byte, which would end it early.
-std::string ReadDocument(const std::string& path) {
-    std::string text = ReadFile(path);
-    if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
-        throw Failure{kDataError, path + ": a NUL byte at offset " + std::to_string(nul), {}};
-    }
-    return text;
-}
-
 }  // namespace
 
 std::vector<SubName> ParseSubPath(const std::string& path) {
@@ -459,39 +455,6 @@ void RunList(Session& session, const Identity& pattern, const std::vector<Assign
         identities.PushBack(IdentityJson(last, allocator), allocator);
     }
     session.output().Identities(identities);
-}
-
-void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern) {
-    std::vector<Filter> filters;
-    if (keys.empty()) filters.push_back(MakeFilter(pattern));
-    for (const std::string& key : keys) {
-        filters.push_back(
-            MakeFilter({key, pattern.group, pattern.component, pattern.instance, {}}));
-    }
-    std::vector<FilterSpecObjectStruct*> handles;
-    for (const Filter& filter : filters) handles.push_back(filter.get());
-    session.output().Document(ExportText(handles).get());
-}
-
-void RunImport(Session& session, const std::string& path) {
-    const std::string document = ReadDocument(path);
-    ErrorList errors;
-    const ConfigStoreCStatus status =
-        Logged([&] { return Import(document.c_str(), &errors.items, &errors.count); });
-    if (status != CS_C_OK) {
-        const std::string& logged = LastLogLine();
-        Failure failure{status, logged.empty() ? "the store refused the document" : logged, {}};
-        for (int i = 0; i < errors.count; ++i) {
-            char *key = nullptr, *message = nullptr;
-            GetErrorInfoKey(errors.items[i], &key);
-            GetErrorInfoMessage(errors.items[i], &message);
-            const Text keyText(key), messageText(message);
-            failure.entries.emplace_back(keyText ? keyText.get() : "",
-                                         messageText ? messageText.get() : "");
-        }
-        throw failure;
-    }
-    session.output().Done();
 }
 
 void RunInstanceId(Session& session) {

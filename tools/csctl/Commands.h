@@ -52,6 +52,23 @@ private:
     Store store_;
 };
 
+// An object's name in messages, as the commands take it.
+std::string Name(const Identity& identity);
+// An identity as csctl's JSON shows it: {"key", "group", "component", "instanceId"?, "sub"?}.
+rapidjson::Value IdentityJson(const Identity& identity,
+                              rapidjson::Document::AllocatorType& allocator);
+// A filter spec of a pattern's fields (empty fields select all).
+Filter MakeFilter(const Identity& pattern);
+// The exchange document of what the filters select, parsed.
+rapidjson::Document ExportedBy(std::vector<FilterSpecObjectStruct*> filters);
+// The identity of an exchange document's entry.
+Identity IdentityOf(const rapidjson::Value& entry);
+// An instance id that the identity's schema wants or forbids: CS_C_INVALID_ARGUMENT, saying
+// what to change.
+void CheckIdentity(const Identity& identity);
+// The name of a class in the exchange document ("configuration", "userData", ...).
+const char* ClassName(DataClass dataClass);
+
 // A sub-object path, "KEY[:ID][/KEY[:ID]...]", read (kUsage when a key is empty) and written.
 std::vector<SubName> ParseSubPath(const std::string& path);
 std::string SubPath(const std::vector<SubName>& names);
@@ -63,10 +80,6 @@ void RunWrites(Session& session, const std::vector<Write>& writes);
 void RunGet(Session& session, const Identity& identity, const std::vector<std::string>& keys,
             bool bare = false);
 void RunList(Session& session, const Identity& pattern, const std::vector<Assignment>& conditions);
-// The exchange document of the objects of `keys` (none: every key) in the pattern's group,
-// component and instance, each where given.
-void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern);
-void RunImport(Session& session, const std::string& path);
 void RunInstanceId(Session& session);
 
 }  // namespace csctl

@@ -14,6 +14,7 @@
 
 #include "Apply.h"
 #include "Commands.h"
+#include "Exchange.h"
 
 namespace csctl {
 namespace {
@@ -31,6 +32,7 @@ struct Arguments {
     std::vector<std::string> positionals;  // VALUEKEY=VALUE, VALUEKEY, KEY or FILE
     std::vector<std::string> ints, doubles, bools, strings, jsons, removals;
     bool replace = false;
+    bool dryRun = false;
     bool bare = false;
     bool boot = false;
 };
@@ -125,6 +127,7 @@ void AddTypedValues(CLI::App* command, Arguments& arguments) {
 void AddClass(CLI::App* command, Arguments& arguments) {
     command->add_option("--class", arguments.dataClass, "the class of data written")
         ->check(CLI::IsMember({"configuration", "user", "vital", "cached"}));
+    if (command->get_name() == "edit") return;
     command->add_option("--context", arguments.context, "the context of the write")
         ->check(CLI::IsMember({"internal", "external"}));
 }
@@ -179,10 +182,24 @@ void Configure(Parser& parser) {
         selecting->add_option("--component", arguments.identity.component, "only this component");
         selecting->add_option("--instance", arguments.identity.instance, "only this instance id");
     }
-    app.add_subcommand("import", "store an exchange document")
-        ->add_option("FILE", arguments.positionals, "the document; - reads standard input")
-        ->required()
-        ->expected(1);
+    CLI::App* imported = app.add_subcommand("import", "store an exchange document");
+    imported->add_flag("--dry-run", arguments.dryRun, "check the document, store nothing");
+    imported->add_flag("--replace", arguments.replace,
+                       "the objects of the keys, groups and components the document holds "
+                       "become the document's");
+    CLI::App* diff = app.add_subcommand("diff", "print how the store differs from a document");
+    for (CLI::App* reading : {imported, diff}) {
+        reading->add_option("FILE", arguments.positionals, "the document; - reads standard input")
+            ->required()
+            ->expected(1);
+    }
+    CLI::App* edit = app.add_subcommand("edit", "edit the values of an object in $EDITOR");
+    edit->add_option("KEY", arguments.identity.key, "the object's key")->required();
+    edit->add_option("GROUP", arguments.identity.group, "the object's group")->required();
+    edit->add_option("COMPONENT", arguments.identity.component, "the object's component")
+        ->required();
+    edit->add_option("--instance", arguments.identity.instance, "the object's instance id");
+    AddClass(edit, arguments);
     app.add_subcommand("instance-id", "print a new instance id");
 
     CLI::App* apply = app.add_subcommand("apply", "run the apply modules of components");
@@ -213,6 +230,13 @@ bool IsWrite(const std::string& command) {
     return command == "set" || command == "update" || command == "delete";
 }
 
+DataClass ClassNamed(const std::string& name) {
+    return name == "user"     ? DataClass::User
+           : name == "vital"  ? DataClass::Vital
+           : name == "cached" ? DataClass::Cached
+                              : DataClass::Configuration;
+}
+
 // The object the arguments name, down to the sub-object of --sub.
 Identity NamedObject(const Arguments& arguments) {
     Identity identity = arguments.identity;
@@ -233,11 +257,7 @@ Write ToWrite(const Parser& parser) {
                  : command == "update" ? WriteKind::Update
                                        : WriteKind::Delete;
     write.identity = NamedObject(arguments);
-    const std::string& name = arguments.dataClass;
-    write.dataClass = name == "user"     ? DataClass::User
-                      : name == "vital"  ? DataClass::Vital
-                      : name == "cached" ? DataClass::Cached
-                                         : DataClass::Configuration;
+    write.dataClass = ClassNamed(arguments.dataClass);
     if (!arguments.context.empty()) {
         if (write.dataClass == DataClass::Vital || write.dataClass == DataClass::Cached) {
             throw Failure{kUsage, "--context applies to configuration and user data only", {}};
@@ -318,7 +338,11 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     } else if (command == "status") {
         RunStatus(session, arguments.positionals);
     } else if (command == "import") {
-        RunImport(session, arguments.positionals.front());
+        RunImport(session, arguments.positionals.front(), arguments.dryRun, arguments.replace);
+    } else if (command == "diff") {
+        return RunDiff(session, arguments.positionals.front()) ? kDifferent : 0;
+    } else if (command == "edit") {
+        RunEdit(session, arguments.identity, ClassNamed(arguments.dataClass));
     } else {
         RunInstanceId(session);
     }

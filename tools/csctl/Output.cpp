@@ -116,6 +116,23 @@ void Output::Identities(const rapidjson::Value& identities) {
     for (const auto& identity : identities.GetArray()) Line(IdentityText(identity));
 }
 
+void Output::Differences(const rapidjson::Value& differences) {
+    if (json_) return Json(differences);
+    for (const auto& difference : differences.GetArray()) {
+        const std::string dataClass = Text(difference["class"]);
+        std::string words = IdentityText(difference);
+        if (dataClass != "configuration") {
+            // csctl's name of a class is its exchange name without "Data".
+            words += " --class " + dataClass.substr(0, dataClass.find("Data"));
+        }
+        const std::string value = Text(difference["value"]);
+        for (const auto& [mark, side] : {std::pair{"- ", "stored"}, std::pair{"+ ", "document"}}) {
+            if (!difference.HasMember(side)) continue;
+            Line(mark + words + " " + ShellWord(value + "=" + JsonText(difference[side])));
+        }
+    }
+}
+
 void Output::Document(const std::string& text) {
     Write(text);
 }

@@ -40,6 +40,10 @@ public:
     // Apply results beside the failure that follows: printed now for people, and part of the
     // failure's JSON error.
     void ResultsBeforeFailure(const rapidjson::Value& results);
+    // Differences between the store and a document: [{identity..., "class", "value", "stored"?,
+    // "document"?}]; for people, a "-" line for each stored value and a "+" line for each
+    // documented one, as the arguments of a write.
+    void Differences(const rapidjson::Value& differences);
     // A command that changed the store: {"ok": true}; nothing for people.
     void Done();
     void Error(const Failure& failure);

@@ -12,6 +12,7 @@ std::string& TheLastLine() {
 
 const char* StatusName(int status) {
     static const std::pair<int, const char*> kOwnNames[] = {{kModuleFailed, "MODULE_FAILED"},
+                                                            {kDifferent, "DIFFERENT"},
                                                             {kUsage, "USAGE"},
                                                             {kDataError, "DATA_ERROR"},
                                                             {kNoInput, "NO_INPUT"},

@@ -11,7 +11,15 @@
 namespace csctl {
 
 // csctl's own exit codes beside the library's statuses (1..7).
-enum ExitCode { kModuleFailed = 8, kUsage = 64, kDataError = 65, kNoInput = 66, kOutputError = 74 };
+// kDifferent: diff found the store and the document apart.
+enum ExitCode {
+    kModuleFailed = 8,
+    kDifferent = 9,
+    kUsage = 64,
+    kDataError = 65,
+    kNoInput = 66,
+    kOutputError = 74
+};
 
 // The name of a status or exit code, e.g. "CS_C_NOT_FOUND" or "USAGE".
 const char* StatusName(int status);

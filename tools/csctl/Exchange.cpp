@@ -1,0 +1,346 @@
+#include "Exchange.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "ControlEscapes.h"
+
+namespace csctl {
+namespace {
+
+// A document for Import, which takes C text: without a NUL byte, which would end it early.
+std::string ReadDocument(const std::string& path) {
+    std::string text = ReadFile(path);
+    if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
+        throw Failure{kDataError, path + ": a NUL byte at offset " + std::to_string(nul), {}};
+    }
+    return text;
+}
+
+bool IsText(const rapidjson::Value& entry, const char* name, bool required) {
+    return entry.HasMember(name) ? entry[name].IsString() : !required;
+}
+
+// A document read as far as csctl needs it: its objects' names, classes and values. The store
+// checks the rest when it imports the document.
+rapidjson::Document ParseDocument(const std::string& path, const std::string& text) {
+    rapidjson::Document document;
+    document.Parse(text.c_str(), text.size());
+    if (document.HasParseError()) {
+        throw Failure{kDataError,
+                      path +
+                          ": not JSON: " + rapidjson::GetParseError_En(document.GetParseError()) +
+                          " (offset " + std::to_string(document.GetErrorOffset()) + ")",
+                      {}};
+    }
+    if (!document.IsObject() || !document.HasMember("objects") || !document["objects"].IsArray()) {
+        throw Failure{kDataError, path + ": not an exchange document (no \"objects\" list)", {}};
+    }
+    std::size_t index = 0;
+    for (const auto& entry : document["objects"].GetArray()) {
+        const bool named = entry.IsObject() && IsText(entry, "key", true) &&
+                           IsText(entry, "group", true) && IsText(entry, "component", true) &&
+                           IsText(entry, "instanceId", false) && IsText(entry, "class", false);
+        if (!named || !entry.HasMember("values") || !entry["values"].IsObject()) {
+            throw Failure{kDataError,
+                          path + ": objects/" + std::to_string(index) +
+                              " has no key, group, component and values",
+                          {}};
+        }
+        ++index;
+    }
+    return document;
+}
+
+// The filters of what a document holds: one for each key, group and component, every instance.
+std::vector<Filter> FiltersOf(const rapidjson::Document& document) {
+    std::set<std::tuple<std::string, std::string, std::string>> named;
+    for (const auto& entry : document["objects"].GetArray()) {
+        named.emplace(entry["key"].GetString(), entry["group"].GetString(),
+                      entry["component"].GetString());
+    }
+    std::vector<Filter> filters;
+    for (const auto& [key, group, component] : named) {
+        filters.push_back(MakeFilter({key, group, component, "", {}}));
+    }
+    return filters;
+}
+
+std::vector<FilterSpecObjectStruct*> Handles(const std::vector<Filter>& filters) {
+    std::vector<FilterSpecObjectStruct*> handles;
+    for (const Filter& filter : filters) handles.push_back(filter.get());
+    return handles;
+}
+
+// The stored objects that the filters select; none without a filter.
+rapidjson::Document StoredUnder(const std::vector<Filter>& filters) {
+    if (filters.empty()) return ParseDocument("", R"({"objects": []})");
+    return ExportedBy(Handles(filters));
+}
+
+const char* ClassOf(const rapidjson::Value& entry) {
+    return entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+}
+
+void ImportText(const std::string& text) {
+    ErrorList errors;
+    const ConfigStoreCStatus status =
+        Logged([&] { return Import(text.c_str(), &errors.items, &errors.count); });
+    if (status == CS_C_OK) return;
+    const std::string& logged = LastLogLine();
+    Failure failure{status, logged.empty() ? "the store refused the document" : logged, {}};
+    for (int i = 0; i < errors.count; ++i) {
+        char *key = nullptr, *message = nullptr;
+        GetErrorInfoKey(errors.items[i], &key);
+        GetErrorInfoMessage(errors.items[i], &message);
+        const Text keyText(key), messageText(message);
+        failure.entries.emplace_back(keyText ? keyText.get() : "",
+                                     messageText ? messageText.get() : "");
+    }
+    throw failure;
+}
+
+// Runs `work` in a transaction of the store, which it then commits, or cancels when `keep` is
+// false or the work fails. Import joins it: it writes to the same store.
+template <typename Work>
+void InTransaction(ConfigStoreStruct* store, bool keep, Work&& work) {
+    Check(Logged([&] { return BeginTransaction(store); }), "cannot begin a transaction");
+    try {
+        work();
+        if (keep) {
+            Check(Logged([&] { return CommitTransaction(store); }), "cannot commit");
+        } else {
+            Check(Logged([&] { return CancelTransaction(store); }), "cannot cancel");
+        }
+    } catch (...) {
+        Logged([&] { return CancelTransaction(store); });
+        throw;
+    }
+}
+
+// Each entry of a document by its identity and class, in a stable order.
+std::map<std::string, const rapidjson::Value*> EntriesOf(const rapidjson::Value& document) {
+    std::map<std::string, const rapidjson::Value*> entries;
+    for (const auto& entry : document["objects"].GetArray()) {
+        rapidjson::Document name(rapidjson::kArrayType);
+        auto& allocator = name.GetAllocator();
+        name.PushBack(IdentityJson(IdentityOf(entry), allocator), allocator);
+        name.PushBack(rapidjson::StringRef(ClassOf(entry)), allocator);
+        entries[JsonText(name)] = &entry;
+    }
+    return entries;
+}
+
+// The values of one side of a difference: an entry's, or none.
+const rapidjson::Value& ValuesOf(const rapidjson::Value* entry) {
+    static const rapidjson::Value kNone(rapidjson::kObjectType);
+    return entry != nullptr ? (*entry)["values"] : kNone;
+}
+
+// The differences of one identity and class, value by value: the stored value and the
+// document's, each where there is one.
+void AddDifferences(const rapidjson::Value* stored, const rapidjson::Value* documented,
+                    rapidjson::Document& differences) {
+    auto& allocator = differences.GetAllocator();
+    const rapidjson::Value& from = ValuesOf(stored);
+    const rapidjson::Value& to = ValuesOf(documented);
+    std::set<std::string> keys;
+    for (const rapidjson::Value* values : {&from, &to}) {
+        for (const auto& member : values->GetObject()) keys.insert(member.name.GetString());
+    }
+    const rapidjson::Value& entry = stored != nullptr ? *stored : *documented;
+    for (const std::string& key : keys) {
+        const auto before = from.FindMember(key.c_str());
+        const auto after = to.FindMember(key.c_str());
+        const bool hasBefore = before != from.MemberEnd();
+        const bool hasAfter = after != to.MemberEnd();
+        if (hasBefore && hasAfter && before->value == after->value) continue;
+        rapidjson::Value difference = IdentityJson(IdentityOf(entry), allocator);
+        difference.AddMember("class", rapidjson::Value(ClassOf(entry), allocator), allocator);
+        difference.AddMember("value", rapidjson::Value(key.c_str(), allocator), allocator);
+        if (hasBefore) {
+            difference.AddMember("stored", rapidjson::Value(before->value, allocator), allocator);
+        }
+        if (hasAfter) {
+            difference.AddMember("document", rapidjson::Value(after->value, allocator), allocator);
+        }
+        differences.PushBack(difference, allocator);
+    }
+}
+
+std::string Pretty(const rapidjson::Value& values) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    writer.SetIndent(' ', 2);
+    values.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+}
+
+void WriteWhole(const std::string& path, const std::string& text) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    const bool written =
+        file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file == nullptr || std::fclose(file) != 0 || !written) {
+        throw Failure{kOutputError, "cannot write " + path + ": " + std::strerror(errno), {}};
+    }
+}
+
+// Runs the user's editor on `path` as a shell would ($VISUAL, else $EDITOR, else vi).
+void RunEditor(const std::string& path) {
+    const char* visual = std::getenv("VISUAL");
+    const char* editor = visual != nullptr && *visual != '\0' ? visual : std::getenv("EDITOR");
+    const std::string command =
+        std::string(editor != nullptr && *editor != '\0' ? editor : "vi") + " " + path;
+    const int status = std::system(command.c_str());
+    if (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        throw Failure{kUsage, "the editor failed (" + command + "): nothing was stored", {}};
+    }
+}
+
+// The values a class of the store holds for an identity; an empty object when none.
+rapidjson::Document StoredValues(const Identity& identity, DataClass dataClass) {
+    const rapidjson::Document exported = Exported(identity);
+    rapidjson::Document values(rapidjson::kObjectType);
+    for (const auto& entry : exported["objects"].GetArray()) {
+        const Identity named = IdentityOf(entry);
+        if (named.instance == identity.instance &&
+            std::strcmp(ClassOf(entry), ClassName(dataClass)) == 0) {
+            values.CopyFrom(entry["values"], values.GetAllocator());
+        }
+    }
+    return values;
+}
+
+}  // namespace
+
+void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern) {
+    std::vector<Filter> filters;
+    if (keys.empty()) filters.push_back(MakeFilter(pattern));
+    for (const std::string& key : keys) {
+        filters.push_back(
+            MakeFilter({key, pattern.group, pattern.component, pattern.instance, {}}));
+    }
+    session.store();  // the namespace must exist
+    char* raw = nullptr;
+    std::vector<FilterSpecObjectStruct*> handles = Handles(filters);
+    const ConfigStoreCStatus status =
+        Logged([&] { return Export(handles.data(), static_cast<int>(handles.size()), &raw); });
+    const Text text(raw);
+    Check(status, "cannot export");
+    session.output().Document(text.get());
+}
+
+void RunImport(Session& session, const std::string& path, bool dryRun, bool replace) {
+    const std::string text = ReadDocument(path);
+    if (!dryRun && !replace) {
+        ImportText(text);
+        return session.output().Done();
+    }
+    ConfigStoreStruct* store = session.store();
+    const std::vector<Filter> filters =
+        replace ? FiltersOf(ParseDocument(path, text)) : std::vector<Filter>();
+    InTransaction(store, !dryRun, [&] {
+        const rapidjson::Document stored = StoredUnder(filters);
+        std::set<std::string> deleted;
+        for (const auto& entry : stored["objects"].GetArray()) {
+            const Identity identity = IdentityOf(entry);
+            if (!deleted.insert(Name(identity)).second) continue;
+            Check(Logged([&] {
+                      return Delete(
+                          store, identity.key.c_str(), identity.group.c_str(),
+                          identity.component.c_str(),
+                          identity.instance.empty() ? nullptr : identity.instance.c_str());
+                  }),
+                  "cannot delete " + Name(identity));
+        }
+        ImportText(text);
+    });
+    session.output().Done();
+}
+
+bool RunDiff(Session& session, const std::string& path) {
+    const rapidjson::Document document = ParseDocument(path, ReadDocument(path));
+    session.store();  // the namespace must exist
+    const rapidjson::Document stored = StoredUnder(FiltersOf(document));
+    const auto before = EntriesOf(stored);
+    const auto after = EntriesOf(document);
+    rapidjson::Document differences(rapidjson::kArrayType);
+    for (const auto& [name, entry] : before) {
+        const auto match = after.find(name);
+        AddDifferences(entry, match == after.end() ? nullptr : match->second, differences);
+    }
+    for (const auto& [name, entry] : after) {
+        if (before.count(name) == 0) AddDifferences(nullptr, entry, differences);
+    }
+    session.output().Differences(differences);
+    return !differences.Empty();
+}
+
+void RunEdit(Session& session, const Identity& identity, DataClass dataClass) {
+    CheckIdentity(identity);
+    session.store();
+    const std::string original = Pretty(StoredValues(identity, dataClass));
+    const char* directory = std::getenv("TMPDIR");
+    std::string path =
+        std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") +
+        "/csctl-XXXXXX.json";
+    const int descriptor = mkstemps(path.data(), 5);
+    if (descriptor < 0) {
+        throw Failure{kOutputError,
+                      "cannot make a file to edit in: " + std::string(std::strerror(errno)),
+                      {}};
+    }
+    close(descriptor);
+    WriteWhole(path, original);
+    std::string shown = original;
+    for (bool refused = false;; refused = true) {
+        RunEditor(path);
+        const std::string text = ReadFile(path);
+        if (text == shown && !refused) {  // nothing changed
+            std::remove(path.c_str());
+            return session.output().Done();
+        }
+        if (text == shown) {
+            throw Failure{
+                kDataError, "the text was refused and left as it was; it is in " + path, {}};
+        }
+        shown = text;
+        try {
+            rapidjson::Document values;
+            values.Parse(text.c_str(), text.size());
+            if (values.HasParseError() || !values.IsObject()) {
+                throw Failure{kDataError, "not a JSON object of values", {}};
+            }
+            Write write;
+            write.identity = identity;
+            write.dataClass = dataClass;
+            write.replace = true;
+            for (const auto& member : values.GetObject()) {
+                Assignment assignment{member.name.GetString(), {}};
+                assignment.value.object = JsonText(member.value);
+                write.values.push_back(assignment);
+            }
+            RunWrites(session, {write});
+            std::remove(path.c_str());
+            return;
+        } catch (const Failure& failure) {
+            if (failure.status == kOutputError) throw;
+            std::fprintf(stderr,
+                         "csctl: %s\ncsctl: the editor opens again: correct the text, or leave "
+                         "it as it is to give up\n",
+                         escapes::Escaped(failure.message).c_str());
+        }
+    }
+}
+
+}  // namespace csctl

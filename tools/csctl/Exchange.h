@@ -1,0 +1,30 @@
+// Exchange documents from the command line: export, import (tried, or replacing what the
+// document names), the differences between the store and a document, and editing an object's
+// document in an editor.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+
+namespace csctl {
+
+// The exchange document of the objects of `keys` (none: every key) in the pattern's group,
+// component and instance, each where given.
+void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern);
+
+// Stores a document ("-": standard input). `dryRun`: checked as an import and stored nowhere.
+// `replace`: the objects of every key, group and component the document holds become exactly
+// the document's (the others of those go), in one transaction.
+void RunImport(Session& session, const std::string& path, bool dryRun, bool replace);
+
+// Prints what differs between the store and a document, value by value, over the keys, groups
+// and components the document holds; true when anything differs.
+bool RunDiff(Session& session, const std::string& path);
+
+// Opens the values one class holds for an object in $VISUAL or $EDITOR and stores what is saved
+// in their place; a text the store refuses is shown again after the reason.
+void RunEdit(Session& session, const Identity& identity, DataClass dataClass);
+
+}  // namespace csctl
