@@ -169,6 +169,17 @@ EDITOR=$work/editor run edit interface interfaces network --instance eth1 2>"$wo
 MTU=1400 EDITOR=$work/editor run edit interface interfaces network --instance eth1 ||
     fail "edit to 1400"
 
+# watch prints a change as the store commits it: written until the watcher has seen one.
+run --json watch probe --count 1 --interval 0.05 >"$work/watch" &
+watcher=$!
+for i in $(seq 100); do
+    run set probe p demo w="$i" --context internal
+    kill -0 "$watcher" 2>/dev/null && sleep 0.1 || break
+done
+wait "$watcher" || fail "watch: exit $?"
+jq -e '.key == "probe" and .class == "configuration" and (.values.w | type) == "number"' \
+    "$work/watch" >/dev/null || fail "watch: $(cat "$work/watch")"
+
 # Text for people: values with defaults marked, identities one a line, failures on stderr, a
 # usage error in one line and where the help is.
 usage=$(run get interface 2>&1) || true

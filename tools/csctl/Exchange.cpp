@@ -343,4 +343,47 @@ void RunEdit(Session& session, const Identity& identity, DataClass dataClass) {
     }
 }
 
+void RunWatch(const Identity& pattern, double interval, int count, Output& output) {
+    const Filter filter = MakeFilter(pattern);
+    // Each look opens the store anew, so that a namespace made after the start is seen.
+    const auto look = [&] {
+        std::map<std::string, std::string> seen;
+        const rapidjson::Document exported = ExportedBy({filter.get()});
+        for (const auto& [name, entry] : EntriesOf(exported)) {
+            seen[name] = JsonText((*entry)["values"]);
+        }
+        return seen;
+    };
+    std::map<std::string, std::string> before = look();
+    for (int printed = 0; count == 0 || printed < count;) {
+        usleep(static_cast<useconds_t>(interval * 1e6));
+        std::map<std::string, std::string> after = look();
+        for (auto now = after.begin(), then = before.begin();
+             (now != after.end() || then != before.end()) && (count == 0 || printed < count);) {
+            const int order = now == after.end()     ? 1
+                              : then == before.end() ? -1
+                                                     : now->first.compare(then->first);
+            rapidjson::Document change;
+            change.Parse((order <= 0 ? now : then)->first.c_str());  // [identity, class]
+            rapidjson::Value entry(change[0], change.GetAllocator());
+            entry.AddMember("class", change[1], change.GetAllocator());
+            if (order > 0) {
+                entry.AddMember("deleted", true, change.GetAllocator());
+            } else if (order < 0 || now->second != then->second) {
+                rapidjson::Document values(&change.GetAllocator());
+                values.Parse(now->second.c_str());
+                entry.AddMember("values", values, change.GetAllocator());
+            }
+            if (entry.HasMember("values") || entry.HasMember("deleted")) {
+                output.Change(entry);
+                ++printed;
+            }
+            if (order <= 0) ++now;
+            if (order >= 0) ++then;
+        }
+        if (!output.Flush()) throw Failure{kOutputError, "cannot write the output", {}};
+        before = std::move(after);
+    }
+}
+
 }  // namespace csctl

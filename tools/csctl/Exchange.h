@@ -27,4 +27,9 @@ bool RunDiff(Session& session, const std::string& path);
 // in their place; a text the store refuses is shown again after the reason.
 void RunEdit(Session& session, const Identity& identity, DataClass dataClass);
 
+// Prints each change of what the pattern selects as the store commits it: the values an object's
+// class holds after the change, or that it is gone. Looks every `interval` seconds; ends after
+// `count` changes (0: never).
+void RunWatch(const Identity& pattern, double interval, int count, Output& output);
+
 }  // namespace csctl

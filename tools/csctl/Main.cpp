@@ -35,6 +35,8 @@ struct Arguments {
     bool dryRun = false;
     bool bare = false;
     bool boot = false;
+    double interval = 0.25;
+    int count = 0;
 };
 
 // A parser with the arguments it fills; CLI11 keeps pointers into them.
@@ -176,8 +178,14 @@ void Configure(Parser& parser) {
     list->add_option("VALUEKEY=VALUE", arguments.positionals, "values the objects hold");
     AddTypedValues(list, arguments);
     CLI::App* exported = app.add_subcommand("export", "print the exchange document of objects");
+    CLI::App* watch = app.add_subcommand("watch", "print each change of objects as it is made");
+    watch->add_option("KEY", arguments.identity.key, "the objects' key; none: every key");
+    watch->add_option("--interval", arguments.interval, "seconds between two looks at the store")
+        ->check(CLI::Range(0.01, 3600.0));
+    watch->add_option("--count", arguments.count, "stop after this many changes")
+        ->check(CLI::PositiveNumber);
     exported->add_option("KEY", arguments.positionals, "keys to export; none: every key");
-    for (CLI::App* selecting : {list, exported}) {
+    for (CLI::App* selecting : {list, exported, watch}) {
         selecting->add_option("--group", arguments.identity.group, "only this group");
         selecting->add_option("--component", arguments.identity.component, "only this component");
         selecting->add_option("--instance", arguments.identity.instance, "only this instance id");
@@ -339,6 +347,8 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         RunStatus(session, arguments.positionals);
     } else if (command == "import") {
         RunImport(session, arguments.positionals.front(), arguments.dryRun, arguments.replace);
+    } else if (command == "watch") {
+        RunWatch(arguments.identity, arguments.interval, arguments.count, output);
     } else if (command == "diff") {
         return RunDiff(session, arguments.positionals.front()) ? kDifferent : 0;
     } else if (command == "edit") {

@@ -67,6 +67,13 @@ std::string IdentityText(const rapidjson::Value& identity) {
     return words;
 }
 
+// The option that names a class, as csctl names it (the exchange name without "Data"); nothing
+// for the configuration.
+std::string ClassOption(const rapidjson::Value& exchangeName) {
+    const std::string name = Text(exchangeName);
+    return name == "configuration" ? "" : " --class " + name.substr(0, name.find("Data"));
+}
+
 }  // namespace
 
 void Output::Values(const rapidjson::Value& values, const std::vector<std::string>& defaults) {
@@ -119,18 +126,19 @@ void Output::Identities(const rapidjson::Value& identities) {
 void Output::Differences(const rapidjson::Value& differences) {
     if (json_) return Json(differences);
     for (const auto& difference : differences.GetArray()) {
-        const std::string dataClass = Text(difference["class"]);
-        std::string words = IdentityText(difference);
-        if (dataClass != "configuration") {
-            // csctl's name of a class is its exchange name without "Data".
-            words += " --class " + dataClass.substr(0, dataClass.find("Data"));
-        }
+        const std::string words = IdentityText(difference) + ClassOption(difference["class"]);
         const std::string value = Text(difference["value"]);
         for (const auto& [mark, side] : {std::pair{"- ", "stored"}, std::pair{"+ ", "document"}}) {
             if (!difference.HasMember(side)) continue;
             Line(mark + words + " " + ShellWord(value + "=" + JsonText(difference[side])));
         }
     }
+}
+
+void Output::Change(const rapidjson::Value& change) {
+    if (json_) return Json(change);
+    Line(IdentityText(change) + ClassOption(change["class"]) + ": " +
+         (change.HasMember("deleted") ? std::string("deleted") : JsonText(change["values"])));
 }
 
 void Output::Document(const std::string& text) {

@@ -44,6 +44,9 @@ public:
     // "document"?}]; for people, a "-" line for each stored value and a "+" line for each
     // documented one, as the arguments of a write.
     void Differences(const rapidjson::Value& differences);
+    // A change that watch saw: {identity..., "class", "values"} or {identity..., "class",
+    // "deleted": true}, a JSON line each; for people, the name and the values or "deleted".
+    void Change(const rapidjson::Value& change);
     // A command that changed the store: {"ok": true}; nothing for people.
     void Done();
     void Error(const Failure& failure);
