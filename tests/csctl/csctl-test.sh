@@ -65,7 +65,7 @@ check_rows <<'ROWS'
 # Chained writes commit together, or not at all.
 0 | set interface interfaces network --instance eth1 mtu=1400 ++ set interface interfaces network --instance eth2 mtu=1400 ++ delete clock time system | .ok
 0 | list interface | map(.instanceId) == ["eth0", "eth1", "eth2"]
-3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^Set: Validation Error: ./mtu"))
+3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^write 2 of 2 \\(set interface interfaces network --instance eth4\\): Set: Validation Error: ./mtu"))
 0 | list interface --group interfaces mtu=1400 | . == [{key: "interface", group: "interfaces", component: "network", instanceId: "eth1"}, {key: "interface", group: "interfaces", component: "network", instanceId: "eth2"}]
 0 | list interface --component system | . == []
 0 | set clock time system tz='"UTC"' | .ok

@@ -385,7 +385,23 @@ void RunWrites(Session& session, const std::vector<Write>& writes) {
     ConfigStoreStruct* store = session.store();
     Check(Logged([&] { return BeginTransaction(store); }), "cannot begin a transaction");
     try {
-        for (const Write& write : writes) RunWrite(store, write);
+        for (std::size_t i = 0; i < writes.size(); ++i) {
+            try {
+                RunWrite(store, writes[i]);
+            } catch (Failure& failure) {
+                // In a chain, say which write failed.
+                if (writes.size() > 1) {
+                    const WriteKind kind = writes[i].kind;
+                    failure.message = "write " + std::to_string(i + 1) + " of " +
+                                      std::to_string(writes.size()) + " (" +
+                                      (kind == WriteKind::Set      ? "set "
+                                       : kind == WriteKind::Update ? "update "
+                                                                   : "delete ") +
+                                      Name(writes[i].identity) + "): " + failure.message;
+                }
+                throw;
+            }
+        }
         Check(Logged([&] { return CommitTransaction(store); }), "cannot commit");
     } catch (...) {
         Logged([&] { return CancelTransaction(store); });
