@@ -23,6 +23,7 @@ packages=(
     pkg-config
     dpkg-dev
     file
+    uuid-runtime
     "$@"
 )
 

@@ -144,6 +144,21 @@ CONFIGSTORE_NAMESPACE=second run export | diff - "$work/global.json" >/dev/null 
 run export interface | jq -e '[.objects[].key] | unique == ["interface"]' >/dev/null ||
     fail "an export by key holds other keys"
 
+# Two state directories never share cached data: each has a runtime directory of its own, which
+# for root lies under /run/configstore and is removed here.
+check_rows <<'ROWS'
+0 | CONFIGSTORE_DIR=$work/A CONFIGSTORE_RUNTIME_DIR= XDG_RUNTIME_DIR=$work/xdg set probe p demo --class cached secret=1 | .ok
+0 | CONFIGSTORE_DIR=$work/A CONFIGSTORE_RUNTIME_DIR= XDG_RUNTIME_DIR=$work/xdg get probe p demo secret | .values.secret == 1
+6 | CONFIGSTORE_DIR=$work/B CONFIGSTORE_RUNTIME_DIR= XDG_RUNTIME_DIR=$work/xdg get probe p demo secret | .error.name == "CS_C_NOT_FOUND"
+ROWS
+if [ "$(id -u)" -eq 0 ]; then
+    for state in A B; do
+        id=$(uuidgen --sha1 --namespace 6b1f5e2a-940c-4d7e-9a31-58c20be647d3 --name "$work/$state")
+        [[ $id =~ ^[0-9a-f-]{36}$ ]] && rm -rf "/run/configstore/state-$id"
+    done
+fi
+[ ! -e "$work/state/typo.db" ] || fail "a command that reads made a namespace"
+
 # A document against the store: its differences, a dry run, an import that replaces; an edit.
 run export interface >"$work/interfaces.json"
 check_rows <<'ROWS'
