@@ -80,17 +80,9 @@ Identity IdentityOf(const rapidjson::Value& entry) {
 
 // The name of a class in the exchange document.
 const char* ClassName(DataClass dataClass) {
-    switch (dataClass) {
-        case DataClass::User:
-            return "userData";
-        case DataClass::Vital:
-            return "vitalData";
-        case DataClass::Cached:
-            return "cachedData";
-        case DataClass::Configuration:
-            break;
-    }
-    return "configuration";
+    // In the order of DataClass.
+    static const char* const kNames[] = {"configuration", "userData", "vitalData", "cachedData"};
+    return kNames[static_cast<int>(dataClass)];
 }
 
 // An instance id that the object's schema wants or forbids is one mistake whatever the command

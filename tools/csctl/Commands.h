@@ -22,6 +22,7 @@ struct Identity {
     std::vector<SubName> sub;  // the path from the object to one of its sub-objects
 };
 
+// In the order of the exchange names ClassName gives.
 enum class DataClass { Configuration, User, Vital, Cached };
 enum class WriteKind { Set, Update, Delete };
 
