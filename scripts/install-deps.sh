@@ -23,6 +23,8 @@ packages=(
     pkg-config
     dpkg-dev
     file
+    bash-completion
+    zsh
     "$@"
 )
 
