@@ -3,6 +3,7 @@
 # with bash-completion and in zsh's compsys, against a stub csctl whose store holds a few objects.
 # Takes the directory of the completion scripts; by default the one in the source tree.
 set -euo pipefail
+export LC_ALL=C
 scripts=$(cd "${1:-$(dirname "$0")/../../tools/csctl/completion}" && pwd)
 for shell in bash zsh; do
     if ! command -v "$shell" >/dev/null; then
@@ -33,7 +34,8 @@ while [ $# -gt 0 ]; do
 done
 case $namespace in
 broken) echo "probe wrong namespace" && echo "csctl: no such namespace" >&2 && exit 1 ;;
-lab) objects="probe sensors lab" ;;
+lab) objects='probe sensors lab
+$(uname) sensors lab' ;;
 *) objects="eth0 interfaces network
 eth0 interfaces network --instance port-a
 eth0 routes network --instance port-b
@@ -56,22 +58,24 @@ cases=(
     "csctl set k g c --class v|vital"
     "csctl update --context |external internal"
     "csctl get |eth0 ntp wlan0"
-    "csctl delete eth0 |interfaces routes"
+    "csctl update --int mtu=1 eth0 |interfaces routes"
     "csctl edit eth0 interfaces |bridge network"
     "csctl get eth0 interfaces network --instance |port-a"
     "csctl list eth0 --group routes --instance |port-b"
     "csctl export --group |interfaces routes servers"
+    "csctl list --component wireless |wlan0"
+    "csctl export ntp |eth0 ntp wlan0"
     "csctl apply |bridge network time wireless"
     "csctl set k g c a=1 ++ |delete set update"
     "csctl set k g c ++ up|update"
     "csctl set k g c ++ delete eth0 |interfaces routes"
-    "csctl --namespace lab get |probe"
-    "csctl get --namespace broken |"
+    "csctl get --namespace lab |\$(uname) probe"
+    "csctl --namespace broken get |"
     "csctl import |objects.json"
 )
 
-# Each shell reads the lines, the stub named by its path, and prints a line of matches for each.
-bash_driver='
+# Each driver reads lines, the stub named by its path, and prints the matches of each, sorted.
+cat >"$tmp/driver.bash" <<'EOF'
 [ "$1" = plain ] || source /usr/share/bash-completion/bash_completion
 source "$2"
 while IFS= read -r COMP_LINE; do
@@ -82,32 +86,37 @@ while IFS= read -r COMP_LINE; do
     COMPREPLY=()
     _csctl
     printf "%s\n" "${COMPREPLY[@]}" | sort -u | paste -sd" "
-done'
-cat >"$tmp/.zshrc" <<EOF
-fpath=("$scripts" \$fpath)
+done
+EOF
+# zsh types each line and TAB into an interactive zsh, which notes every match compsys adds (the
+# calls that only sift matches are passed on) and marks the end of the completion.
+cat >"$tmp/.zshrc" <<'EOF'
+fpath=("$COMPLETION_SCRIPTS" $fpath)
 autoload -Uz compinit && compinit -u -D
-# Every match compsys adds is noted; the calls that only sift matches are passed on.
 compadd() {
-    if [[ \${@[1,(i)(-|--)]} == *-(O|A|D)\ * ]]; then builtin compadd "\$@"; return; fi
+    if [[ ${@[1,(i)(-|--)]} == *-(O|A|D)\ * ]]; then builtin compadd "$@"; return; fi
     local -a hits
-    builtin compadd -A hits "\$@"
-    (( \$#hits )) && print -rl -- \$hits >>"$tmp/hits"
-    builtin compadd "\$@"
+    builtin compadd -A hits "$@"
+    (( $#hits )) && print -rl -- $hits >>"$COMPLETION_HITS"
+    builtin compadd "$@"
 }
-complete-and-mark() { zle complete-word; print -n "<""<done>>"; BUFFER=; }
+complete-and-mark() { zle complete-word; print -n "<<done>>"; BUFFER=; }
 zle -N complete-and-mark
 bindkey '^I' complete-and-mark
 EOF
-zsh_driver='
+cat >"$tmp/driver.zsh" <<'EOF'
 zmodload zsh/zpty
-zpty shell "ZDOTDIR=$1 TERM=xterm zsh -i"
+zpty shell "ZDOTDIR=${COMPLETION_HITS:h} TERM=xterm zsh -i"
 while IFS= read -r line; do
-    : >|"$1/hits"
-    zpty -w -n shell "$line"$'\''\t'\''
+    : >|"$COMPLETION_HITS"
+    zpty -w -n shell "$line"$'\t'
     zpty -r shell output "*<<done>>*"
-    print -r -- ${(j: :)${(ou)${(f)"$(<"$1/hits")"}}}
+    [[ $output != *"csctl: "* ]] || print -ru2 -- "$output"  # errors of csctl on the terminal
+    print -r -- ${(j: :)${(ou)${(Q)${(f)"$(<"$COMPLETION_HITS")"}}}}  # as names, unquoted
 done
-zpty -d shell'
+zpty -d shell
+EOF
+export COMPLETION_SCRIPTS=$scripts COMPLETION_HITS=$tmp/hits
 
 lines=$(for row in "${cases[@]}"; do echo "$tmp/bin/${row%%|*}"; done)
 expected=$(for row in "${cases[@]}"; do echo "${row#*|}"; done)
@@ -123,9 +132,9 @@ check() {
         failed=1
     fi
 }
-check "plain bash" bash --norc --noprofile -c "$bash_driver" driver plain "$scripts/csctl.bash"
+check "plain bash" bash --norc --noprofile "$tmp/driver.bash" plain "$scripts/csctl.bash"
 if [ -f /usr/share/bash-completion/bash_completion ]; then
-    check "bash-completion" bash --norc --noprofile -c "$bash_driver" driver full "$scripts/csctl.bash"
+    check "bash-completion" bash --norc --noprofile "$tmp/driver.bash" full "$scripts/csctl.bash"
 fi
-check "zsh" zsh -f -c "$zsh_driver" driver "$tmp"
+check "zsh" zsh -f "$tmp/driver.zsh"
 exit $failed

@@ -10,8 +10,8 @@ _csctl_options() {
     local typed="--int --double --bool --string --json-value"
     case $1 in
     get) echo --instance --sub --value ;;
-    set) echo --instance --sub --class --context $typed --replace ;;
-    update) echo --instance --sub --class --context $typed --remove ;;
+    set) echo --instance --sub --class --context "$typed" --replace ;;
+    update) echo --instance --sub --class --context "$typed" --remove ;;
     delete) echo --instance --sub ;;
     list) echo --group --component --instance --int --double --bool --string ;;
     export | watch) echo --group --component --instance ;;
@@ -31,6 +31,7 @@ _csctl_names() {
 }
 
 _csctl() {
+    # shellcheck disable=SC2034  # _init_completion sets prev too
     local cur prev words cword
     if declare -F _init_completion >/dev/null; then
         _init_completion -n =: || return
@@ -57,8 +58,7 @@ _csctl() {
         ++) commands="set update delete" command="" positionals=() ;;
         --namespace | --instance | --sub | --class | --context | --int | --double | --bool | \
             --string | --json-value | --remove | --group | --component) pending=$word ;;
-        --*=*) given[${word%%=*}]=${word#*=} ;;
-        -?*) ;;
+        -?*) ;; # a flag
         *) if [[ -z $command ]]; then command=$word; else positionals+=("$word"); fi ;;
         esac
     done
@@ -113,7 +113,13 @@ _csctl() {
         fi
         ;;
     esac
-    mapfile -t COMPREPLY < <(compgen -W "$candidates" -- "$cur")
+    # Those that begin with the word at the cursor (compgen -W would expand the store's names).
+    local -a offered
+    read -r -d '' -a offered <<<"$candidates"
+    COMPREPLY=()
+    for word in "${offered[@]}"; do
+        [[ $word == "$cur"* ]] && COMPREPLY+=("$word")
+    done
     if declare -F __ltrim_colon_completions >/dev/null; then __ltrim_colon_completions "$cur"; fi
 }
 complete -F _csctl csctl
