@@ -16,7 +16,8 @@ trap 'rm -rf "$tmp"' EXIT
 mkdir "$tmp/bin" "$tmp/documents"
 touch "$tmp/documents/objects.json"
 
-# "list [KEY] [--group G] [--component C]" as csctl prints it; the namespace "broken" fails.
+# "list [KEY] [--group G] [--component C]" over a few objects (key|group|component|instance id),
+# printed as csctl prints them, quoted where need be; the namespace "broken" fails.
 cat >"$tmp/bin/csctl" <<'EOF'
 #!/bin/sh
 namespace=""
@@ -34,47 +35,54 @@ while [ $# -gt 0 ]; do
 done
 case $namespace in
 broken) echo "probe wrong namespace" && echo "csctl: no such namespace" >&2 && exit 1 ;;
-lab) objects='probe sensors lab
-$(uname) sensors lab' ;;
-*) objects="eth0 interfaces network
-eth0 interfaces network --instance port-a
-eth0 routes network --instance port-b
-eth0 interfaces bridge --instance port-c
-wlan0 interfaces wireless
-ntp servers time" ;;
+lab) objects='probe|sensors|lab|
+$(uname)|sensors*|lab|
+$(uname)|my sensors|lab|' ;;
+*) objects="eth0|interfaces|network|
+eth0|interfaces|network|port-a
+eth0|routes|network|port-b
+eth0|interfaces|bridge|port-c
+wlan0|interfaces|wireless|
+ntp|servers|time|" ;;
 esac
-echo "$objects" | awk -v k="$key" -v g="$group" -v c="$component" \
-    '(k == "" || $1 == k) && (g == "" || $2 == g) && (c == "" || $3 == c)'
+echo "$objects" | awk -F'|' -v k="$key" -v g="$group" -v c="$component" -v q="'" '
+    function word(name) { return name ~ /^[A-Za-z0-9_.,:\/@%+=-]+$/ ? name : q name q }
+    (k == "" || $1 == k) && (g == "" || $2 == g) && (c == "" || $3 == c) {
+        print word($1) " " word($2) " " word($3) ($4 == "" ? "" : " --instance " word($4))
+    }'
 EOF
 chmod +x "$tmp/bin/csctl"
 
 # A line, "|", and the matches TAB offers at its end, sorted.
 cases=(
     "csctl ge|get"
-    "csctl i|import instance-id"
+    "csctl i|import, instance-id"
     "csctl set k g c --cl|--class"
     "csctl get k g c --js|--json"
     "csctl --namespace n list --gr|--group"
     "csctl set k g c --class v|vital"
-    "csctl update --context |external internal"
-    "csctl get |eth0 ntp wlan0"
-    "csctl update --int mtu=1 eth0 |interfaces routes"
-    "csctl edit eth0 interfaces |bridge network"
+    "csctl update --context |external, internal"
+    "csctl get |eth0, ntp, wlan0"
+    "csctl update --int mtu=1 eth0 |interfaces, routes"
+    "csctl edit eth0 interfaces |bridge, network"
     "csctl get eth0 interfaces network --instance |port-a"
     "csctl list eth0 --group routes --instance |port-b"
-    "csctl export --group |interfaces routes servers"
+    "csctl export --group |interfaces, routes, servers"
     "csctl list --component wireless |wlan0"
-    "csctl export ntp |eth0 ntp wlan0"
-    "csctl apply |bridge network time wireless"
-    "csctl set k g c a=1 ++ |delete set update"
+    "csctl export ntp |eth0, ntp, wlan0"
+    "csctl apply |bridge, network, time, wireless"
+    "csctl set k g c a=1 ++ |delete, set, update"
     "csctl set k g c ++ up|update"
-    "csctl set k g c ++ delete eth0 |interfaces routes"
-    "csctl get --namespace lab |\$(uname) probe"
+    "csctl set k g c ++ delete eth0 |interfaces, routes"
+    "csctl get --namespace lab |\$(uname), probe"
+    "csctl get --namespace lab '\$(uname)' |my sensors, sensors*"
+    "csctl get --namespace lab \\\$\\(un|\$(uname)"
     "csctl --namespace broken get |"
     "csctl import |objects.json"
 )
 
-# Each driver reads lines, the stub named by its path, and prints the matches of each, sorted.
+# Each driver reads lines, the stub named by its path, and prints the names each line's matches
+# stand for, sorted.
 cat >"$tmp/driver.bash" <<'EOF'
 [ "$1" = plain ] || source /usr/share/bash-completion/bash_completion
 source "$2"
@@ -85,7 +93,7 @@ while IFS= read -r COMP_LINE; do
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
     COMPREPLY=()
     _csctl
-    printf "%s\n" "${COMPREPLY[@]}" | sort -u | paste -sd" "
+    for reply in "${COMPREPLY[@]}"; do eval "printf '%s\n' $reply"; done | sort -u | paste -sd, | sed "s/,/, /g"
 done
 EOF
 # zsh types each line and TAB into an interactive zsh, which notes every match compsys adds (the
@@ -112,7 +120,7 @@ while IFS= read -r line; do
     zpty -w -n shell "$line"$'\t'
     zpty -r shell output "*<<done>>*"
     [[ $output != *"csctl: "* ]] || print -ru2 -- "$output"  # errors of csctl on the terminal
-    print -r -- ${(j: :)${(ou)${(Q)${(f)"$(<"$COMPLETION_HITS")"}}}}  # as names, unquoted
+    print -r -- ${(j:, :)${(ou)${(Q)${(f)"$(<"$COMPLETION_HITS")"}}}}  # as names, unquoted
 done
 zpty -d shell
 EOF

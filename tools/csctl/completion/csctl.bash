@@ -21,13 +21,38 @@ _csctl_options() {
     esac
 }
 
-# Prints the names in one column of "csctl list ARGUMENTS...", each once. Takes the command
-# word and the namespace from _csctl; a failing csctl gives nothing, and none of its errors.
+# A shell word as csctl prints a name: plain characters, '...', \x and $'...' only, which
+# stand for text without expanding anything.
+_csctl_word="([A-Za-z0-9_.,:/@%+=-]|'[^']*'|\\\\.|\\$'([^'\\\\]|\\\\.)*')+"
+
+# Sets unquoted to the text a word stands for: a word of the shape above read as the shell
+# reads it, any other word as it is.
+_csctl_unquote() {
+    if [[ $1 =~ ^$_csctl_word$ ]]; then
+        eval "printf -v unquoted %s $1"
+    else
+        unquoted=$1
+    fi
+}
+
+# Prints the names in one column of "csctl list ARGUMENTS...", as csctl prints them, each once.
+# Takes the command word and the namespace from _csctl; a failing csctl gives nothing, and none
+# of its errors.
 _csctl_names() {
-    local column=$1 output
+    local column=$1 output line
+    local -a fields
+    local -A seen=()
     shift
     output=$("${words[0]}" "${namespace[@]}" list "$@" 2>/dev/null) || return
-    awk -v column="$column" '$column != "" && !seen[$column]++ { print $column }' <<<"$output"
+    while IFS= read -r line; do
+        fields=()
+        while [[ $line =~ ^[[:blank:]]*($_csctl_word)(.*)$ ]]; do
+            fields+=("${BASH_REMATCH[1]}")
+            line=${BASH_REMATCH[-1]}
+        done
+        line=${fields[column - 1]-}
+        [[ -n $line && -z ${seen[$line]-} ]] && seen[$line]=1 && echo "$line"
+    done <<<"$output"
 }
 
 _csctl() {
@@ -44,13 +69,14 @@ _csctl() {
     fi
 
     # What the words before the cursor say. After "++" a further write command begins.
-    local commands=$_csctl_commands command="" pending="" word i
+    local commands=$_csctl_commands command="" pending="" word unquoted i
     local -a positionals=() namespace=() narrowing=() known=()
     local -A given=()
     for ((i = 1; i < cword; i++)); do
         word=${words[i]}
+        _csctl_unquote "$word"
         if [[ -n $pending ]]; then
-            given[$pending]=$word
+            given[$pending]=$unquoted
             pending=""
             continue
         fi
@@ -59,7 +85,7 @@ _csctl() {
         --namespace | --instance | --sub | --class | --context | --int | --double | --bool | \
             --string | --json-value | --remove | --group | --component) pending=$word ;;
         -?*) ;; # a flag
-        *) if [[ -z $command ]]; then command=$word; else positionals+=("$word"); fi ;;
+        *) if [[ -z $command ]]; then command=$word; else positionals+=("$unquoted"); fi ;;
         esac
     done
     [[ -n ${given[--namespace]-} ]] && namespace=(--namespace "${given[--namespace]}")
@@ -80,26 +106,26 @@ _csctl() {
         ;;
     esac
 
-    local candidates=""
+    local -a candidates=()
     case $pending in
-    --class) candidates="configuration user vital cached" ;;
-    --context) candidates="internal external" ;;
-    --group) candidates=$(_csctl_names 2 "${known[@]}") ;;
-    --component) candidates=$(_csctl_names 3 "${known[@]}") ;;
-    --instance) candidates=$(_csctl_names 5 "${known[@]}") ;;
+    --class) candidates=(configuration user vital cached) ;;
+    --context) candidates=(internal external) ;;
+    --group) mapfile -t candidates < <(_csctl_names 2 "${known[@]}") ;;
+    --component) mapfile -t candidates < <(_csctl_names 3 "${known[@]}") ;;
+    --instance) mapfile -t candidates < <(_csctl_names 5 "${known[@]}") ;;
     ?*) ;;
     *)
         if [[ $cur == -* ]]; then
-            candidates="$_csctl_globals $(_csctl_options "$command")"
+            read -r -a candidates <<<"$_csctl_globals $(_csctl_options "$command")"
         elif [[ -z $command ]]; then
-            candidates=$commands
+            read -r -a candidates <<<"$commands"
         else
             case $command:${#positionals[@]} in
             get:[0-2] | set:[0-2] | update:[0-2] | delete:[0-2] | edit:[0-2])
-                candidates=$(_csctl_names $((${#positionals[@]} + 1)) "${known[@]}")
+                mapfile -t candidates < <(_csctl_names $((${#positionals[@]} + 1)) "${known[@]}")
                 ;;
-            list:0 | watch:0 | export:*) candidates=$(_csctl_names 1 "${narrowing[@]}") ;;
-            apply:* | status:*) candidates=$(_csctl_names 3) ;;
+            list:0 | watch:0 | export:*) mapfile -t candidates < <(_csctl_names 1 "${narrowing[@]}") ;;
+            apply:* | status:*) mapfile -t candidates < <(_csctl_names 3) ;;
             import:0 | diff:0)
                 if declare -F _filedir >/dev/null; then
                     _filedir
@@ -113,12 +139,13 @@ _csctl() {
         fi
         ;;
     esac
-    # Those that begin with the word at the cursor (compgen -W would expand the store's names).
-    local -a offered
-    read -r -d '' -a offered <<<"$candidates"
+    # Those whose text begins with the text at the cursor, as csctl prints them.
+    _csctl_unquote "$cur"
+    local typed=$unquoted
     COMPREPLY=()
-    for word in "${offered[@]}"; do
-        [[ $word == "$cur"* ]] && COMPREPLY+=("$word")
+    for word in "${candidates[@]}"; do
+        _csctl_unquote "$word"
+        [[ $unquoted == "$typed"* ]] && COMPREPLY+=("$word")
     done
     if declare -F __ltrim_colon_completions >/dev/null; then __ltrim_colon_completions "$cur"; fi
 }
