@@ -14,9 +14,10 @@ _csctl_options() {
     update) echo --instance --sub --class --context "$typed" --remove ;;
     delete) echo --instance --sub ;;
     list) echo --group --component --instance --int --double --bool --string ;;
-    export | watch) echo --group --component --instance ;;
+    export) echo --group --component --instance ;;
+    watch) echo --group --component --instance --interval --count ;;
     import) echo --dry-run --replace ;;
-    edit) echo --instance --class ;;
+    edit) echo --instance --class --context ;;
     apply) echo --boot ;;
     esac
 }
@@ -83,7 +84,9 @@ _csctl() {
         case $word in
         ++) commands="set update delete" command="" positionals=() ;;
         --namespace | --instance | --sub | --class | --context | --int | --double | --bool | \
-            --string | --json-value | --remove | --group | --component) pending=$word ;;
+            --string | --json-value | --remove | --group | --component | --interval | --count)
+            pending=$word
+            ;;
         -?*) ;; # a flag
         *) if [[ -z $command ]]; then command=$word; else positionals+=("$unquoted"); fi ;;
         esac
