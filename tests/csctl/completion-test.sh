@@ -74,6 +74,7 @@ cases=(
     "csctl set k g c a=1 ++ |delete, set, update"
     "csctl set k g c ++ up|update"
     "csctl set k g c ++ delete eth0 |interfaces, routes"
+    "csctl --namespace lab set k g c ++ delete |\$(uname), probe"
     "csctl get --namespace lab |\$(uname), probe"
     "csctl get --namespace lab '\$(uname)' |my sensors, sensors*"
     "csctl get --namespace lab \\\$\\(un|\$(uname)"
