@@ -3,7 +3,7 @@
 #   libconfigstorec1     the library                                             (runtime)
 #   libconfigstorec-dev  header, link, CMake and pkg-config files, configstorec(3)   (dev)
 #   configstore-standin  the stand-in engine libconfigstore.so                       (standin)
-#   csctl                the command-line tool and csctl(1)                          (csctl)
+#   csctl                the command-line tool, csctl(1), bash and zsh completion    (csctl)
 # dpkg-shlibdeps finds the system libraries each one needs; the packages' links among
 # themselves are stated here. The private library directories need CMake 3.20.
 set(CPACK_GENERATOR DEB)
@@ -46,6 +46,7 @@ set(CPACK_DEBIAN_CSCTL_PACKAGE_NAME csctl)
 set(CPACK_DEBIAN_CSCTL_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_CSCTL_PACKAGE_DEPENDS "libconfigstorec1 ${exact_version}")
 set(CPACK_COMPONENT_CSCTL_DESCRIPTION "command-line tool for the configuration store
-csctl reads, writes, lists, deletes, imports and exports objects of the configuration store.")
+csctl reads, writes, lists, deletes, imports and exports objects of the configuration store.
+Its bash and zsh completion offers the keys, groups and components the store holds.")
 
 include(CPack)

@@ -16,6 +16,8 @@ packages=(
     libsqlite3-dev
     uuid-dev
     libcli11-dev
+    bash-completion
+    zsh
     jq
     json-schema-test-suite
     scdoc

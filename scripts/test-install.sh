@@ -3,10 +3,10 @@
 #  1. cmake --install of the plain build (BUILD_DIR, default build) into a temporary prefix: the
 #     installed files are exactly the expected ones, without run paths; the examples build as an
 #     outside project with pkg-config and with find_package and run on the installed stand-in
-#     engine; the installed csctl passes its end-to-end test.
+#     engine; the installed csctl and its shell completion pass their tests.
 #  2. The Debian packages, from a build for /usr (PACKAGE_BUILD_DIR, default build-deb): they
-#     install with apt-get, csctl and a program built with pkg-config work from /usr, and a
-#     purge leaves none of their files. This part needs root or sudo.
+#     install with apt-get; csctl, its completion in bash and zsh and a program built with
+#     pkg-config work from /usr; a purge leaves none of their files. This part needs root or sudo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -46,8 +46,10 @@ $libdir/libconfigstorec.so
 $libdir/libconfigstorec.so.1
 $libdir/libconfigstorec.so.1.0.0
 $libdir/pkgconfig/configstorec.pc
+share/bash-completion/completions/csctl
 share/man/man1/csctl.1.gz
-share/man/man3/configstorec.3.gz"
+share/man/man3/configstorec.3.gz
+share/zsh/vendor-completions/_csctl"
 diff -u <(echo "$expected" | LC_ALL=C sort) <(cd "$prefix" && find . ! -type d | cut -c3- | LC_ALL=C sort) ||
     fail "the installed files are not the expected ones"
 for file in "$prefix/bin/csctl" "$prefix/$libdir"/*.so*; do
@@ -70,6 +72,10 @@ cmake -S examples -B "$tmp/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
 cmake --build "$tmp/cmake" >/dev/null
 export LD_LIBRARY_PATH=$prefix/$libdir
 tests/csctl/csctl-test.sh "$prefix/bin/csctl"
+mkdir "$tmp/completion"
+cp "$prefix/share/bash-completion/completions/csctl" "$tmp/completion/csctl.bash"
+cp "$prefix/share/zsh/vendor-completions/_csctl" "$tmp/completion/"
+tests/csctl/completion-test.sh "$tmp/completion"
 
 # Each build stores the example's interfaces in a store of its own and reads them back.
 export CONFIGSTORE_COMPONENTS_DIR=$PWD/examples/components
@@ -108,6 +114,11 @@ export CONFIGSTORE_DIR=$tmp/store-csctl CONFIGSTORE_RUNTIME_DIR=$tmp/store-csctl
 [[ $(/usr/bin/csctl instance-id) =~ ^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$ ]] || fail "csctl instance-id"
 /usr/bin/csctl set eth0 interfaces network mtu=9000
 [[ $(/usr/bin/csctl get eth0 interfaces network mtu) =~ (^|[^0-9])9000([^0-9]|$) ]] || fail "csctl get does not read back the MTU"
+# The shells find csctl's completion where the package puts it.
+[ "$(bash -c '. /usr/share/bash-completion/bash_completion && _completion_loader csctl; complete -p csctl')" = \
+    "complete -F _csctl csctl" ] || fail "bash-completion does not load csctl's completion"
+[ "$(zsh -fc 'autoload -Uz compinit && compinit -u -D && print $_comps[csctl]')" = _csctl ] ||
+    fail "zsh does not find csctl's completion"
 # shellcheck disable=SC2046  # the flags are words
 cc -std=c11 -Wall -Wextra -Werror examples/interfaces.c $(pkg-config --cflags --libs configstorec) \
     -o "$tmp/usr-interfaces"
