@@ -17,7 +17,7 @@ _csctl_options() {
     export) echo --group --component --instance ;;
     watch) echo --group --component --instance --interval --count ;;
     import) echo --dry-run --replace ;;
-    edit) echo --instance --class --context ;;
+    edit) echo --instance --class ;;
     apply) echo --boot ;;
     esac
 }
