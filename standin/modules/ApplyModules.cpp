@@ -27,17 +27,22 @@ namespace {
 using KivConfigStore::ERR_CHILD_EXIT_VALUE;
 using KivConfigStore::ERR_CHILD_WAIT_FAILED;
 using KivConfigStore::ERR_FORK_EXEC_FAILED;
+using KivConfigStore::ERR_INVALID_ARGUMENT;
 
 constexpr double kDefaultTimeLimit = 30;
+constexpr double kMaxTimeLimit = 1e9;
 
-// CONFIGSTORE_APPLY_TIMEOUT in seconds, decimals allowed.
-double TimeLimit() {
+// CONFIGSTORE_APPLY_TIMEOUT in seconds, decimals allowed; nullopt when it is set to anything
+// else than a positive number below kMaxTimeLimit, which is no time limit to guess at.
+std::optional<double> TimeLimit() {
     const char* text = std::getenv("CONFIGSTORE_APPLY_TIMEOUT");
     if (text == nullptr) return kDefaultTimeLimit;
     char* end = nullptr;
     const double seconds = std::strtod(text, &end);
-    return end != text && *end == '\0' && seconds > 0 && seconds < 1e9 ? seconds
-                                                                       : kDefaultTimeLimit;
+    if (end == text || *end != '\0' || !(seconds > 0 && seconds < kMaxTimeLimit)) {
+        return std::nullopt;
+    }
+    return seconds;
 }
 
 std::string ErrorText(int error) {
@@ -193,10 +198,17 @@ std::optional<ModuleOutcome> RunModule(const std::string& directory, const std::
         return std::nullopt;
     }
     if (std::optional<ModuleOutcome> refused = Unrunnable(directory, path)) return refused;
-    const double limit = TimeLimit();
+    const std::optional<double> limit = TimeLimit();
+    if (!limit) {
+        return Failed(ERR_INVALID_ARGUMENT,
+                      std::string("CONFIGSTORE_APPLY_TIMEOUT is '") +
+                          std::getenv("CONFIGSTORE_APPLY_TIMEOUT") +
+                          "', not a positive number of seconds; " + path + " did not run",
+                      {});
+    }
     const ProcessEnd end =
-        RunProcess(path, input, EnvironmentOf(stage, context), limit, context.stop);
-    ModuleOutcome outcome = Ended(path, end, limit);
+        RunProcess(path, input, EnvironmentOf(stage, context), *limit, context.stop);
+    ModuleOutcome outcome = Ended(path, end, *limit);
     outcome.output = escapes::AsciiEscaped(end.output);
     return outcome;
 }

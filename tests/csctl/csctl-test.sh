@@ -177,6 +177,7 @@ chmod +x "$apply/network/network" "$apply/system-early/network" "$apply/system/c
 export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY_DIR=$apply
 lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
 check_rows <<'ROWS'
+8 | CONFIGSTORE_APPLY_TIMEOUT=abc apply network | .error.engineCode == 1100 and (.error.message | test("CONFIGSTORE_APPLY_TIMEOUT is 'abc', not a positive number of seconds"))
 0 | apply network | map([.component, .stage, .status, .code, .exitValue]) == [["network", "network", "ok", 0, 0]]
 8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$")) and (.error.results | map(.component)) == ["clock"]
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
