@@ -105,4 +105,32 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     EXPECT_EQ(ConfigStore::GetStore(sGlobalNamespace)->Get(Id("k", "g", c)), nullptr);
 }
 
+// An apply result record is no configuration: an export leaves it out unless its filter names the
+// records' component. Export acts on the default namespace's store.
+TEST(Exchange, ExportsLeaveOutApplyResultsUnlessTheFilterNamesTheirComponent) {
+    const std::string c = TestName();
+    const auto store = ConfigStore::GetStore(sGlobalNamespace);
+    store->SetCachedData(CreateObject(Id("apply", "results", "configstore", c), R"({"code":0})"));
+    store->Set(CreateObject(Id("apply", "results", c), R"({"code":0})"), INTERNAL);
+    const std::pair<ConfigStoreObjectId, const char*> rows[] = {
+        {Id("", "", ""), "object"},
+        {Id("apply", "results", ""), "object"},
+        {Id("", "", "configstore"), "record"},
+        {Id("apply", "results", "configstore", c), "record"},
+    };
+    for (const auto& [id, expected] : rows) {
+        const standin::Json exported = Parse(Export({Filter(id)}).c_str());
+        std::string found;
+        for (const auto& object : exported["objects"].GetArray()) {
+            const auto instance = object.FindMember("instanceId");
+            if (instance != object.MemberEnd() && instance->value.GetString() == c) {
+                found += "record";
+            } else if (object["component"].GetString() == c) {
+                found += "object";
+            }
+        }
+        EXPECT_EQ(found, expected) << id.component;
+    }
+}
+
 }  // namespace
