@@ -119,17 +119,10 @@ TEST(Exchange, ExportsLeaveOutApplyResultsUnlessTheFilterNamesTheirComponent) {
         {Id("apply", "results", "configstore", c), "record"},
     };
     for (const auto& [id, expected] : rows) {
-        const standin::Json exported = Parse(Export({Filter(id)}).c_str());
-        std::string found;
-        for (const auto& object : exported["objects"].GetArray()) {
-            const auto instance = object.FindMember("instanceId");
-            if (instance != object.MemberEnd() && instance->value.GetString() == c) {
-                found += "record";
-            } else if (object["component"].GetString() == c) {
-                found += "object";
-            }
-        }
-        EXPECT_EQ(found, expected) << id.component;
+        const std::string text = Export({Filter(id)});
+        const bool object = text.find("\"component\": \"" + c + "\"") != std::string::npos;
+        const bool record = text.find("\"instanceId\": \"" + c + "\"") != std::string::npos;
+        EXPECT_EQ(std::string(object ? "object" : "") + (record ? "record" : ""), expected);
     }
 }
 
