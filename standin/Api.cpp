@@ -99,7 +99,7 @@ bool Import(const std::string& document, std::vector<ErrorInfo>& errors) {
 }
 
 std::string Export(std::vector<std::shared_ptr<FilterSpecObject>> filters) {
-    return standin::ExportDocument(*DefaultStore(), filters);
+    return standin::ExportDocument(*DefaultStore(), filters, standin::LeftOutOfExport);
 }
 
 }  // namespace KivConfigStore

@@ -50,6 +50,11 @@ void Record(const RecordWriter& record, const std::string& component, const std:
 
 }  // namespace
 
+bool LeftOutOfExport(const KivConfigStore::FilterSpecObject& filter,
+                     const ConfigStoreObjectId& id) {
+    return IsResultRecord(id) && filter.objectId.component != kResultComponent;
+}
+
 void RunApplyModules(const StoreFiles& files, const Changes& changes, const RecordWriter& record) {
     const std::string& database = files.database;
     try {

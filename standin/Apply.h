@@ -3,6 +3,8 @@
 // their standard input. A module's failure is logged and recorded; the commit stands.
 #pragma once
 
+#include <kivconfigstore/Objects.h>
+
 #include "Commits.h"
 
 namespace standin {
@@ -13,5 +15,10 @@ namespace standin {
 // those result records run nothing. Failures are logged against the store's database, never
 // thrown.
 void RunApplyModules(const StoreFiles& files, const Changes& changes, const RecordWriter& record);
+
+// Result records are no configuration: an export through `filter` leaves out the record `id`
+// unless the filter names the records' component.
+bool LeftOutOfExport(const KivConfigStore::FilterSpecObject& filter,
+                     const KivConfigStore::ConfigStoreObjectId& id);
 
 }  // namespace standin

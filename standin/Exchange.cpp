@@ -159,12 +159,14 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
 }
 
 std::string ExportDocument(Store& store,
-                           const std::vector<std::shared_ptr<FilterSpecObject>>& filters) {
+                           const std::vector<std::shared_ptr<FilterSpecObject>>& filters,
+                           const LeftOut& leftOut) {
     std::vector<Store::StoredIdentity> selected;
     for (const auto& filter : filters) {
+        const FilterSpecObject& given = GivenFilter(filter.get());
         store.ForEachSelected(
-            GivenFilter(filter.get()), false,
-            [&](Store::StoredIdentity& identity, std::shared_ptr<ConfigStoreObject>) {
+            given, false, [&](Store::StoredIdentity& identity, std::shared_ptr<ConfigStoreObject>) {
+                if (leftOut && leftOut(given, identity.id)) return;
                 selected.push_back({identity.id, std::move(identity.texts)});
             });
     }

@@ -11,6 +11,7 @@
 
 #include <kivconfigstore/ConfigStore.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,10 +26,14 @@ namespace standin {
 bool ImportDocument(Store& store, const std::string& document,
                     std::vector<KivConfigStore::ErrorInfo>& errors);
 
-// Every stored class of every object that one of `filters` selects, ordered by key, group,
-// component, instance id and class, so that exporting what an import stored gives the
-// imported text again.
+// Whether an export through `filter` leaves out `id`, which the filter selects.
+using LeftOut = std::function<bool(const FilterSpecObject& filter, const ConfigStoreObjectId& id)>;
+
+// Every stored class of every object that one of `filters` selects and does not leave out,
+// ordered by key, group, component, instance id and class, so that exporting what an import
+// stored gives the imported text again.
 std::string ExportDocument(Store& store,
-                           const std::vector<std::shared_ptr<FilterSpecObject>>& filters);
+                           const std::vector<std::shared_ptr<FilterSpecObject>>& filters,
+                           const LeftOut& leftOut);
 
 }  // namespace standin

@@ -102,6 +102,19 @@ void RemoveDatabaseFiles(const std::string& path) {
 
 }  // namespace
 
+bool ReadOnlyRequested(const std::string& nameSpace) {
+    const std::string value = Environment("CONFIGSTORE_READ_ONLY");
+    if (value.empty() || value == "0") return false;
+    if (value == "1") return true;
+    Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
+         "CONFIGSTORE_READ_ONLY is '" + value + "', not 1 (read only) or 0", "'" + nameSpace + "'");
+}
+
+bool Exists(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
+}
+
 StoreFiles FilesOf(const std::string& nameSpace) {
     if (!IsValidName(nameSpace)) {
         Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
@@ -110,8 +123,9 @@ StoreFiles FilesOf(const std::string& nameSpace) {
     }
     const std::string state = StateDirectory();
     const StoreFiles files{state + "/" + nameSpace + ".db",
-                           RuntimeDirectory(state) + "/" + nameSpace + ".db", nameSpace};
-    MakeDirectoryOf(files.database);
+                           RuntimeDirectory(state) + "/" + nameSpace + ".db", nameSpace,
+                           ReadOnlyRequested(nameSpace)};
+    files.readOnly ? CheckDirectoryOf(files.database) : MakeDirectoryOf(files.database);
     CheckDirectoryOf(files.runtimeDatabase);
     return files;
 }

@@ -12,11 +12,20 @@ struct StoreFiles {
     std::string database;
     std::string runtimeDatabase;
     std::string nameSpace;
+    bool readOnly = false;  // opened for reading only: nothing is created or written
 };
 
-// The files of `nameSpace`, with the state directory created (0700) where missing and both
-// directories checked (CheckDirectoryOf). A name that cannot be a file name raises 1001.
+// CONFIGSTORE_READ_ONLY: "1" opens stores for reading only; unset, empty or "0" does not. Any
+// other value raises 1001 naming `nameSpace`, so that a typing error never opens for writing.
+bool ReadOnlyRequested(const std::string& nameSpace);
+
+// The files of `nameSpace`, with the state directory created (0700) where missing, unless read
+// only, and both directories checked (CheckDirectoryOf). A name that cannot be a file name
+// raises 1001.
 StoreFiles FilesOf(const std::string& nameSpace);
+
+// Whether anything, even a dangling link, is at `path`.
+bool Exists(const std::string& path);
 
 // Creates the directory of `file` (0700) where missing, then checks it: 1001 naming `file` when
 // it cannot be made or written, or fails CheckDirectoryOf.

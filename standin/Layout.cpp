@@ -74,7 +74,7 @@ void CreateDatabase(const std::string& path, const Layout& layout) {
 // Checks one database of the store (main or runtime), and brings a file of the format before
 // up to date. A file that is not a store database, or is damaged, is refused untouched: files
 // are created whole, so not even an empty one is a store in the making.
-void PrepareDatabase(Database& db, const Layout& layout, const std::string& path) {
+void PrepareDatabase(Database& db, const Layout& layout, const std::string& path, bool readOnly) {
     const std::string schema = layout.schema;
     std::string check = db.Pragma(schema + ".quick_check");
     if (check != "ok") {
@@ -101,6 +101,11 @@ void PrepareDatabase(Database& db, const Layout& layout, const std::string& path
     // A file of the current format opens without a write lock, so that it never waits for
     // another process's transaction.
     if (db.PragmaNumber(schema + ".user_version") == layout.format) return;
+    if (readOnly) {
+        Refuse(path, "store format " + std::to_string(db.PragmaNumber(schema + ".user_version")) +
+                         " is not " + std::to_string(layout.format) +
+                         " (read only: left as it is)");
+    }
     db.Execute(kBegin.text, kBegin.failure, layout.schema);
     try {
         // Another process may have brought it up to date since the check above.
@@ -127,16 +132,35 @@ void CreateDatabase(const std::string& path) {
     CreateDatabase(path, kMain);
 }
 
+bool ReadsAsEmpty(const std::string& file, const StoreFiles& files) {
+    return files.readOnly && !Exists(file);
+}
+
+std::string ConnectionPathOf(const StoreFiles& files) {
+    return ReadsAsEmpty(files.database, files) ? ":memory:" : files.database;
+}
+
 void OpenFiles(Database& db, const StoreFiles& files) {
     db.SetBusyTimeout(kBusyMilliseconds);
-    PrepareDatabase(db, kMain, files.database);
+    if (ReadsAsEmpty(files.database, files)) {
+        db.Execute(MainTables("main"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+    } else {
+        PrepareDatabase(db, kMain, files.database, files.readOnly);
+    }
     bool attached = false;
     try {
-        MakeDirectoryOf(files.runtimeDatabase);
-        CreateDatabase(files.runtimeDatabase, kRuntime);
+        if (ReadsAsEmpty(files.runtimeDatabase, files)) {
+            db.Attach(":memory:", "runtime");
+            db.Execute(RuntimeTables("runtime"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
+            return;
+        }
+        if (!files.readOnly) {
+            MakeDirectoryOf(files.runtimeDatabase);
+            CreateDatabase(files.runtimeDatabase, kRuntime);
+        }
         db.Attach(files.runtimeDatabase, "runtime");
         attached = true;
-        PrepareDatabase(db, kRuntime, files.runtimeDatabase);
+        PrepareDatabase(db, kRuntime, files.runtimeDatabase, files.readOnly);
     } catch (const KivConfigStore::ConfigStoreException& failure) {
         // Durable data stays readable: an empty stand-in takes the runtime database's place, and
         // whatever needs the runtime data fails with this failure.

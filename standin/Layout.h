@@ -14,10 +14,14 @@ constexpr int kBusyMilliseconds = 5000;
 
 // Creates the store's database at `path`, whole, unless it exists.
 void CreateDatabase(const std::string& path);
+// A read-only store whose database does not exist reads as a new, empty one, held in memory.
+bool ReadsAsEmpty(const std::string& file, const StoreFiles& files);
+// The file the store's connection opens: its database, or memory when it reads as empty.
+std::string ConnectionPathOf(const StoreFiles& files);
 // Sets up the store's database and attaches its runtime database, created where missing; a file
 // that is not a store database, or is damaged, is refused untouched. When the runtime database
 // cannot be used, an empty stand-in takes its place, refusing changes and boot status reads with
-// the failure.
+// the failure. A read-only store creates nothing and brings no file up to date.
 void OpenFiles(Database& db, const StoreFiles& files);
 
 }  // namespace standin

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <kivconfigstore/CSLogger.h>
 #include <kivconfigstore/ErrorCodes.h>
-#include <rapidjson/pointer.h>
 #include <rapidjson/schema.h>
 #include <rapidjson/stringbuffer.h>
 #include <sys/stat.h>
@@ -22,17 +21,18 @@
 #include "Errors.h"
 #include "PathComponent.h"
 #include "SchemaDrafts.h"
+#include "SchemaReasons.h"
 #include "SchemaSafety.h"
 
 namespace standin {
 
 using SchemaValidator = rapidjson::GenericSchemaValidator<
     SchemaDocument, rapidjson::BaseReaderHandler<rapidjson::UTF8<>>, JsonAllocator>;
-using JsonPointer = rapidjson::GenericPointer<JsonValue, JsonAllocator>;
 
 struct CompiledSchema {
-    explicit CompiledSchema(const JsonValue& source) : document(source) {}
+    explicit CompiledSchema(const JsonValue& form) : document(form) { Assign(source, form); }
     SchemaDocument document;
+    Json source;  // the draft 4 form compiled, which a failure's words quote
     // RapidJSON 1.1.0's regular expressions keep their matching state in the compiled schema,
     // so one validation at a time may use it.
     mutable std::mutex validating;
@@ -83,16 +83,18 @@ bool Feed(SchemaValidator& validator, const JsonValue& values) {
     return validator.EndObject(count);
 }
 
-// False, with what failed where, when `values` break `schema`.
+// False, with what failed where, when `values` break `schema`, compiled from `source` (when
+// given, the reason quotes its limits).
 bool Check(const SchemaDocument& schema, const JsonValue& values, Violation& violation,
-           const char* schemaName = "the schema") {
+           const JsonValue* source, const char* schemaName = "the schema") {
     SchemaValidator validator(schema);
     if (Feed(validator, values)) return true;
     const char* keyword = validator.GetInvalidSchemaKeyword();
     violation.keyword = keyword != nullptr ? keyword : "";
     violation.pointer = Stringify(validator.GetInvalidDocumentPointer());
-    violation.reason = std::string("fails ") + schemaName + "'s '" + violation.keyword + "' at '#" +
-                       Stringify(validator.GetInvalidSchemaPointer()) + "'";
+    violation.reason = ReasonOf({keyword, source, validator.GetInvalidSchemaPointer(), values,
+                                 validator.GetInvalidDocumentPointer()},
+                                schemaName);
     return false;
 }
 
@@ -177,7 +179,7 @@ Draft4Form Translate(const std::string& file, const JsonValue& source) {
                       file.c_str(), form.draft.c_str(), form.ignored.c_str(), advice.c_str());
     }
     Violation violation;
-    if (!Check(MetaSchema(), form.schema, violation, "the meta-schema")) {
+    if (!Check(MetaSchema(), form.schema, violation, nullptr, "the meta-schema")) {
         FailShape(file, "\"schema\" is not a " + form.draft + " JSON Schema: '/schema" +
                             violation.pointer + "' " + violation.reason);
     }
@@ -209,7 +211,7 @@ void CheckDefaults(const std::string& file, const Draft4Form& form, const JsonVa
         }
     }
     Violation violation;
-    if (!Check(SchemaDocument(perKey), defaults, violation)) {
+    if (!Check(SchemaDocument(perKey), defaults, violation, &perKey)) {
         Fail(ERR_DEFAULT_CONFIG_INVALID,
              file + ": '" + violation.pointer + "' " + violation.reason);
     }
@@ -394,7 +396,7 @@ void Validate(const Schema& schema, const JsonValue& values) {
     if (schema.compiled == nullptr) return;
     Violation violation;
     const std::lock_guard<std::mutex> lock(schema.compiled->validating);
-    if (!Check(schema.compiled->document, values, violation)) {
+    if (!Check(schema.compiled->document, values, violation, &schema.compiled->source)) {
         Fail<KivConfigStore::ValidationException>(ERR_VALIDATION_ERROR, violation.reason,
                                                   violation.pointer);
     }

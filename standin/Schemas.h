@@ -58,10 +58,10 @@ std::shared_ptr<const Schema> SchemaOf(const std::string& component, const std::
 // Validates an object's values against the schema (no-op when the file has no "schema"); the
 // top-level member kSubObjectsMember is skipped. Failure: ValidationException 1083
 // (ERR_VALIDATION_ERROR) with the message
-//   Validation Error: '<JSON pointer of the offending value>' fails the schema's '<keyword>' at
-//   '#<JSON pointer of the failed schema>'
-// e.g. "Validation Error: '/port' fails the schema's 'maximum' at '#/properties/port'". The
-// values themselves (a failed "required", say) have the pointer '' (JSON Pointer's root).
+//   Validation Error: '<JSON pointer of the offending value>' <reason>
+// whose reason names the value and the limit it breaks (ReasonOf), e.g. "Validation Error:
+// '/mtu' is 20, below the minimum 68". A failed "required" has the pointer of the object that
+// lacks the member ('' for the values themselves).
 void Validate(const Schema& schema, const JsonValue& values);
 
 }  // namespace standin

@@ -71,11 +71,20 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace, const CommitO
     // Never destroyed, so that stores released during the process's exit still find it.
     static auto* registry = new std::unordered_map<std::string, std::weak_ptr<Store>>();
     const std::lock_guard<std::mutex> lock(registryMutex);
-    auto& entry = (*registry)[nameSpace];
+    // A reader's store and a writer's are two (a space is in no namespace's name).
+    auto& entry = (*registry)[ReadOnlyRequested(nameSpace) ? nameSpace + " read-only" : nameSpace];
     std::shared_ptr<Store> store = entry.lock();
     if (!store) {
         const StoreFiles files = FilesOf(nameSpace);
-        CreateDatabase(files.database);
+        if (!files.readOnly) {
+            CreateDatabase(files.database);
+        } else if (nameSpace != KivConfigStore::sGlobalNamespace && !Exists(files.database)) {
+            // Only the global namespace reads as empty before its first write: a reader of a
+            // misspelt namespace learns that, rather than reading nothing.
+            Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
+                 "namespace '" + nameSpace + "' does not exist (nothing was ever stored in it)",
+                 files.database);
+        }
         store = std::make_shared<Store>(files, observer);
         entry = store;
     }
@@ -83,7 +92,7 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace, const CommitO
 }
 
 Store::Store(const StoreFiles& files, CommitObserver observer)
-    : files_(files), observer_(std::move(observer)), db_(files.database, files.database) {
+    : files_(files), observer_(std::move(observer)), db_(ConnectionPathOf(files), files.database) {
     OpenFiles(db_, files_);
 }
 
@@ -108,7 +117,15 @@ Store::Access::Access(Store& store, Purpose purpose) : lock_(store.mutex_), db_(
     }
 }
 
+namespace {
+[[noreturn]] void RefuseReadOnly() {
+    Fail(KivConfigStore::ERR_DB_WRITE_FAILED,
+         "the store is open read-only (CONFIGSTORE_READ_ONLY=1)");
+}
+}  // namespace
+
 Store::WriteScope::WriteScope(Store& store) : store_(store) {
+    if (store_.files_.readOnly) RefuseReadOnly();
     if (!store_.inTransaction_) store_.db_.Do(kBegin);
 }
 
@@ -386,6 +403,7 @@ bool Store::IsBooting(const ConfigStoreObjectId& id) {
 }
 
 void Store::BeginTransaction() {
+    if (files_.readOnly) RefuseReadOnly();
     const Access access(*this, Access::kWrite);
     if (inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED, "a transaction is already open");

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <set>
 
@@ -26,17 +27,22 @@ namespace {
 using KivConfigStore::ERR_CHILD_EXIT_VALUE;
 using KivConfigStore::ERR_CHILD_WAIT_FAILED;
 using KivConfigStore::ERR_FORK_EXEC_FAILED;
+using KivConfigStore::ERR_INVALID_ARGUMENT;
 
 constexpr double kDefaultTimeLimit = 30;
+constexpr double kMaxTimeLimit = 1e9;
 
-// CONFIGSTORE_APPLY_TIMEOUT in seconds, decimals allowed.
-double TimeLimit() {
+// CONFIGSTORE_APPLY_TIMEOUT in seconds, decimals allowed; nullopt when it is set to anything
+// else than a positive number below kMaxTimeLimit, which is no time limit to guess at.
+std::optional<double> TimeLimit() {
     const char* text = std::getenv("CONFIGSTORE_APPLY_TIMEOUT");
     if (text == nullptr) return kDefaultTimeLimit;
     char* end = nullptr;
     const double seconds = std::strtod(text, &end);
-    return end != text && *end == '\0' && seconds > 0 && seconds < 1e9 ? seconds
-                                                                       : kDefaultTimeLimit;
+    if (end == text || *end != '\0' || !(seconds > 0 && seconds < kMaxTimeLimit)) {
+        return std::nullopt;
+    }
+    return seconds;
 }
 
 std::string ErrorText(int error) {
@@ -65,12 +71,32 @@ ModuleOutcome Failed(CSErrorCodes code, const std::string& detail, const std::st
     return {code, Message(code, detail, argument, number), std::nullopt, {}};
 }
 
-ModuleOutcome CannotStart(const std::string& path, int error, const std::string& reason) {
-    return Failed(ERR_FORK_EXEC_FAILED, path + ": " + reason, std::to_string(error));
+// `detail` says what is wrong with the module, in words that say what to do where they can.
+ModuleOutcome CannotStart(int error, const std::string& detail) {
+    return Failed(ERR_FORK_EXEC_FAILED, detail, std::to_string(error));
 }
 
 ModuleOutcome CannotStart(const std::string& path, int error) {
-    return CannotStart(path, error, ErrorText(error));
+    return CannotStart(error, path + ": " + ErrorText(error));
+}
+
+// The interpreter that the "#!" line of the script at `path` names; empty without one.
+std::string InterpreterOf(const std::string& path) {
+    std::ifstream script(path);
+    std::string line;
+    if (!std::getline(script, line) || line.rfind("#!", 0) != 0) return {};
+    const std::size_t start = line.find_first_not_of(" \t", 2);
+    if (start == std::string::npos) return {};
+    return line.substr(start, line.find_first_of(" \t\r", start) - start);
+}
+
+// Why exec refused `path`: ENOENT for a file that is there means its interpreter is missing.
+ModuleOutcome ExecRefused(const std::string& path, int error) {
+    const std::string interpreter = error == ENOENT ? InterpreterOf(path) : std::string();
+    if (!interpreter.empty()) {
+        return CannotStart(error, path + ": its interpreter " + interpreter + " does not exist");
+    }
+    return CannotStart(path, error);
 }
 
 // Why the module at `path` cannot run: it must resolve to a regular executable file inside
@@ -78,27 +104,31 @@ ModuleOutcome CannotStart(const std::string& path, int error) {
 std::optional<ModuleOutcome> Unrunnable(const std::string& directory, const std::string& path) {
     char resolved[PATH_MAX];
     char resolvedDirectory[PATH_MAX];
-    if (realpath(path.c_str(), resolved) == nullptr ||
-        realpath(directory.c_str(), resolvedDirectory) == nullptr) {
+    if (realpath(path.c_str(), resolved) == nullptr) {
+        // The path is there (lstat found it): what is missing is where its link leads.
+        if (errno == ENOENT) return CannotStart(ENOENT, path + " is a link to nothing");
         return CannotStart(path, errno);
     }
+    if (realpath(directory.c_str(), resolvedDirectory) == nullptr) return CannotStart(path, errno);
     std::string inside = resolvedDirectory;
     if (inside.back() != '/') inside += '/';
     if (std::strncmp(resolved, inside.c_str(), inside.size()) != 0) {
-        return CannotStart(path, EACCES,
-                           std::string("it resolves to ") + resolved + ", outside " + inside);
+        return CannotStart(EACCES, path + ": it resolves to " + resolved + ", outside " + inside);
     }
     struct stat status {};
     if (stat(resolved, &status) != 0) return CannotStart(path, errno);
-    if (!S_ISREG(status.st_mode)) return CannotStart(path, EACCES);
-    if (access(resolved, X_OK) != 0) return CannotStart(path, errno);
+    if (!S_ISREG(status.st_mode)) return CannotStart(EACCES, path + " is not a regular file");
+    if (access(resolved, X_OK) != 0) {
+        if (errno == EACCES) return CannotStart(EACCES, path + " is not executable (chmod +x)");
+        return CannotStart(path, errno);
+    }
     return std::nullopt;
 }
 
 ModuleOutcome Ended(const std::string& path, const ProcessEnd& end, double limit) {
     switch (end.kind) {
         case ProcessEnd::NotStarted:
-            return CannotStart(path, end.value);
+            return ExecRefused(path, end.value);
         case ProcessEnd::TimedOut: {
             char seconds[32];
             std::snprintf(seconds, sizeof seconds, "%g", limit);
@@ -123,7 +153,10 @@ ModuleOutcome Ended(const std::string& path, const ProcessEnd& end, double limit
         return outcome;
     }
     const int signal = WIFSIGNALED(end.value) ? WTERMSIG(end.value) : 0;
-    return Failed(ERR_CHILD_EXIT_VALUE, path + " was killed by signal " + std::to_string(signal),
+    const char* name = sigabbrev_np(signal);  // null for a real-time signal
+    return Failed(ERR_CHILD_EXIT_VALUE,
+                  path + " was killed by signal " + std::to_string(signal) +
+                      (name != nullptr ? std::string(" (SIG") + name + ")" : std::string()),
                   {}, signal);
 }
 
@@ -165,10 +198,17 @@ std::optional<ModuleOutcome> RunModule(const std::string& directory, const std::
         return std::nullopt;
     }
     if (std::optional<ModuleOutcome> refused = Unrunnable(directory, path)) return refused;
-    const double limit = TimeLimit();
+    const std::optional<double> limit = TimeLimit();
+    if (!limit) {
+        return Failed(ERR_INVALID_ARGUMENT,
+                      std::string("CONFIGSTORE_APPLY_TIMEOUT is '") +
+                          std::getenv("CONFIGSTORE_APPLY_TIMEOUT") +
+                          "', not a positive number of seconds; " + path + " did not run",
+                      {});
+    }
     const ProcessEnd end =
-        RunProcess(path, input, EnvironmentOf(stage, context), limit, context.stop);
-    ModuleOutcome outcome = Ended(path, end, limit);
+        RunProcess(path, input, EnvironmentOf(stage, context), *limit, context.stop);
+    ModuleOutcome outcome = Ended(path, end, *limit);
     outcome.output = escapes::AsciiEscaped(end.output);
     return outcome;
 }

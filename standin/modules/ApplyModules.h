@@ -20,8 +20,9 @@ const std::vector<std::string>& ApplyStages();
 // The components with a module in at least one stage of `directory`, sorted.
 std::vector<std::string> ModuleComponents(const std::string& directory);
 
-// How one module run ended: code 0, or 1102 (not started), 1103 (over the time limit, killed,
-// or not waited for) or 1104 (exited non-zero or killed by a signal), with the failure's message.
+// How one module run ended: code 0, or 1100 (not run: CONFIGSTORE_APPLY_TIMEOUT is no time
+// limit), 1102 (not started), 1103 (over the time limit, killed, or not waited for) or 1104
+// (exited non-zero or killed by a signal), with the failure's message.
 struct ModuleOutcome {
     int code = 0;
     std::string message;

@@ -230,8 +230,9 @@ run instance-id >/dev/full 2>/dev/null || code=$?
 
 # Apply modules log their stage, APPLY_BOOT, namespace and input lines; in a boot run the
 # network module also tries an external write, which the boot status refuses. clock fails,
-# slow outlives the time limit through a child of its own, broken cannot start (it is not
-# executable). noisy prints, which never reaches csctl's output.
+# slow outlives the time limit through a child of its own, killed ends by a signal; broken (not
+# executable), noshell (no interpreter) and dangling (a link to nothing) cannot start. noisy
+# prints, which never reaches csctl's output.
 apply=$work/apply
 mkdir -p "$apply/system-early" "$apply/network" "$apply/system"
 printf '%s\n' '#!/bin/sh' \
@@ -242,16 +243,23 @@ cp "$apply/network/network" "$apply/system-early/network"
 printf '#!/bin/sh\necho "$CONFIGSTORE_APPLY_STAGE clock" >>"$APPLY_LOG"\nexit 3\n' >"$apply/system/clock"
 printf '#!/bin/sh\nsleep 30\n' >"$apply/system/slow"
 printf '#!/bin/sh\n' >"$apply/system/broken"
+printf '#!/nonexistent/sh -e\n' >"$apply/system/noshell"
+printf '#!/bin/sh\nkill -TERM $$\n' >"$apply/system/killed"
+ln -s nowhere "$apply/system/dangling"
 printf '#!/bin/sh\necho noise\necho noise >&2\n' >"$apply/system/noisy"
 chmod +x "$apply/network/network" "$apply/system-early/network" "$apply/system/clock" \
-    "$apply/system/slow" "$apply/system/noisy"
+    "$apply/system/slow" "$apply/system/noisy" "$apply/system/noshell" "$apply/system/killed"
 export APPLY_LOG=$work/apply.log CSCTL="${emulator[*]} $csctl" CONFIGSTORE_APPLY_DIR=$apply
 lines=$(run export | jq '[.objects[] | select(.component == "network")] | length')
 check_rows <<'ROWS'
+8 | CONFIGSTORE_APPLY_TIMEOUT=abc apply network | .error.engineCode == 1100 and (.error.message | test("CONFIGSTORE_APPLY_TIMEOUT is 'abc', not a positive number of seconds"))
 0 | apply network | map([.component, .stage, .status, .code, .exitValue]) == [["network", "network", "ok", 0, 0]]
 8 | apply clock | .error.name == "MODULE_FAILED" and .error.engineCode == 1104 and (.error.message | test("clock exited with 3$")) and (.error.results | map(.component)) == ["clock"]
 8 | CONFIGSTORE_APPLY_TIMEOUT=0.3 apply slow | .error.engineCode == 1103
-8 | apply broken | .error.engineCode == 1102 and (.error.message | test("broken: Permission denied$"))
+8 | apply broken | .error.engineCode == 1102 and (.error.message | endswith("/broken is not executable (chmod +x)"))
+8 | apply noshell | .error.engineCode == 1102 and (.error.message | endswith("/noshell: its interpreter /nonexistent/sh does not exist"))
+8 | apply dangling | .error.engineCode == 1102 and (.error.message | endswith("/dangling is a link to nothing"))
+8 | apply killed | .error.engineCode == 1104 and (.error.message | endswith("/killed was killed by signal 15 (SIGTERM)"))
 6 | apply nosuch | .error.name == "CS_C_NOT_FOUND"
 6 | status network nosuch | .error.message == "no apply result for nosuch"
 0 | set noise things noisy v=1 | .ok
@@ -260,7 +268,8 @@ check_rows <<'ROWS'
 ROWS
 [ "$(cat "$APPLY_LOG")" = "system-early 0 global $lines"$'\n'"network 0 global $lines"$'\n'"system clock" ] ||
     fail "apply network: $(cat "$APPLY_LOG")"
-rm "$apply/system/slow" "$apply/system/broken" "$APPLY_LOG"
+rm "$apply/system/slow" "$apply/system/broken" "$apply/system/noshell" "$apply/system/dangling" \
+    "$apply/system/killed" "$APPLY_LOG"
 code=0
 boot=$(run apply --boot 2>/dev/null) || code=$?
 [ "$code" -eq 8 ] || fail "apply --boot: exit $code"

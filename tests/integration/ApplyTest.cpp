@@ -82,7 +82,7 @@ std::string Result(ConfigStoreStruct* store, const char* component) {
 // stands. Nothing it prints reaches the caller's output; at the time limit all it started is
 // killed, a child in a session of its own too (its pid in the log). A null module is a link out
 // of the apply directory (csctl's tests run one that is not executable). A time limit that is no
-// positive number of seconds is the default's.
+// positive number of seconds runs nothing.
 struct Failure {
     const char* module;
     const char *timeLimit, *logged, *result;
@@ -93,7 +93,8 @@ const Failure kFailures[] = {
     {"#!/bin/sh\nsetsid sh -c 'echo $$ >\"$APPLY_LOG\"; exec sleep 10' &\nsleep 10\n", "0.5",
      "Failed to wait for child process: ", "failed 1103 absent"},
     {nullptr, "0.5", "Torvane_ForkExec failed, errno: 13: ", "failed 1102 absent"},
-    {"#!/bin/sh\nsleep 0.2\n", "0", "", "ok 0 0"},
+    {"#!/bin/sh\necho ran\n", "0", "Invalid Argument: CONFIGSTORE_APPLY_TIMEOUT is '0'",
+     "failed 1100 absent"},
 };
 
 // Whether process `pid` still runs after a second: one that was killed is gone, or a zombie until

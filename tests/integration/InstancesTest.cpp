@@ -96,8 +96,8 @@ TEST(ExchangeDocument, ARefusedImportNamesEachRefusedObject) {
         free(message);
     }
     EXPECT_EQ(lines,
-              "network/interfaces/interface/x: Validation Error: '/mtu' fails the schema's 'type' "
-              "at '#/properties/mtu'\n");
+              "network/interfaces/interface/x: Validation Error: '/mtu' is \"big\", a string, not "
+              "of type integer\n");
     EXPECT_EQ(DestroyErrorInfoList(&errors, count), CS_C_OK);
 }
 

@@ -105,4 +105,25 @@ TEST(Exchange, ARefusedDocumentNamesEveryProblemAndStoresNothing) {
     EXPECT_EQ(ConfigStore::GetStore(sGlobalNamespace)->Get(Id("k", "g", c)), nullptr);
 }
 
+// An apply result record is no configuration: an export leaves it out unless its filter names the
+// records' component. Export acts on the default namespace's store.
+TEST(Exchange, ExportsLeaveOutApplyResultsUnlessTheFilterNamesTheirComponent) {
+    const std::string c = TestName();
+    const auto store = ConfigStore::GetStore(sGlobalNamespace);
+    store->SetCachedData(CreateObject(Id("apply", "results", "configstore", c), R"({"code":0})"));
+    store->Set(CreateObject(Id("apply", "results", c), R"({"code":0})"), INTERNAL);
+    const std::pair<ConfigStoreObjectId, const char*> rows[] = {
+        {Id("", "", ""), "object"},
+        {Id("apply", "results", ""), "object"},
+        {Id("", "", "configstore"), "record"},
+        {Id("apply", "results", "configstore", c), "record"},
+    };
+    for (const auto& [id, expected] : rows) {
+        const std::string text = Export({Filter(id)});
+        const bool object = text.find("\"component\": \"" + c + "\"") != std::string::npos;
+        const bool record = text.find("\"instanceId\": \"" + c + "\"") != std::string::npos;
+        EXPECT_EQ(std::string(object ? "object" : "") + (record ? "record" : ""), expected);
+    }
+}
+
 }  // namespace

@@ -93,18 +93,49 @@ TEST(Schemas, AChangedFileIsReadAgainAndARemovedOneForgotten) {
     EXPECT_EQ(standin::SchemaOf("changing", "group", "key"), nullptr);
 }
 
-// The engine's sub-objects member is no value of the schema's; an empty "dependencies" would make
-// RapidJSON crash on an object schema without properties. The wording of a value's failure is
-// pinned by the integration tests' refused import.
-TEST(Schemas, ValuesAreValidatedWithoutTheirSubObjects) {
-    WriteSchema("strict", R"({"schema": {"additionalProperties": false, "dependencies": {}}})");
+// A refusal names the offending value and the limit it breaks. The engine's sub-objects member is
+// no value of the schema's; an empty "dependencies" would make RapidJSON crash on an object schema
+// without properties.
+TEST(Schemas, ValuesThatBreakTheSchemaAreNamedWithTheLimit) {
+    WriteSchema("strict", R"({"schema": {"required": ["mtu"], "additionalProperties": false,
+        "dependencies": {}, "properties": {"mtu": {"type": "integer", "minimum": 68,
+        "maximum": 9000}, "port": {"minimum": 0, "exclusiveMinimum": true, "maximum": 9,
+        "exclusiveMaximum": true, "multipleOf": 2}, "mode": {"enum": ["dhcp", "static"]},
+        "name": {"minLength": 1, "maxLength": 3, "pattern": "^[a-z]+$"}, "list": {"minItems": 1,
+        "maxItems": 2, "uniqueItems": true}, "any": {"not": {}}}}})");
     const auto schema = standin::SchemaOf("strict", "group", "key");
     ASSERT_NE(schema, nullptr);
-    const auto validate = [&](const char* values) {
-        return standin_test::CodeOf([&] { standin::Validate(*schema, Parse(values)); });
+    // clang-format off
+    const struct { const char* values; const char* message; } cases[] = {
+        {R"({"mtu": 20})", "'/mtu' is 20, below the minimum 68"},
+        {R"({"mtu": 9001})", "'/mtu' is 9001, above the maximum 9000"},
+        {R"({"mtu": 68, "port": 0})", "'/port' is 0, not above the exclusive minimum 0"},
+        {R"({"mtu": 68, "port": 10})", "'/port' is 10, not below the exclusive maximum 9"},
+        {R"({"mtu": 68, "port": 3})", "'/port' is 3, not a multiple of 2"},
+        {R"({"mtu": "1500"})", "'/mtu' is \"1500\", a string, not of type integer"},
+        {R"({"mtu": 68, "mode": "auto"})", "'/mode' is \"auto\", not one of [\"dhcp\",\"static\"]"},
+        {R"({"mtu": 68, "name": ""})", "'/name' is \"\", shorter than the minimum length 1"},
+        {R"({"mtu": 68, "name": "eth0"})", "'/name' is \"eth0\", longer than the maximum length 3"},
+        {R"({"mtu": 68, "name": "A"})", "'/name' is \"A\", which does not match the pattern \"^[a-z]+$\""},
+        {R"({"mtu": 68, "list": []})", "'/list' has 0 items, fewer than the minimum 1"},
+        {R"({"mtu": 68, "list": [1, 2, 3]})", "'/list' has 3 items, more than the maximum 2"},
+        {R"({"mtu": 68, "list": [1, 1]})", "'/list/1' is 1, a repeat of an earlier item of the list"},
+        {R"({"port": 2})", "'' lacks the required member \"mtu\""},
+        {R"({"mtu": 68, "x": 1})", "'/x' is a member the schema does not allow"},
+        {R"({"mtu": 68, "any": 1})", "'/any' fails the schema's 'not' at '#/properties/any'"},
+        {R"({"mtu": 68, "$subObjects": {"port": {"": {"x": 1}}}})", ""},
     };
-    EXPECT_EQ(validate(R"({"$subObjects": {"port": {"": {"x": 1}}}})"), 0);
-    EXPECT_EQ(validate(R"({"x": 1})"), ERR_VALIDATION_ERROR);
+    // clang-format on
+    for (const auto& test : cases) {
+        std::string message;
+        try {
+            standin::Validate(*schema, Parse(test.values));
+        } catch (const ValidationException& e) {
+            EXPECT_EQ(e.Code(), ERR_VALIDATION_ERROR);
+            message = std::string(e.what()).substr(std::strlen("Validation Error: "));
+        }
+        EXPECT_EQ(message, test.message) << test.values;
+    }
 }
 
 // Why patterns are checked before RapidJSON compiles them: its regular expressions crash on

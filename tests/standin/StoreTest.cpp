@@ -53,6 +53,45 @@ TEST(StoreFiles, EachNamedStateDirectoryHasARuntimeDirectoryOfItsOwn) {
     EXPECT_NE(databases[0].find("/configstore/state-"), std::string::npos) << databases[0];
 }
 
+// A reader creates nothing: a namespace never written to is an error, but for the global one,
+// which reads as empty; an existing one reads as usual; every write is refused.
+TEST(StoreFiles, ReadOnlyStoresCreateNothingAndRefuseWrites) {
+    const std::string state = getenv("CONFIGSTORE_DIR"), run = getenv("CONFIGSTORE_RUNTIME_DIR");
+    const fs::path root = TestDirectory() / "read-only";
+    setenv("CONFIGSTORE_DIR", (root / "state").c_str(), 1);
+    setenv("CONFIGSTORE_RUNTIME_DIR", (root / "run").c_str(), 1);
+    const ConfigStoreObjectId id{"key", "group", "component", ""};
+    ConfigStore::GetStore("kept")->Set(CreateObject(id, R"({"mtu": 1500})"), INTERNAL);
+    fs::remove_all(root / "run");
+    const auto kept = [] { return ConfigStore::GetStore("kept"); };
+    const auto global = [] { return ConfigStore::GetStore(sGlobalNamespace); };
+    // clang-format off
+    const struct { const char* readOnly; std::function<void()> action; int code; } cases[] = {
+        {"1", [] { ConfigStore::GetStore("typo"); }, ERR_DB_OPEN_FAILED},
+        {"yes", [&] { kept(); }, ERR_DB_OPEN_FAILED},
+        {"1", [&] { EXPECT_EQ(global()->Get(id), nullptr); }, 0},
+        {"1", [&] { EXPECT_TRUE(global()->GetInstances(Filter(id)).empty()); }, 0},
+        {"1", [&] { EXPECT_NE(kept()->Get(id), nullptr); }, 0},
+        {"1", [&] { kept()->Set(CreateObject(id, ""), INTERNAL); }, ERR_DB_WRITE_FAILED},
+        {"1", [&] { kept()->SetCachedData(CreateObject(id, "")); }, ERR_DB_WRITE_FAILED},
+        {"1", [&] { kept()->Delete(id); }, ERR_DB_WRITE_FAILED},
+        {"1", [&] { global()->BeginTransaction(); }, ERR_DB_WRITE_FAILED},
+        {"1", [&] { SetBootStatus(id, true); }, ERR_DB_WRITE_FAILED},
+        {"0", [&] { kept()->Set(CreateObject(id, ""), INTERNAL); }, 0},  // a writer's store again
+    };
+    // clang-format on
+    for (const auto& test : cases) {
+        setenv("CONFIGSTORE_READ_ONLY", test.readOnly, 1);
+        EXPECT_EQ(CodeOf(test.action), test.code) << &test - cases;
+        unsetenv("CONFIGSTORE_READ_ONLY");
+        if (test.readOnly[0] == '0') continue;
+        EXPECT_FALSE(fs::exists(root / "run")) << &test - cases;
+        EXPECT_EQ(std::distance(fs::directory_iterator(root / "state"), {}), 1) << &test - cases;
+    }
+    setenv("CONFIGSTORE_DIR", state.c_str(), 1);
+    setenv("CONFIGSTORE_RUNTIME_DIR", run.c_str(), 1);
+}
+
 // Writes of several threads at once, each on an object of its own: none is lost.
 TEST(Store, ThreadsShareTheStoreAndKeepEveryWrite) {
     const auto shared = ConfigStore::GetStore(TestName());
