@@ -65,7 +65,7 @@ check_rows <<'ROWS'
 # Chained writes commit together, or not at all.
 0 | set interface interfaces network --instance eth1 mtu=1400 ++ set interface interfaces network --instance eth2 mtu=1400 ++ delete clock time system | .ok
 0 | list interface | map(.instanceId) == ["eth0", "eth1", "eth2"]
-3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^write 2 of 2 \\(set interface interfaces network --instance eth4\\): Set: Validation Error: ./mtu"))
+3 | set interface interfaces network --instance eth3 mtu=1400 ++ set interface interfaces network --instance eth4 mtu=1 | .error.name == "CS_C_VALIDATION_ERROR" and (.error.message | test("^write 2 of 2 \\(set interface interfaces network --instance eth4\\): Set: Validation Error: '/mtu' is 1, below the minimum 68$"))
 0 | list interface --group interfaces mtu=1400 | . == [{key: "interface", group: "interfaces", component: "network", instanceId: "eth1"}, {key: "interface", group: "interfaces", component: "network", instanceId: "eth2"}]
 0 | list interface --component system | . == []
 0 | set clock time system tz='"UTC"' | .ok
@@ -200,6 +200,8 @@ jq -e '.key == "probe" and .class == "configuration" and (.values.w | type) == "
 usage=$(run get interface 2>&1) || true
 [[ $(wc -l <<<"$usage") -eq 2 && $usage == *$'\n'"Run 'csctl get --help'." ]] || fail "usage error: $usage"
 [[ $(run export --help) != *'"++"'* && $(run set --help) == *'"++"'* ]] || fail "help of chains"
+[[ $(run get --help) == *"Usage: csctl get"* && $(run --version) == "csctl "*$'\nlibconfigstorec '[0-9]* ]] ||
+    fail "usage line or version"
 [ "$(run get interface interfaces network --instance eth1 mtu enabled)" = $'mtu = 1400\nenabled = true (default)' ] ||
     fail "text of get"
 # Names print as the commands take them: a listed line pastes back.
@@ -265,6 +267,8 @@ check_rows <<'ROWS'
 0 | set noise things noisy v=1 | .ok
 0 | apply noisy | .[0].output == "noise\\nnoise\\n"
 0 | status network clock | map([.component, .stage, .status, .code, .exitValue]) == [["clock", "system", "failed", 1104, 3], ["network", "network", "ok", 0, 0]]
+0 | export | [.objects[] | select(.component == "configstore")] == []
+0 | export --component configstore | [.objects[].instanceId] | index("clock") != null
 ROWS
 [ "$(cat "$APPLY_LOG")" = "system-early 0 global $lines"$'\n'"network 0 global $lines"$'\n'"system clock" ] ||
     fail "apply network: $(cat "$APPLY_LOG")"
