@@ -343,15 +343,19 @@ void RunEdit(Session& session, const Identity& identity, DataClass dataClass) {
     }
 }
 
-void RunWatch(const Identity& pattern, double interval, int count, Output& output) {
+void RunWatch(Session& session, const Identity& pattern, double interval, int count) {
     const Filter filter = MakeFilter(pattern);
-    // Each look opens the store anew, so that a namespace made after the start is seen.
+    Output& output = session.output();
+    // Until a look finds an object, each look opens the store anew: the default namespace,
+    // read-only, reads as empty until its database is made. Then the session holds the store
+    // open, so that a look does not check the files again.
     const auto look = [&] {
         std::map<std::string, std::string> seen;
         const rapidjson::Document exported = ExportedBy({filter.get()});
         for (const auto& [name, entry] : EntriesOf(exported)) {
             seen[name] = JsonText((*entry)["values"]);
         }
+        if (!seen.empty()) session.store();
         return seen;
     };
     std::map<std::string, std::string> before = look();

@@ -30,6 +30,6 @@ void RunEdit(Session& session, const Identity& identity, DataClass dataClass);
 // Prints each change of what the pattern selects as the store commits it: the values an object's
 // class holds after the change, or that it is gone. Looks every `interval` seconds; ends after
 // `count` changes (0: never).
-void RunWatch(const Identity& pattern, double interval, int count, Output& output);
+void RunWatch(Session& session, const Identity& pattern, double interval, int count);
 
 }  // namespace csctl

@@ -348,7 +348,7 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     } else if (command == "import") {
         RunImport(session, arguments.positionals.front(), arguments.dryRun, arguments.replace);
     } else if (command == "watch") {
-        RunWatch(arguments.identity, arguments.interval, arguments.count, output);
+        RunWatch(session, arguments.identity, arguments.interval, arguments.count);
     } else if (command == "diff") {
         return RunDiff(session, arguments.positionals.front()) ? kDifferent : 0;
     } else if (command == "edit") {
