@@ -340,6 +340,10 @@ const Row kRows[] = {
     {"Import", "<= 2x", 2.0, false},
     {"Export", "<= 2x", 2.0, false},
     {"ValidatedWrite", "<= 1.3x", 1.3, false},
+    {"ManyValues/1000", "", 0.0, false},
+    {"ManyValues/10000", "<= 40 ms", 40e6, true},
+    {"ManyValues/100000", "", 0.0, false},
+    {"ManyValuesRead", "", 0.0, false},
     {"Fetch/100", "flat", 0.0, false},
     {"Fetch/100000", "flat", 0.0, false},
 };
@@ -491,6 +495,7 @@ int main(int argc, char** argv) {
     RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
                  [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); });
     RegisterListBenchmarks();
+    RegisterManyValuesBenchmarks();
 
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -499,6 +504,7 @@ int main(int argc, char** argv) {
     for (auto& entry : engineStores) DestroyStore(entry.second);
     baselineStores.clear();
     ReleaseListBenchmarks();
+    ReleaseManyValuesBenchmarks();
     std::filesystem::remove_all(stateDir);
     return 0;
 }

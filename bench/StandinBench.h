@@ -96,4 +96,8 @@ void RegisterListBenchmarks();
 // Closes their baseline databases.
 void ReleaseListBenchmarks();
 
+// The benchmarks of one object holding many values (ManyValuesBench.cpp), and their release.
+void RegisterManyValuesBenchmarks();
+void ReleaseManyValuesBenchmarks();
+
 }  // namespace standin_bench
