@@ -63,18 +63,18 @@ void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document) {
     if (object.values.ObjectEmpty()) {
         object.values.Swap(document);  // the usual case: the first class loaded
         object.states.assign(object.values.MemberCount(), {dataClass, false});
+        object.index.Rebuild(object.values);
         return;
     }
-    JsonAllocator allocator;
     for (auto& member : document.GetObject()) {
-        const auto present = object.values.FindMember(member.name);
+        const auto present = object.index.Find(
+            object.values, {member.name.GetString(), member.name.GetStringLength()});
         if (present != object.values.MemberEnd()) {
             present->value = std::move(member.value);
             object.states[static_cast<std::size_t>(present - object.values.MemberBegin())] = {
                 dataClass, false};
         } else {
-            object.values.AddMember(member.name, member.value, allocator);
-            object.states.push_back({dataClass, false});
+            object.AddLast(std::move(member.name), std::move(member.value), {dataClass, false});
         }
     }
 }

@@ -88,6 +88,7 @@ std::shared_ptr<ConfigStoreObject> HandOut(const ConfigStoreObject& parent, cons
     EngineObject& sub = EngineState::Of(*subObject);
     Assign(sub.values, values);
     sub.states.assign(sub.values.MemberCount(), KeyState{});
+    sub.index.Rebuild(sub.values);
     sub.parent = std::move(self);
     sub.place = id;
     for (auto entry = state.handedOut.begin(); entry != state.handedOut.end();) {

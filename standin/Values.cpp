@@ -259,7 +259,7 @@ void CheckValues(const JsonValue& values, CSErrorCodes code) {
 
 const JsonValue* ObjectValues::Find(const char* key) const {
     if (key == nullptr || IsSubObjectsMember(key)) return nullptr;
-    const auto member = values.FindMember(key);
+    const auto member = index.Find(values, key);
     return member == values.MemberEnd() ? nullptr : &member->value;
 }
 
@@ -324,19 +324,16 @@ int ObjectValues::ReadBinary(const char* key, unsigned char** data, unsigned lon
 void ObjectValues::Write(const char* key, JsonValue value) {
     if (key == nullptr || *key == '\0') NoKey();
     if (IsSubObjectsMember(key)) ReservedKey(key);
-    const auto member = values.FindMember(key);
+    const std::size_t length = std::strlen(key);
+    const auto member = index.Find(values, {key, length});
     if (member != values.MemberEnd()) {
         member->value = std::move(value);
         states[static_cast<std::size_t>(member - values.MemberBegin())].changed = true;
         return;
     }
-    const std::size_t length = std::strlen(key);
     CheckNewKey(key, length);
     JsonAllocator allocator;
-    values.AddMember(JsonValue(key, static_cast<rapidjson::SizeType>(length), allocator), value,
-                     allocator);
-    if (states.empty()) states.reserve(16);  // as many as the members' first allocation holds
-    states.push_back({DataClass::Configuration, true});
+    AddLast(JsonValue(key, static_cast<rapidjson::SizeType>(length), allocator), std::move(value));
     if (!removed.empty()) {
         const auto wasRemoved = removed.find(key);
         if (wasRemoved != removed.end()) removed.erase(wasRemoved);
@@ -348,7 +345,7 @@ void ObjectValues::Append(const char* key, T element) {
     if (key == nullptr || *key == '\0') NoKey();
     if (IsSubObjectsMember(key)) ReservedKey(key);
     JsonValue added = ElementOf(key, element);
-    const auto member = values.FindMember(key);
+    const auto member = index.Find(values, key);
     if (member == values.MemberEnd()) {
         JsonAllocator allocator;
         JsonValue list(rapidjson::kArrayType);
@@ -390,10 +387,12 @@ void ObjectValues::WriteBinary(const char* key, const unsigned char* data, unsig
 
 void ObjectValues::Remove(const char* key) {
     if (key == nullptr || *key == '\0' || IsSubObjectsMember(key)) return;
-    const auto member = values.FindMember(key);
+    const auto member = index.Find(values, key);
     if (member != values.MemberEnd()) {
-        states.erase(states.begin() + (member - values.MemberBegin()));
+        const auto position = static_cast<rapidjson::SizeType>(member - values.MemberBegin());
+        states.erase(states.begin() + position);
         values.EraseMember(member);  // keeps the others' order, as `states` does
+        index.Erased(position);
     }
     // Also when absent here: the stored object may still hold the key.
     if (removed.find(key) == removed.end()) removed.emplace(key);
@@ -403,17 +402,26 @@ void ObjectValues::Adopt(Json& document) {
     CheckValues(document, KivConfigStore::ERR_JSON_INVALID);
     values.Swap(document);
     states.assign(values.MemberCount(), {DataClass::Configuration, true});
+    index.Rebuild(values);
 }
 
 JsonValue* ObjectValues::SubObjects(bool create) {
-    const auto member = values.FindMember(kSubObjectsMember);
+    const auto member = index.Find(values, kSubObjectsMember);
     if (member != values.MemberEnd()) return &member->value;
     if (!create) return nullptr;
-    JsonAllocator allocator;
-    values.AddMember(JsonValue(rapidjson::StringRef(kSubObjectsMember)),
-                     JsonValue(rapidjson::kObjectType), allocator);
-    states.push_back({DataClass::Configuration, true});
+    AddLast(JsonValue(rapidjson::StringRef(kSubObjectsMember)), JsonValue(rapidjson::kObjectType));
     return &(values.MemberEnd() - 1)->value;
+}
+
+void ObjectValues::AddLast(JsonValue name, JsonValue value, KeyState state) {
+    // Room for the state first: a member without its state would break their order.
+    if (states.size() == states.capacity()) {
+        states.reserve(std::max<std::size_t>(16, 2 * states.size()));
+    }
+    JsonAllocator allocator;
+    values.AddMember(name, value, allocator);
+    states.push_back(state);
+    index.Added(values);
 }
 
 void ObjectValues::MarkChanged(const JsonValue& member) {

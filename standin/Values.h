@@ -10,6 +10,7 @@
 
 #include "Errors.h"
 #include "Json.h"
+#include "MemberIndex.h"
 
 namespace standin {
 
@@ -33,7 +34,9 @@ struct KeyState {
 };
 
 struct ObjectValues {
+    // Whoever changes its members other than through the functions below rebuilds `index`.
     Json values{rapidjson::kObjectType};
+    MemberIndex index;  // of `values`
     // One state per member of `values`, in member order, so that tracking a key costs no
     // allocation of its own.
     std::vector<KeyState> states;
@@ -72,6 +75,10 @@ struct ObjectValues {
     JsonValue* SubObjects(bool create);
     // Marks a member (the sub-objects member) changed, so that the next write stores it.
     void MarkChanged(const JsonValue& member);
+
+    // Adds a member the object does not hold, with its state, after the others.
+    void AddLast(JsonValue name, JsonValue value,
+                 KeyState state = {DataClass::Configuration, true});
 };
 
 // Values as writes store them; each refuses what a JSON document cannot hold
