@@ -14,25 +14,51 @@ JsonValue CopyOf(const JsonValue& value) {
     return copy;
 }
 
-}  // namespace
-
-void Put(Json& document, const JsonValue& name, const JsonValue& value) {
-    JsonAllocator allocator;
-    const auto member = document.FindMember(name);
-    if (member != document.MemberEnd()) {
-        member->value = CopyOf(value);
-    } else {
-        document.AddMember(CopyOf(name), CopyOf(value), allocator);
-    }
+std::string_view NameView(const JsonValue& name) {
+    return {name.GetString(), name.GetStringLength()};
 }
 
-namespace {
+// Sets member `name` of `document`, which `index` finds, to a copy of `value`.
+void Put(Json& document, MemberIndex& index, const JsonValue& name, const JsonValue& value) {
+    const auto member = index.Find(document, NameView(name));
+    if (member != document.MemberEnd()) {
+        member->value = CopyOf(value);
+        return;
+    }
+    JsonAllocator allocator;
+    document.AddMember(CopyOf(name), CopyOf(value), allocator);
+    index.Added(document);
+}
 
-// Erases `name` from `document`; true when it was there.
-bool Erase(Json& document, const JsonValue& name) {
-    const auto member = document.FindMember(name);
-    if (member == document.MemberEnd()) return false;
-    document.EraseMember(member);
+// Whether `document` holds a member named `name`; through an index when it is large, so that
+// asking for every member of another document takes linear time.
+class Holds {
+public:
+    explicit Holds(const JsonValue& document) : document_(document) { index_.Rebuild(document); }
+    bool operator()(const JsonValue& name) const {
+        return index_.Find(document_, NameView(name)) != document_.MemberEnd();
+    }
+
+private:
+    const JsonValue& document_;
+    MemberIndex index_;
+};
+
+// Erases the members of `document` whose names `erased` picks, keeping the others' order, in
+// one pass; true when it erased any.
+template <class Picks>
+bool EraseIf(Json& document, const Picks& erased) {
+    auto kept = document.MemberBegin();
+    for (auto member = document.MemberBegin(); member != document.MemberEnd(); ++member) {
+        if (erased(member->name)) continue;
+        if (kept != member) {
+            kept->name.Swap(member->name);
+            kept->value.Swap(member->value);
+        }
+        ++kept;
+    }
+    if (kept == document.MemberEnd()) return false;
+    document.EraseMember(kept, document.MemberEnd());
     return true;
 }
 
@@ -42,6 +68,12 @@ Json& Ensure(std::optional<Json>& document) {
 }
 
 }  // namespace
+
+void Merge(Json& document, const JsonValue& from) {
+    MemberIndex index;
+    index.Rebuild(document);
+    for (const auto& member : from.GetObject()) Put(document, index, member.name, member.value);
+}
 
 const char* NameOf(DataClass dataClass) {
     switch (dataClass) {
@@ -87,9 +119,8 @@ bool IsRemoved(const ObjectValues& object, const JsonValue& name) {
 }
 
 void EraseRemoved(const ObjectValues& object, Json& document) {
-    for (const auto& key : object.removed) {
-        Erase(document, JsonValue(rapidjson::StringRef(key.data(), key.size())));
-    }
+    if (object.removed.empty()) return;
+    EraseIf(document, [&](const JsonValue& name) { return IsRemoved(object, name); });
 }
 
 }  // namespace
@@ -105,7 +136,7 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     if (recordDesired && !kind.merge && stored[target] && desired) {
         // The desired configuration loses what the replaced document held; what the write
         // stores goes back in below.
-        for (const auto& field : stored[target]->GetObject()) Erase(*desired, field.name);
+        EraseIf(*desired, Holds(*stored[target]));
     }
     if (!kind.merge && std::all_of(object.states.begin(), object.states.end(), isWritten)) {
         written[target] = &object.values;  // the usual Set: the whole object, as it is
@@ -114,9 +145,11 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
                              ? *stored[target]
                              : stored[target].emplace(rapidjson::kObjectType);
         EraseRemoved(object, document);  // only a merge starts from what is stored
+        MemberIndex index;
+        index.Rebuild(document);
         auto member = object.values.MemberBegin();
         for (const KeyState& state : object.states) {
-            if (isWritten(state)) Put(document, member->name, member->value);
+            if (isWritten(state)) Put(document, index, member->name, member->value);
             ++member;
         }
         written[target] = &document;
@@ -124,20 +157,21 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     const JsonValue& targetDocument = *written[target];
     // Every key lives in one class: the others give up what the target now holds and what
     // was removed.
+    const Holds inTarget(targetDocument);
     for (int other = 0; other < kValueClasses; ++other) {
         if (other == target || !stored[other]) continue;
-        for (auto held = stored[other]->MemberBegin(); held != stored[other]->MemberEnd();) {
-            if (targetDocument.HasMember(held->name) || IsRemoved(object, held->name)) {
-                held = stored[other]->EraseMember(held);
-                written[other] = &*stored[other];
-            } else {
-                ++held;
-            }
-        }
+        const auto givenUp = [&](const JsonValue& name) {
+            return inTarget(name) || IsRemoved(object, name);
+        };
+        if (EraseIf(*stored[other], givenUp)) written[other] = &*stored[other];
     }
     if (recordDesired) {
         Json& recorded = Ensure(desired);
-        for (const auto& field : targetDocument.GetObject()) Put(recorded, field.name, field.value);
+        MemberIndex index;
+        index.Rebuild(recorded);
+        for (const auto& field : targetDocument.GetObject()) {
+            Put(recorded, index, field.name, field.value);
+        }
         EraseRemoved(object, recorded);
         written[static_cast<int>(DataClass::Desired)] = &recorded;
     }

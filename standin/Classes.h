@@ -28,8 +28,8 @@ struct WriteKind {
 
 namespace standin {
 
-// Sets member `name` of `document` to a copy of `value`.
-void Put(Json& document, const JsonValue& name, const JsonValue& value);
+// Sets each member of `from` in `document` to a copy of its value, in time linear in both.
+void Merge(Json& document, const JsonValue& from);
 
 // Adds the stored document of one class to an object being loaded.
 void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document);

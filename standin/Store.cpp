@@ -205,7 +205,7 @@ void ValidateStored(const Schema& schema, const WrittenClasses& written,
     Assign(merged, schema.defaults);
     for (const JsonValue* document : classes) {
         if (document == nullptr) continue;
-        for (const auto& member : document->GetObject()) Put(merged, member.name, member.value);
+        Merge(merged, *document);
     }
     Validate(schema, merged);
 }

@@ -3,7 +3,7 @@
 # headers. Run with -DSOURCE_DIR=<the standin directory>.
 set(layer_0 Errors Logger Processes)
 set(layer_1 Sql Statements Layout Files)
-set(layer_2 Json Schemas SchemaDrafts SchemaReasons SchemaSafety MetaSchemas)
+set(layer_2 Json MemberIndex Schemas SchemaDrafts SchemaReasons SchemaSafety MetaSchemas)
 set(layer_3 Values Classes ObjectState Objects SubObjects Filters)
 set(layer_4 Store Instances Commits Exchange)
 set(layer_5 Apply)
