@@ -8,9 +8,12 @@
 #include <cstring>
 #include <functional>
 #include <iomanip>
+#include <map>
+#include <memory>
 #include <sstream>
 #include <type_traits>
 
+#include "Classes.h"
 #include "ObjectState.h"
 #include "StandinTest.h"
 
@@ -182,6 +185,43 @@ TEST(Values, DocumentsAndWritesHoldStrictJsonObjects) {
         const auto object = KivConfigStore::CreateObject(kId, before);
         ExpectOutcome([&, write = write] { return write(*object), DocumentOf(*object); }, expected);
         EXPECT_TRUE(expected[0] != '!' || DocumentOf(*object) == before) << DocumentOf(*object);
+    }
+}
+
+// A large object, whose values are found through an index, finds each value as a map of the same
+// changes does, after every write, removal and load.
+TEST(Values, LargeObjectsFindEveryValueThroughWritesRemovalsAndLoads) {
+    auto values = std::make_unique<ObjectValues>();
+    std::map<std::string, int> expected;
+    for (int step = 1; step <= 400; ++step) {
+        const std::string key = "k" + std::to_string(step * 7919 % 97);
+        if (step % 5 == 0) {
+            values->Remove(key.c_str());
+            expected.erase(key);
+        } else {
+            values->Write(key.c_str(), standin::JsonValue(step));
+            expected[key] = step;
+        }
+        if (step == 200) {  // another class loaded over the first
+            standin::Json loaded = standin_test::Parse(R"({"k3":-3,"x":-1})");
+            standin::AddLoaded(*values, standin::DataClass::UserData, loaded);
+            expected["k3"] = -3;
+            expected["x"] = -1;
+        } else if (step == 300) {  // the whole document loaded into a new object
+            standin::Json loaded;
+            loaded.CopyFrom(values->values, loaded.GetAllocator());
+            values = std::make_unique<ObjectValues>();
+            standin::AddLoaded(*values, standin::DataClass::Configuration, loaded);
+        }
+        ASSERT_EQ(values->states.size(), values->values.MemberCount());
+        for (int k = -1; k < 97; ++k) {
+            const std::string probe = k < 0 ? "x" : "k" + std::to_string(k);
+            const auto held = expected.find(probe);
+            int value = -100;
+            const int status = values->Read(probe.c_str(), &value);
+            ASSERT_EQ(status, held != expected.end() ? 1 : 0) << step << " " << probe;
+            ASSERT_EQ(value, held != expected.end() ? held->second : -100) << step << " " << probe;
+        }
     }
 }
 
