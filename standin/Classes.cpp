@@ -157,11 +157,12 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     const JsonValue& targetDocument = *written[target];
     // Every key lives in one class: the others give up what the target now holds and what
     // was removed.
-    const Holds inTarget(targetDocument);
+    std::optional<Holds> inTarget;  // made for the first other class stored
     for (int other = 0; other < kValueClasses; ++other) {
         if (other == target || !stored[other]) continue;
+        if (!inTarget) inTarget.emplace(targetDocument);
         const auto givenUp = [&](const JsonValue& name) {
-            return inTarget(name) || IsRemoved(object, name);
+            return (*inTarget)(name) || IsRemoved(object, name);
         };
         if (EraseIf(*stored[other], givenUp)) written[other] = &*stored[other];
     }

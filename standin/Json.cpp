@@ -7,8 +7,10 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace standin {
@@ -79,10 +81,12 @@ struct Reading : ValueStack {
     const rapidjson::MemoryStream& bytes;
     const StreamedList* streamed;
     unsigned depth = 0;
-    bool streamNext = false;              // the root's member being read is the streamed list
-    bool streaming = false;               // reading the streamed list's elements
-    std::size_t handedOut = 0;            // elements of the streamed list handed out so far
-    std::vector<std::string_view> names;  // scratch for the duplicate test
+    bool streamNext = false;    // the root's member being read is the streamed list
+    bool streaming = false;     // reading the streamed list's elements
+    std::size_t handedOut = 0;  // elements of the streamed list handed out so far
+    // Scratch for the duplicate test: each name after its hash, so that sorting them compares
+    // numbers, and names only where the hashes are equal.
+    std::vector<std::pair<std::size_t, std::string_view>> names;
     std::string refusal;  // why the handler stopped the reader; empty when it did not
     std::optional<std::size_t> refusedAt;  // where, when not where the reader stopped
 
@@ -165,11 +169,11 @@ struct Reading : ValueStack {
         names.clear();
         names.reserve(count);
         for (auto member = first; member != stack.end(); member += 2) {
-            names.push_back(name(*member));
+            names.emplace_back(std::hash<std::string_view>{}(name(*member)), name(*member));
         }
         std::sort(names.begin(), names.end());
         const auto twin = std::adjacent_find(names.begin(), names.end());
-        return twin != names.end() ? std::optional<std::string_view>(*twin) : std::nullopt;
+        return twin != names.end() ? std::optional<std::string_view>(twin->second) : std::nullopt;
     }
     bool EndObject(rapidjson::SizeType count) {
         --depth;
