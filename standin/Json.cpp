@@ -172,8 +172,13 @@ struct Reading : ValueStack {
             names.emplace_back(std::hash<std::string_view>{}(name(*member)), name(*member));
         }
         std::sort(names.begin(), names.end());
-        const auto twin = std::adjacent_find(names.begin(), names.end());
-        return twin != names.end() ? std::optional<std::string_view>(twin->second) : std::nullopt;
+        std::optional<std::string_view> smallest;  // of the names held twice, whatever their hash
+        for (auto pair = names.begin(); pair + 1 < names.end(); ++pair) {
+            if (pair[0] == pair[1] && (!smallest || pair->second < *smallest)) {
+                smallest = pair->second;
+            }
+        }
+        return smallest;
     }
     bool EndObject(rapidjson::SizeType count) {
         --depth;
