@@ -70,6 +70,10 @@ Json& Ensure(std::optional<Json>& document) {
 }  // namespace
 
 void Merge(Json& document, const JsonValue& from) {
+    if (document.ObjectEmpty()) {  // a new document: one copy of the whole
+        Assign(document, from);
+        return;
+    }
     MemberIndex index;
     index.Rebuild(document);
     for (const auto& member : from.GetObject()) Put(document, index, member.name, member.value);
@@ -168,11 +172,7 @@ WrittenClasses ApplyWrite(const ObjectValues& object, WriteKind kind, bool recor
     }
     if (recordDesired) {
         Json& recorded = Ensure(desired);
-        MemberIndex index;
-        index.Rebuild(recorded);
-        for (const auto& field : targetDocument.GetObject()) {
-            Put(recorded, index, field.name, field.value);
-        }
+        Merge(recorded, targetDocument);
         EraseRemoved(object, recorded);
         written[static_cast<int>(DataClass::Desired)] = &recorded;
     }
