@@ -73,8 +73,19 @@ void AddValues(rapidjson::Document& document, const Values& values) {
     document.AddMember("tags", tags, allocator);
 }
 
+const char* const kObjectsTable =
+    "CREATE TABLE IF NOT EXISTS objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
+    " component TEXT NOT NULL,"
+    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
+    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
+    " WITHOUT ROWID;";
+
+std::string BaselinePath(const std::string& name) {
+    return stateDir + "/baseline-" + name + ".db";
+}
+
 BaselineDatabase::BaselineDatabase(const std::string& name, const char* tables) {
-    const std::string path = stateDir + "/baseline-" + name + ".db";
+    const std::string path = BaselinePath(name);
     if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) Fail("open");
     sqlite3_busy_timeout(db_, 5000);
     Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
@@ -342,6 +353,18 @@ const Row kRows[] = {
     {"ValidatedWrite", "<= 1.3x", 1.3, false},
     {"Fetch/100", "flat", 0.0, false},
     {"Fetch/100000", "flat", 0.0, false},
+    {"ScaleOpen/10000", "", 0.0, false},
+    {"ScaleOpen/100000", "flat", 0.0, false},
+    {"ScaleOpen/1000000", "flat", 0.0, false},
+    {"ScaleSelect/10000", "", 0.0, false},
+    {"ScaleSelect/100000", "flat", 0.0, false},
+    {"ScaleSelect/1000000", "flat", 0.0, false},
+    {"ScaleBytes/100", "", 0.0, false},
+    {"ScaleBytes/1024", "", 0.0, false},
+    {"ScaleBytes/4096", "", 0.0, false},
+    {"ScaleBytes/65536", "", 0.0, false},
+    {"ScaleImport/100000", "", 0.0, false},
+    {"ScaleExport/100000", "", 0.0, false},
 };
 const int kFetchSizes[] = {100, kBatch, 100000};
 
@@ -358,6 +381,8 @@ const Growth kFlat[] = {
     {"Fetch", kFetchSizes[0], std::end(kFetchSizes)[-1]},
     {"GetInstances", 10000, 100000},
     {"GetInstancesByValue", 10000, 100000},
+    {"ScaleOpen", 10000, 1000000},
+    {"ScaleSelect", 10000, 1000000},
 };
 
 // The benchmarks that run the engine: the first side of each pair.
@@ -491,6 +516,7 @@ int main(int argc, char** argv) {
     RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
                  [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); });
     RegisterListBenchmarks();
+    RegisterScaleBenchmarks();
 
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -499,6 +525,7 @@ int main(int argc, char** argv) {
     for (auto& entry : engineStores) DestroyStore(entry.second);
     baselineStores.clear();
     ReleaseListBenchmarks();
+    ReleaseScaleBenchmarks();
     std::filesystem::remove_all(stateDir);
     return 0;
 }
