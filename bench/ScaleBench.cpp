@@ -37,8 +37,8 @@ std::string ScaleDocument(int index) {
     AddValues(document, Values(index));
     auto& allocator = document.GetAllocator();
     document.AddMember("site", "lab", allocator);
-    document.AddMember("zone", rapidjson::Value(("zone-" + std::to_string(index % 16)).c_str(),
-                                                allocator),
+    document.AddMember("zone",
+                       rapidjson::Value(("zone-" + std::to_string(index % 16)).c_str(), allocator),
                        allocator);
     document.AddMember("weight", index % 100, allocator);
     return CompactText(document);
@@ -57,8 +57,8 @@ std::vector<Identity> ScaleIdentities(int objects) {
     for (int index = 0; index < objects; ++index) {
         identities.push_back({KeyOf(index / kInstancesPerKey), kComponent, InstanceName(index)});
         if (index % (objects / kSelected) == 0) {
-            identities.push_back({KeyOf(index / kInstancesPerKey), kSelectedComponent,
-                                  InstanceName(index)});
+            identities.push_back(
+                {KeyOf(index / kInstancesPerKey), kSelectedComponent, InstanceName(index)});
         }
     }
     return identities;
@@ -72,7 +72,8 @@ std::string ScaleName(int values) {
 // The baseline's table has an index by group and component, as a store selecting by them needs.
 std::string BaselineTables() {
     return std::string(kObjectsTable) +
-           "CREATE INDEX IF NOT EXISTS by_component ON objects(grp, component, key, instance, class);";
+           "CREATE INDEX IF NOT EXISTS by_component ON objects(grp, component, key, instance, "
+           "class);";
 }
 
 struct ScaleStore {
@@ -90,8 +91,7 @@ const ScaleStore& ScaleStoreOf(int values) {
     ConfigStoreStruct* engine = nullptr;
     Require(GetStore(store.name.c_str(), &engine), "GetStore");
     BaselineDatabase baseline(store.name, BaselineTables().c_str());
-    sqlite3_stmt* insert =
-        baseline.Prepare("INSERT INTO objects VALUES(?1, ?2, ?3, ?4, 0, ?5, 1)");
+    sqlite3_stmt* insert = baseline.Prepare("INSERT INTO objects VALUES(?1, ?2, ?3, ?4, 0, ?5, 1)");
     Require(BeginTransaction(engine), "BeginTransaction");
     baseline.Begin();
     int index = 0;
@@ -116,7 +116,8 @@ const ScaleStore& ScaleStoreOf(int values) {
     return filled.emplace(values, std::move(store)).first->second;
 }
 
-// ---- Opening: the first GetStore and Get of a store that no handle holds -------------------------
+// ---- Opening: the first GetStore and Get of a store that no handle holds
+// -------------------------
 
 void OpenEngine(benchmark::State& state) {
     const ScaleStore& store = ScaleStoreOf(static_cast<int>(state.range(0)));
@@ -201,9 +202,9 @@ void SelectBaseline(benchmark::State& state) {
             JsonDocument values;
             const std::string_view text = ColumnText(select, 2);
             values.Parse<rapidjson::kParseFullPrecisionFlag>(text.data(), text.size());
-            objects.emplace_back(std::string(ColumnText(select, 0)) + "/" +
-                                     std::string(ColumnText(select, 1)),
-                                 std::move(values));
+            objects.emplace_back(
+                std::string(ColumnText(select, 0)) + "/" + std::string(ColumnText(select, 1)),
+                std::move(values));
         }
         sqlite3_reset(select);
         if (objects.size() != kSelected)
