@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <algorithm>
+#include <array>
 
 #include <cstdio>
 #include <cstdlib>
@@ -414,7 +415,10 @@ public:
             const std::string pair = function.substr(0, slash) +
                                      (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
             const double ns = run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
-            (engineSides.count(function) != 0 ? engine_ : baseline_)[pair] = ns;
+            const bool engine = engineSides.count(function) != 0;
+            (engine ? engine_ : baseline_)[pair] = ns;
+            for (const auto& [name, counter] : run.counters)
+                counters_[{pair, name}][engine ? 0 : 1] = counter.value;
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -440,6 +444,15 @@ public:
         }
         out << "\n";
         for (const Growth& growth : kFlat) PrintFlatness(out, growth);
+        if (counters_.empty()) return;
+        std::snprintf(line, sizeof line, "\n%-27s %-18s %12s %12s\n", "pair", "counter", "engine",
+                      "baseline");
+        out << line;
+        for (const auto& [row, sides] : counters_) {
+            std::snprintf(line, sizeof line, "%-27s %-18s %12.4g %12.4g\n", row.first.c_str(),
+                          row.second.c_str(), sides[0], sides[1]);
+            out << line;
+        }
     }
 
 private:
@@ -462,6 +475,8 @@ private:
 
     std::map<std::string, double> engine_;
     std::map<std::string, double> baseline_;
+    // (pair, counter) -> the engine's value and the baseline's.
+    std::map<std::pair<std::string, std::string>, std::array<double, 2>> counters_;
 };
 
 }  // namespace
