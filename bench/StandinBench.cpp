@@ -449,7 +449,7 @@ public:
                       "baseline");
         out << line;
         for (const auto& [row, sides] : counters_) {
-            std::snprintf(line, sizeof line, "%-27s %-18s %12.4g %12.4g\n", row.first.c_str(),
+            std::snprintf(line, sizeof line, "%-27s %-18s %12.2f %12.2f\n", row.first.c_str(),
                           row.second.c_str(), sides[0], sides[1]);
             out << line;
         }
