@@ -21,15 +21,8 @@ namespace {
 constexpr int kValuesPerObject = 10;
 constexpr int kSelected = 100;  // objects of the selected component, at every store size
 constexpr const char* kSelectedComponent = "selected";
-constexpr int kInstancesPerKey = 1000;
 
 // ---- Stores of `values` values: objects of ten values, and kSelected in a component of their own
-
-std::string InstanceName(int index) {
-    char text[32];
-    std::snprintf(text, sizeof text, "instance%03d", index % kInstancesPerKey);
-    return text;
-}
 
 // Object `index` holds ten values: the benchmarks' seven, and three more.
 std::string ScaleDocument(int index) {
@@ -55,10 +48,9 @@ struct Identity {
 std::vector<Identity> ScaleIdentities(int objects) {
     std::vector<Identity> identities;
     for (int index = 0; index < objects; ++index) {
-        identities.push_back({KeyOf(index / kInstancesPerKey), kComponent, InstanceName(index)});
+        identities.push_back({ListKey(index), kComponent, InstanceOf(index)});
         if (index % (objects / kSelected) == 0) {
-            identities.push_back(
-                {KeyOf(index / kInstancesPerKey), kSelectedComponent, InstanceName(index)});
+            identities.push_back({ListKey(index), kSelectedComponent, InstanceOf(index)});
         }
     }
     return identities;
@@ -112,7 +104,7 @@ const ScaleStore& ScaleStoreOf(int values) {
     Require(CommitTransaction(engine), "CommitTransaction");
     baseline.Commit();
     Require(DestroyStore(engine), "DestroyStore");
-    store.opened = {KeyOf(objects / 2 / kInstancesPerKey), kComponent, InstanceName(objects / 2)};
+    store.opened = {ListKey(objects / 2), kComponent, InstanceOf(objects / 2)};
     return filled.emplace(values, std::move(store)).first->second;
 }
 
@@ -251,50 +243,61 @@ void CountBytes(benchmark::State& state, const std::string& path, int objects,
     state.counters["json_per_object"] = static_cast<double>(document.size());
 }
 
-void BytesEngine(benchmark::State& state) {
-    const std::string document = DocumentOfSize(static_cast<std::size_t>(state.range(0)));
-    const int objects = ObjectsOfSize(document.size());
-    static int run = 0;
-    std::string name;
-    for (auto _ : state) {
-        name = "bytes" + std::to_string(state.range(0)) + "-" + std::to_string(run++);
-        ConfigStoreStruct* engine = nullptr;
-        Require(GetStore(name.c_str(), &engine), "GetStore");
-        Require(BeginTransaction(engine), "BeginTransaction");
-        for (int index = 0; index < objects; ++index) {
-            ConfigStoreObjectStruct* object = nullptr;
-            Require(CreateObject(KeyOf(index).c_str(), kGroup, kComponent, nullptr,
-                                 document.c_str(), &object),
-                    "CreateObject");
-            Require(Set(engine, object, "INTERNAL"), "Set");
-            DestroyConfigStoreObject(object);
-        }
-        Require(CommitTransaction(engine), "CommitTransaction");
-        Require(DestroyStore(engine), "DestroyStore");  // closed: the log is checkpointed
+// Fills a new store of `name` with `objects` copies of `document`, in one transaction, and
+// closes it: the log is checkpointed.
+void FillEngine(const std::string& name, const std::string& document, int objects) {
+    ConfigStoreStruct* engine = nullptr;
+    Require(GetStore(name.c_str(), &engine), "GetStore");
+    Require(BeginTransaction(engine), "BeginTransaction");
+    for (int index = 0; index < objects; ++index) {
+        ConfigStoreObjectStruct* object = nullptr;
+        Require(CreateObject(KeyOf(index).c_str(), kGroup, kComponent, nullptr, document.c_str(),
+                             &object),
+                "CreateObject");
+        Require(Set(engine, object, "INTERNAL"), "Set");
+        DestroyConfigStoreObject(object);
     }
-    CountBytes(state, stateDir + "/" + name + ".db", objects, document);
+    Require(CommitTransaction(engine), "CommitTransaction");
+    Require(DestroyStore(engine), "DestroyStore");
 }
 
-void BytesBaseline(benchmark::State& state) {
+void FillBaseline(const std::string& name, const std::string& document, int objects) {
+    BaselineDatabase baseline(name, kObjectsTable);
+    sqlite3_stmt* insert = baseline.Prepare("INSERT INTO objects VALUES(?1, ?2, ?3, '', 0, ?4, 1)");
+    baseline.Begin();
+    for (int index = 0; index < objects; ++index) {
+        const std::string_view fields[] = {KeyOf(index), kGroup, kComponent, document};
+        for (int field = 0; field < 4; ++field) BindText(insert, field + 1, fields[field]);
+        if (sqlite3_step(insert) != SQLITE_DONE) baseline.Fail("insert");
+        sqlite3_reset(insert);
+    }
+    baseline.Commit();
+}
+
+std::string EnginePath(const std::string& name) {
+    return stateDir + "/" + name + ".db";
+}
+
+// Each iteration fills a new store; the last one is measured.
+void MeasureBytes(benchmark::State& state,
+                  void (*fill)(const std::string&, const std::string&, int),
+                  std::string (*pathOf)(const std::string&)) {
     const std::string document = DocumentOfSize(static_cast<std::size_t>(state.range(0)));
     const int objects = ObjectsOfSize(document.size());
     static int run = 0;
     std::string name;
     for (auto _ : state) {
         name = "bytes" + std::to_string(state.range(0)) + "-" + std::to_string(run++);
-        BaselineDatabase baseline(name, kObjectsTable);
-        sqlite3_stmt* insert =
-            baseline.Prepare("INSERT INTO objects VALUES(?1, ?2, ?3, '', 0, ?4, 1)");
-        baseline.Begin();
-        for (int index = 0; index < objects; ++index) {
-            const std::string_view fields[] = {KeyOf(index), kGroup, kComponent, document};
-            for (int field = 0; field < 4; ++field) BindText(insert, field + 1, fields[field]);
-            if (sqlite3_step(insert) != SQLITE_DONE) baseline.Fail("insert");
-            sqlite3_reset(insert);
-        }
-        baseline.Commit();
+        fill(name, document, objects);
     }
-    CountBytes(state, BaselinePath(name), objects, document);
+    CountBytes(state, pathOf(name), objects, document);
+}
+
+void BytesEngine(benchmark::State& state) {
+    MeasureBytes(state, FillEngine, EnginePath);
+}
+void BytesBaseline(benchmark::State& state) {
+    MeasureBytes(state, FillBaseline, BaselinePath);
 }
 
 // ---- Peak memory of import and export, each in a process of its own --------------------------

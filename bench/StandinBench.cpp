@@ -81,6 +81,12 @@ const char* const kObjectsTable =
     " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
     " WITHOUT ROWID;";
 
+std::string InstanceOf(int index) {
+    char text[32];
+    std::snprintf(text, sizeof text, "instance%03d", index % kInstances);
+    return text;
+}
+
 std::string BaselinePath(const std::string& name) {
     return stateDir + "/baseline-" + name + ".db";
 }

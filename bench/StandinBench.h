@@ -49,6 +49,15 @@ inline std::string KeyOf(int index) {
     return "object" + std::to_string(index);
 }
 
+constexpr int kInstances = 1000;  // instances of each key: what a filter on one key selects
+
+// List object `index`: instance index % kInstances of key index / kInstances. Zero-padded
+// instance ids keep the store's byte order the order of the indexes.
+inline std::string ListKey(int index) {
+    return KeyOf(index / kInstances);
+}
+std::string InstanceOf(int index);
+
 // ---- Engine side: the C interface on the stand-in engine ----------------------------------
 
 // A new object of the identity holding `values`; `instanceId` may be null.

@@ -18,22 +18,10 @@
 namespace standin_bench {
 namespace {
 
-constexpr int kInstances = 1000;   // instances of each key: what a filter on one key selects
 constexpr int kExchanged = 10000;  // objects in the exchange document
 // A value every list object holds alike, for filters that test a value as well.
 constexpr const char* kSiteKey = "site";
 constexpr const char* kSite = "lab";
-
-// List object `index`: instance index % kInstances of key index / kInstances. Zero-padded
-// instance ids keep the store's byte order the order of the indexes.
-std::string ListKey(int index) {
-    return KeyOf(index / kInstances);
-}
-std::string InstanceOf(int index) {
-    char text[32];
-    std::snprintf(text, sizeof text, "instance%03d", index % kInstances);
-    return text;
-}
 
 // The compact JSON text of list object `index`'s values, as the engine stores them.
 std::string ListDocument(int index) {
