@@ -496,10 +496,10 @@ void RegisterScaleBenchmarks() {
     StartMeasurer();
     for (const int values : {10000, 100000, 1000000}) {
         RegisterPair("ScaleOpen", OpenEngine, OpenBaseline, [values](auto* b) {
-            b->Arg(values)->MinTime(0.3)->Repetitions(3)->Unit(benchmark::kMillisecond);
+            b->Arg(values)->MinTime(0.3)->Repetitions(5)->Unit(benchmark::kMillisecond);
         });
         RegisterPair("ScaleSelect", SelectEngine, SelectBaseline, [values](auto* b) {
-            b->Arg(values)->MinTime(0.2)->Repetitions(3)->Unit(benchmark::kMicrosecond);
+            b->Arg(values)->MinTime(0.2)->Repetitions(5)->Unit(benchmark::kMicrosecond);
         });
     }
     for (const int bytes : {100, 1024, 4096, 65536}) {
