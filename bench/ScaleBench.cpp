@@ -305,6 +305,8 @@ void BytesBaseline(benchmark::State& state) {
 // (fork copies the resident set), so a small process, forked before any store is filled, forks
 // a worker for each measurement and reports the worker's ru_maxrss from wait4.
 enum class Task : int { EngineImport, BaselineImport, EngineExport, BaselineExport };
+const char* const kTaskNames[] = {"engine import", "baseline import", "engine export",
+                                  "baseline export"};
 
 struct Request {
     Task task;
@@ -406,11 +408,12 @@ void StartMeasurer() {
 
 Reply RunMeasured(Task task, int objects, const std::string& place) {
     Request request{task, objects, {}};
+    if (place.size() >= sizeof request.place) Abandon("too long a path: " + place);
     std::snprintf(request.place, sizeof request.place, "%s", place.c_str());
     Reply reply{false, 0};
     if (write(requests, &request, sizeof request) != sizeof request ||
         read(replies, &reply, sizeof reply) != sizeof reply || !reply.succeeded) {
-        Abandon("the measured " + std::to_string(static_cast<int>(task)) + " failed");
+        Abandon(std::string("the measured ") + kTaskNames[static_cast<int>(task)] + " failed");
     }
     return reply;
 }
