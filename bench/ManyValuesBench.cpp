@@ -1,9 +1,6 @@
 // One object holding many values ("v0", "v1", ...), written and read through the C interface,
 // beside a baseline that builds the same document with RapidJSON and stores it with one SQLite
 // insert. Both should grow linearly with the number of values.
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <map>
 #include <memory>
 
@@ -67,13 +64,10 @@ public:
                                  allocator),
                 rapidjson::Value(index), allocator);
         }
-        rapidjson::StringBuffer text;
-        rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-        document.Accept(writer);
+        const std::string text = CompactText(document);
         db_.Begin();
-        sqlite3_bind_text(insert_, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
-        sqlite3_bind_text(insert_, 2, text.GetString(), static_cast<int>(text.GetSize()),
-                          SQLITE_STATIC);
+        BindText(insert_, 1, key);
+        BindText(insert_, 2, text);
         if (sqlite3_step(insert_) != SQLITE_DONE) db_.Fail("insert");
         sqlite3_reset(insert_);
         db_.Commit();
@@ -81,12 +75,11 @@ public:
 
     // Reads the object back and sums its values, each read once, in member order.
     long long Read(const std::string& key) {
-        sqlite3_bind_text(select_, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
+        BindText(select_, 1, key);
         if (sqlite3_step(select_) != SQLITE_ROW) db_.Fail("select " + key);
+        const std::string_view text = ColumnText(select_, 0);
         rapidjson::Document document;
-        document.Parse<rapidjson::kParseFullPrecisionFlag>(
-            reinterpret_cast<const char*>(sqlite3_column_text(select_, 0)),
-            static_cast<std::size_t>(sqlite3_column_bytes(select_, 0)));
+        document.Parse(text.data(), text.size());
         sqlite3_reset(select_);
         if (!document.IsObject()) db_.Fail("parse " + key);
         long long sum = 0;

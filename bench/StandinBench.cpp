@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <algorithm>
+#include <array>
 
 #include <cstdio>
 #include <cstdlib>
@@ -73,8 +74,25 @@ void AddValues(rapidjson::Document& document, const Values& values) {
     document.AddMember("tags", tags, allocator);
 }
 
+const char* const kObjectsTable =
+    "CREATE TABLE IF NOT EXISTS objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
+    " component TEXT NOT NULL,"
+    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
+    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
+    " WITHOUT ROWID;";
+
+std::string InstanceOf(int index) {
+    char text[32];
+    std::snprintf(text, sizeof text, "instance%03d", index % kInstances);
+    return text;
+}
+
+std::string BaselinePath(const std::string& name) {
+    return stateDir + "/baseline-" + name + ".db";
+}
+
 BaselineDatabase::BaselineDatabase(const std::string& name, const char* tables) {
-    const std::string path = stateDir + "/baseline-" + name + ".db";
+    const std::string path = BaselinePath(name);
     if (sqlite3_open(path.c_str(), &db_) != SQLITE_OK) Fail("open");
     sqlite3_busy_timeout(db_, 5000);
     Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
@@ -346,6 +364,18 @@ const Row kRows[] = {
     {"ManyValuesRead", "", 0.0, false},
     {"Fetch/100", "flat", 0.0, false},
     {"Fetch/100000", "flat", 0.0, false},
+    {"ScaleOpen/10000", "", 0.0, false},
+    {"ScaleOpen/100000", "flat", 0.0, false},
+    {"ScaleOpen/1000000", "flat", 0.0, false},
+    {"ScaleSelect/10000", "", 0.0, false},
+    {"ScaleSelect/100000", "flat", 0.0, false},
+    {"ScaleSelect/1000000", "flat", 0.0, false},
+    {"ScaleBytes/100", "", 0.0, false},
+    {"ScaleBytes/1024", "", 0.0, false},
+    {"ScaleBytes/4096", "", 0.0, false},
+    {"ScaleBytes/65536", "", 0.0, false},
+    {"ScaleImport/100000", "", 0.0, false},
+    {"ScaleExport/100000", "", 0.0, false},
 };
 const int kFetchSizes[] = {100, kBatch, 100000};
 
@@ -362,6 +392,8 @@ const Growth kFlat[] = {
     {"Fetch", kFetchSizes[0], std::end(kFetchSizes)[-1]},
     {"GetInstances", 10000, 100000},
     {"GetInstancesByValue", 10000, 100000},
+    {"ScaleOpen", 10000, 1000000},
+    {"ScaleSelect", 10000, 1000000},
 };
 
 // The benchmarks that run the engine: the first side of each pair.
@@ -393,7 +425,10 @@ public:
             const std::string pair = function.substr(0, slash) +
                                      (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
             const double ns = run.real_accumulated_time / static_cast<double>(run.iterations) * 1e9;
-            (engineSides.count(function) != 0 ? engine_ : baseline_)[pair] = ns;
+            const bool engine = engineSides.count(function) != 0;
+            (engine ? engine_ : baseline_)[pair] = ns;
+            for (const auto& [name, counter] : run.counters)
+                counters_[{pair, name}][engine ? 0 : 1] = counter.value;
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -419,6 +454,15 @@ public:
         }
         out << "\n";
         for (const Growth& growth : kFlat) PrintFlatness(out, growth);
+        if (counters_.empty()) return;
+        std::snprintf(line, sizeof line, "\n%-27s %-18s %12s %12s\n", "pair", "counter", "engine",
+                      "baseline");
+        out << line;
+        for (const auto& [row, sides] : counters_) {
+            std::snprintf(line, sizeof line, "%-27s %-18s %12.2f %12.2f\n", row.first.c_str(),
+                          row.second.c_str(), sides[0], sides[1]);
+            out << line;
+        }
     }
 
 private:
@@ -441,6 +485,8 @@ private:
 
     std::map<std::string, double> engine_;
     std::map<std::string, double> baseline_;
+    // (pair, counter) -> the engine's value and the baseline's.
+    std::map<std::pair<std::string, std::string>, std::array<double, 2>> counters_;
 };
 
 }  // namespace
@@ -495,6 +541,7 @@ int main(int argc, char** argv) {
     RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
                  [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); });
     RegisterListBenchmarks();
+    RegisterScaleBenchmarks();
     RegisterManyValuesBenchmarks();
 
     RatioReporter reporter;
@@ -504,6 +551,7 @@ int main(int argc, char** argv) {
     for (auto& entry : engineStores) DestroyStore(entry.second);
     baselineStores.clear();
     ReleaseListBenchmarks();
+    ReleaseScaleBenchmarks();
     ReleaseManyValuesBenchmarks();
     std::filesystem::remove_all(stateDir);
     return 0;

@@ -18,22 +18,10 @@
 namespace standin_bench {
 namespace {
 
-constexpr int kInstances = 1000;   // instances of each key: what a filter on one key selects
 constexpr int kExchanged = 10000;  // objects in the exchange document
 // A value every list object holds alike, for filters that test a value as well.
 constexpr const char* kSiteKey = "site";
 constexpr const char* kSite = "lab";
-
-// List object `index`: instance index % kInstances of key index / kInstances. Zero-padded
-// instance ids keep the store's byte order the order of the indexes.
-std::string ListKey(int index) {
-    return KeyOf(index / kInstances);
-}
-std::string InstanceOf(int index) {
-    char text[32];
-    std::snprintf(text, sizeof text, "instance%03d", index % kInstances);
-    return text;
-}
 
 // The compact JSON text of list object `index`'s values, as the engine stores them.
 std::string ListDocument(int index) {
@@ -41,10 +29,7 @@ std::string ListDocument(int index) {
     AddValues(document, Values(index));
     document.AddMember(rapidjson::StringRef(kSiteKey), rapidjson::StringRef(kSite),
                        document.GetAllocator());
-    rapidjson::StringBuffer text;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-    document.Accept(writer);
-    return std::string(text.GetString(), text.GetSize());
+    return CompactText(document);
 }
 
 // ---- Engine side ---------------------------------------------------------------------------
@@ -93,16 +78,6 @@ void EmptyDefaultStore() {
 
 // ---- Baseline side: a table of the engine's layout ------------------------------------------
 
-const char* const kObjectsTable =
-    "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
-    " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
-    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-    " WITHOUT ROWID;";
-
-// Values on the C heap, as the engine keeps them: a default Document's pool takes 64 KiB for
-// each object listed, and a thousand of those cost more than the parse.
-using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
-
 // An object as a list hands it out: its identity and its parsed values.
 struct ListedObject {
     std::string key;
@@ -111,16 +86,6 @@ struct ListedObject {
     std::string instance;
     JsonDocument values;
 };
-
-std::string_view ColumnText(sqlite3_stmt* statement, int column) {
-    return {reinterpret_cast<const char*>(sqlite3_column_text(statement, column)),
-            static_cast<std::size_t>(sqlite3_column_bytes(statement, column))};
-}
-
-void BindText(sqlite3_stmt* statement, int parameter, std::string_view text) {
-    sqlite3_bind_text(statement, parameter, text.data(), static_cast<int>(text.size()),
-                      SQLITE_STATIC);
-}
 
 // The configuration of objects of any identity, one row per object (class 0).
 class BaselineObjects {
@@ -337,42 +302,55 @@ void GetInstancesByValueBaseline(benchmark::State& state) {
 
 // ---- The exchange document: kExchanged objects imported into an empty store, exported -------
 
-// The document of list objects 0 to kExchanged - 1, in the store's order, as Export writes it.
-const std::string& ExchangeDocument() {
-    static const std::string text = [] {
-        rapidjson::StringBuffer buffer;
-        rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
-        writer.SetIndent(' ', 2);
+}  // namespace
+
+// List objects 0 to count - 1, in the store's order, as Export writes them; made once a count.
+const std::string& ExchangeDocument(int count) {
+    static std::map<int, std::string> documents;
+    std::string& text = documents[count];
+    if (!text.empty()) return text;
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    writer.SetIndent(' ', 2);
+    writer.StartObject();
+    writer.Key("format");
+    writer.String("configstore/1");
+    writer.Key("objects");
+    writer.StartArray();
+    for (int index = 0; index < count; ++index) {
         writer.StartObject();
-        writer.Key("format");
-        writer.String("configstore/1");
-        writer.Key("objects");
-        writer.StartArray();
-        for (int index = 0; index < kExchanged; ++index) {
-            writer.StartObject();
-            writer.Key("key");
-            writer.String(ListKey(index).c_str());
-            writer.Key("group");
-            writer.String(kGroup);
-            writer.Key("component");
-            writer.String(kComponent);
-            writer.Key("instanceId");
-            writer.String(InstanceOf(index).c_str());
-            writer.Key("values");
-            const std::string values = ListDocument(index);
-            writer.RawValue(values.data(), values.size(), rapidjson::kObjectType);
-            writer.EndObject();
-        }
-        writer.EndArray();
+        writer.Key("key");
+        writer.String(ListKey(index).c_str());
+        writer.Key("group");
+        writer.String(kGroup);
+        writer.Key("component");
+        writer.String(kComponent);
+        writer.Key("instanceId");
+        writer.String(InstanceOf(index).c_str());
+        writer.Key("values");
+        const std::string values = ListDocument(index);
+        writer.RawValue(values.data(), values.size(), rapidjson::kObjectType);
         writer.EndObject();
-        return std::string(buffer.GetString(), buffer.GetSize());
-    }();
+    }
+    writer.EndArray();
+    writer.EndObject();
+    text.assign(buffer.GetString(), buffer.GetSize());
     return text;
 }
 
+void BaselineImport(const std::string& name, const std::string& document) {
+    Baseline(name).Import(document);
+}
+
+std::string BaselineExport(const std::string& name) {
+    return Baseline(name).Export();
+}
+
+namespace {
+
 // Each iteration imports into an empty default store, emptied again with the timing paused.
 void ImportEngine(benchmark::State& state) {
-    const std::string& document = ExchangeDocument();
+    const std::string& document = ExchangeDocument(kExchanged);
     EmptyDefaultStore();
     for (auto _ : state) {
         RequireImport(document);
@@ -383,7 +361,7 @@ void ImportEngine(benchmark::State& state) {
 }
 
 void ImportBaseline(benchmark::State& state) {
-    const std::string& document = ExchangeDocument();
+    const std::string& document = ExchangeDocument(kExchanged);
     BaselineObjects& baseline = Baseline("exchange");
     baseline.Clear();
     for (auto _ : state) {
@@ -398,11 +376,11 @@ void ImportBaseline(benchmark::State& state) {
 // sides must write the document that was imported.
 void ExportEngine(benchmark::State& state) {
     DefaultStore();
-    RequireImport(ExchangeDocument());
+    RequireImport(ExchangeDocument(kExchanged));
     FilterSpecObjectStruct* filter = Everything();
     char* document = nullptr;
     Require(Export(&filter, 1, &document), "Export");
-    const bool same = document == ExchangeDocument();
+    const bool same = document == ExchangeDocument(kExchanged);
     std::free(document);
     if (!same) state.SkipWithError("Export wrote another document");
     for (auto _ : state) {
@@ -414,8 +392,8 @@ void ExportEngine(benchmark::State& state) {
 
 void ExportBaseline(benchmark::State& state) {
     BaselineObjects& baseline = Baseline("exchange");
-    baseline.Import(ExchangeDocument());
-    if (baseline.Export() != ExchangeDocument()) {
+    baseline.Import(ExchangeDocument(kExchanged));
+    if (baseline.Export() != ExchangeDocument(kExchanged)) {
         state.SkipWithError("the baseline wrote another document");
     }
     for (auto _ : state) {

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Builds and runs the benchmarks (optimised build): binding_bench prints time and allocations per
 # call on the engine test double; standin_bench times the stand-in engine beside SQLite and
-# RapidJSON baselines and closes with their ratios. Arguments go to both programs. BUILD_DIR
-# chooses the build directory (default: build).
+# RapidJSON baselines and closes with their ratios, then with the counters of the benchmarks at
+# scale (bytes per object, peak memory). Arguments go to both programs: --benchmark_filter=Scale
+# runs only those at scale, in about a minute. BUILD_DIR chooses the build directory (default:
+# build).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh

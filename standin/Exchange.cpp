@@ -101,6 +101,62 @@ std::string DocumentProblem(const Json& document) {
     return UnknownMember(document, kMembers);
 }
 
+// RapidJSON's output stream on the string that Export returns: the document is written once,
+// in its final place, rather than into a buffer copied at the end. Characters gather in a
+// chunk first, so that each one costs a store and a test, as in RapidJSON's own buffer.
+class StringOutput {
+public:
+    using Ch = char;
+    explicit StringOutput(std::string& text) : text_(text) {}
+    void Put(char c) {
+        if (next_ == std::end(chunk_)) Flush();
+        *next_++ = c;
+    }
+    // The writer flushes when the document is complete.
+    void Flush() {
+        text_.append(chunk_, next_);
+        next_ = chunk_;
+    }
+
+private:
+    std::string& text_;
+    char chunk_[16384];
+    char* next_ = chunk_;
+};
+
+using ExportWriter =
+    rapidjson::PrettyWriter<StringOutput, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator>;
+
+// The entries of an object: one for each class it stores.
+void WriteEntries(ExportWriter& writer, const Store::StoredIdentity& identity) {
+    const auto string = [&](const std::string& text) {
+        writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    };
+    for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
+        const auto& text = identity.texts[dataClass];
+        if (!text) continue;
+        writer.StartObject();
+        writer.Key("key");
+        string(identity.id.key);
+        writer.Key("group");
+        string(identity.id.group);
+        writer.Key("component");
+        string(identity.id.component);
+        if (!identity.id.instanceId.empty()) {
+            writer.Key("instanceId");
+            string(identity.id.instanceId);
+        }
+        if (dataClass != static_cast<int>(DataClass::Configuration)) {
+            writer.Key("class");
+            writer.String(NameOf(static_cast<DataClass>(dataClass)));
+        }
+        writer.Key("values");
+        // The stored text as it is: the engine wrote it, compact and valid.
+        writer.RawValue(text->data(), text->size(), rapidjson::kObjectType);
+        writer.EndObject();
+    }
+}
+
 }  // namespace
 
 bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo>& errors) {
@@ -161,67 +217,40 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
 std::string ExportDocument(Store& store,
                            const std::vector<std::shared_ptr<FilterSpecObject>>& filters,
                            const LeftOut& leftOut) {
+    std::string document;
+    StringOutput output(document);
+    ExportWriter writer(output);
+    writer.SetIndent(' ', 2);
+    writer.StartObject();
+    writer.Key("format");
+    writer.String(kFormat);
+    writer.Key("objects");
+    writer.StartArray();
+    // One filter gives each object once, in order: each is written as the store reads it.
+    // Several may select an object twice: their objects are collected, sorted and made unique.
     std::vector<Store::StoredIdentity> selected;
     for (const auto& filter : filters) {
         const FilterSpecObject& given = GivenFilter(filter.get());
         store.ForEachSelected(
             given, false, [&](Store::StoredIdentity& identity, std::shared_ptr<ConfigStoreObject>) {
                 if (leftOut && leftOut(given, identity.id)) return;
+                if (filters.size() == 1) return WriteEntries(writer, identity);
                 selected.push_back({identity.id, std::move(identity.texts)});
             });
     }
-    // One filter gives each object once, in order; several may select an object twice.
-    if (filters.size() > 1) {
-        const auto order = [](const Store::StoredIdentity& identity) {
-            const auto& id = identity.id;
-            return std::tie(id.key, id.group, id.component, id.instanceId);
-        };
-        std::stable_sort(selected.begin(), selected.end(),
-                         [&](const auto& a, const auto& b) { return order(a) < order(b); });
-        selected.erase(
-            std::unique(selected.begin(), selected.end(),
-                        [&](const auto& a, const auto& b) { return order(a) == order(b); }),
-            selected.end());
-    }
-    JsonText buffer;
-    JsonPrettyWriter writer(buffer);
-    writer.SetIndent(' ', 2);
-    const auto string = [&](const std::string& text) {
-        writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    const auto order = [](const Store::StoredIdentity& identity) {
+        const auto& id = identity.id;
+        return std::tie(id.key, id.group, id.component, id.instanceId);
     };
-    writer.StartObject();
-    writer.Key("format");
-    writer.String(kFormat);
-    writer.Key("objects");
-    writer.StartArray();
-    for (const Store::StoredIdentity& identity : selected) {
-        for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
-            const auto& text = identity.texts[dataClass];
-            if (!text) continue;
-            writer.StartObject();
-            writer.Key("key");
-            string(identity.id.key);
-            writer.Key("group");
-            string(identity.id.group);
-            writer.Key("component");
-            string(identity.id.component);
-            if (!identity.id.instanceId.empty()) {
-                writer.Key("instanceId");
-                string(identity.id.instanceId);
-            }
-            if (dataClass != static_cast<int>(DataClass::Configuration)) {
-                writer.Key("class");
-                writer.String(NameOf(static_cast<DataClass>(dataClass)));
-            }
-            writer.Key("values");
-            // The stored text as it is: the engine wrote it, compact and valid.
-            writer.RawValue(text->data(), text->size(), rapidjson::kObjectType);
-            writer.EndObject();
-        }
-    }
+    std::stable_sort(selected.begin(), selected.end(),
+                     [&](const auto& a, const auto& b) { return order(a) < order(b); });
+    selected.erase(std::unique(selected.begin(), selected.end(),
+                               [&](const auto& a, const auto& b) { return order(a) == order(b); }),
+                   selected.end());
+    for (const Store::StoredIdentity& identity : selected) WriteEntries(writer, identity);
     writer.EndArray();
     writer.EndObject();
-    return std::string(buffer.GetString(), buffer.GetSize());
+    return document;
 }
 
 }  // namespace standin

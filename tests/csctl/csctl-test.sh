@@ -132,6 +132,7 @@ check_rows <<'ROWS'
 0 | get interface interfaces network --instance eth0 mtu --json | .values == {mtu: 9000}
 64 | get interface interfaces network --instance eth0 --value | .error.name == "USAGE"
 0 | instance-id | .instanceId | test("^[0-9a-f-]{36}$")
+0 | check | . == {namespace: "global", ok: true}
 ROWS
 
 # The export of one namespace, imported into another (named by option, then by the

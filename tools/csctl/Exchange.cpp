@@ -221,6 +221,23 @@ rapidjson::Document StoredValues(const Identity& identity, DataClass dataClass) 
     return values;
 }
 
+// Deletes the stored objects that the filters select. Their tree is gone before the import
+// that follows, which would otherwise hold it beside the document's text.
+void DeleteStored(ConfigStoreStruct* store, const std::vector<Filter>& filters) {
+    const rapidjson::Document stored = StoredUnder(filters);
+    std::set<std::string> deleted;
+    for (const auto& entry : stored["objects"].GetArray()) {
+        const Identity identity = IdentityOf(entry);
+        if (!deleted.insert(Name(identity)).second) continue;
+        Check(Logged([&] {
+                  return Delete(store, identity.key.c_str(), identity.group.c_str(),
+                                identity.component.c_str(),
+                                identity.instance.empty() ? nullptr : identity.instance.c_str());
+              }),
+              "cannot delete " + Name(identity));
+    }
+}
+
 }  // namespace
 
 void RunExport(Session& session, const std::vector<std::string>& keys, const Identity& pattern) {
@@ -250,19 +267,7 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
     const std::vector<Filter> filters =
         replace ? FiltersOf(ParseDocument(path, text)) : std::vector<Filter>();
     InTransaction(store, !dryRun, [&] {
-        const rapidjson::Document stored = StoredUnder(filters);
-        std::set<std::string> deleted;
-        for (const auto& entry : stored["objects"].GetArray()) {
-            const Identity identity = IdentityOf(entry);
-            if (!deleted.insert(Name(identity)).second) continue;
-            Check(Logged([&] {
-                      return Delete(
-                          store, identity.key.c_str(), identity.group.c_str(),
-                          identity.component.c_str(),
-                          identity.instance.empty() ? nullptr : identity.instance.c_str());
-                  }),
-                  "cannot delete " + Name(identity));
-        }
+        DeleteStored(store, filters);
         ImportText(text);
     });
     session.output().Done();

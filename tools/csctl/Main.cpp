@@ -209,6 +209,7 @@ void Configure(Parser& parser) {
     edit->add_option("--instance", arguments.identity.instance, "the object's instance id");
     AddClass(edit, arguments);
     app.add_subcommand("instance-id", "print a new instance id");
+    app.add_subcommand("check", "check every page of the namespace's files");
 
     CLI::App* apply = app.add_subcommand("apply", "run the apply modules of components");
     apply->add_option("COMPONENT", arguments.positionals, "components; none: every one");
@@ -254,7 +255,7 @@ Identity NamedObject(const Arguments& arguments) {
 
 bool IsReadOnly(const std::string& command) {
     return command == "get" || command == "list" || command == "export" || command == "status" ||
-           command == "diff" || command == "watch";
+           command == "diff" || command == "watch" || command == "check";
 }
 
 Write ToWrite(const Parser& parser) {
@@ -347,6 +348,11 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         RunStatus(session, arguments.positionals);
     } else if (command == "import") {
         RunImport(session, arguments.positionals.front(), arguments.dryRun, arguments.replace);
+    } else if (command == "check") {
+        // Opening checks the files' identity and format only; this asks the store for all.
+        setenv("CONFIGSTORE_CHECK", "full", 1);
+        session.store();
+        output.Checked(session.nameSpace());
     } else if (command == "watch") {
         RunWatch(session, arguments.identity, arguments.interval, arguments.count);
     } else if (command == "diff") {

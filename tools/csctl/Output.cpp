@@ -153,6 +153,15 @@ void Output::InstanceId(const std::string& id) {
     Json(answer);
 }
 
+void Output::Checked(const std::string& nameSpace) {
+    if (!json_) return Line(nameSpace + ": ok, every page checked");
+    rapidjson::Document answer(rapidjson::kObjectType);
+    auto& allocator = answer.GetAllocator();
+    answer.AddMember("namespace", rapidjson::Value(nameSpace.c_str(), allocator), allocator);
+    answer.AddMember("ok", true, allocator);
+    Json(answer);
+}
+
 void Output::Results(const rapidjson::Value& results) {
     if (json_) return Json(results);
     for (const auto& result : results.GetArray()) {

@@ -35,6 +35,8 @@ public:
     // A document that is JSON already, as the store wrote it.
     void Document(const std::string& text);
     void InstanceId(const std::string& id);
+    // A namespace whose files passed the full check: {"namespace": "...", "ok": true}.
+    void Checked(const std::string& nameSpace);
     // Apply results: [{"component", "stage", "status", "code", "message", "exitValue"?, "at"}].
     void Results(const rapidjson::Value& results);
     // Apply results beside the failure that follows: printed now for people, and part of the

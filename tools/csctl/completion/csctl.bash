@@ -2,7 +2,7 @@
 # Installed where bash-completion loads it on demand; works as well when sourced in plain bash.
 # Keys, groups, components and instance ids come from "csctl list" of the store at hand.
 
-_csctl_commands="get set update delete list export import diff edit watch apply status instance-id"
+_csctl_commands="get set update delete list export import diff edit watch apply status instance-id check"
 _csctl_globals="--json --namespace --help -h --version"
 
 # The options of one command, besides the global ones.
