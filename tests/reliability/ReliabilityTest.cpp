@@ -295,6 +295,23 @@ int OpenStore() {
     return status;
 }
 
+// Opens the store with CONFIGSTORE_CHECK set to `value`.
+std::function<int()> OpenChecking(const char* value) {
+    return [value] {
+        setenv("CONFIGSTORE_CHECK", value, 1);
+        const int status = OpenStore();
+        unsetenv("CONFIGSTORE_CHECK");
+        return status;
+    };
+}
+
+int ReadKept() {
+    ConfigStoreObjectStruct* object = nullptr;
+    const int status = Get(Open("damaged").get(), "kept", kGroup, kComponent, nullptr, &object);
+    if (object != nullptr) DestroyConfigStoreObject(object);
+    return status;
+}
+
 // Fails at the commit, the store's write lock held: the cancel that follows has nothing to undo.
 int CommitBig() {
     const Store store = Open("damaged");
@@ -330,11 +347,15 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     // clang-format off
     const Damage damages[] = {
         {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
-         OpenStore, damaged + "database disk image is malformed"},
-        {"damaged-page", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
-         OpenStore, damaged + "On tree page"},
-        {"newer-format", [&](const fs::path& file) { made(file); Sql(file, "PRAGMA user_version = 2", true); },
-         OpenStore, damaged + "store format 2 is not 1"},
+         OpenStore, damaged + "the file is damaged: database disk image is malformed"},
+        {"damaged-page-read", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+         ReadKept, damaged + "the file is damaged: database disk image is malformed"},
+        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+         OpenChecking("full"), damaged + "the file is damaged: On tree page 2"},
+        {"check-setting-unknown", made, OpenChecking("quick"),
+         "Failed to open database 'damaged': CONFIGSTORE_CHECK is 'quick', not full"},
+        {"newer-format", [&](const fs::path& file) { made(file); Sql(file, "PRAGMA user_version = 3", true); },
+         OpenStore, damaged + "store format 3 is not 2"},
         {"read-only-file", [&](const fs::path& file) { made(file); fs::permissions(file, fs::perms::owner_read); },
          OpenStore, unopened + "the file is read-only"},
         {"full-disk-new-store", [](const fs::path&) {}, OpenStore, unopened + "disk I/O error: File too large", 0},
@@ -420,7 +441,7 @@ TEST_F(Reliability, AHolderRefusesWritesUntilItEnds) {
     EXPECT_EQ(Write("held", "booted", 3, 5990, "EXTERNAL"), CS_C_STORE_ERROR);
     EXPECT_EQ(SetBootStatus("booted", kGroup, kComponent, nullptr, false), CS_C_OK);
     EXPECT_EQ(Write("held", "booted", 4, 5990, "EXTERNAL"), CS_C_OK);
-    EXPECT_EQ(Sql(root_ / "run" / "held.db", "PRAGMA user_version"), "2");
+    EXPECT_EQ(Sql(root_ / "run" / "held.db", "PRAGMA user_version"), "3");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 

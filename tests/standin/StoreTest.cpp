@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "Files.h"
@@ -90,6 +91,48 @@ TEST(StoreFiles, ReadOnlyStoresCreateNothingAndRefuseWrites) {
     }
     setenv("CONFIGSTORE_DIR", state.c_str(), 1);
     setenv("CONFIGSTORE_RUNTIME_DIR", run.c_str(), 1);
+}
+
+// A store file that an earlier release made (format 1, objects of every durable class): a reader
+// reads it as it is, and the first writer's open rebuilds it in place, every object and version
+// reading back the same, and whole by the full check.
+TEST(StoreFiles, AWriterUpgradesAnEarlierFormatThatAReaderReadsAsItIs) {
+    const fs::path file = fs::path(getenv("CONFIGSTORE_DIR")) / "upgraded.db";
+    fs::create_directories(file.parent_path());
+    fs::copy_file(STORE_DATA "/format1.db", file);
+    const auto bytes = [&] {
+        std::ifstream stream(file, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(stream), {});
+    };
+    const std::string original = bytes();
+    const ConfigStoreObjectId ids[] = {{"wan", "net", "router", ""}, {"lan", "net", "router", "a"}};
+    setenv("CONFIGSTORE_NAMESPACE", "upgraded", 1);
+    const struct {
+        const char* readOnly;
+        const char* check;
+        int format;
+    } opens[] = {
+        {"1", "0", 1},
+        {"0", "0", 2},
+        {"1", "full", 2},
+    };
+    std::string first;
+    for (const auto& open : opens) {
+        setenv("CONFIGSTORE_READ_ONLY", open.readOnly, 1);
+        setenv("CONFIGSTORE_CHECK", open.check, 1);
+        std::string read = Export({Filter({"", "net", "router", ""})});
+        for (const auto& id : ids)
+            read += " " + ConfigStore::GetStore(sGlobalNamespace)->Get(id)->GetVersion();
+        unsetenv("CONFIGSTORE_READ_ONLY");
+        unsetenv("CONFIGSTORE_CHECK");
+        if (first.empty()) first = read;
+        EXPECT_EQ(read, first) << &open - opens;
+        // The format is the header's user version (bytes 60-63), written back as the store closes.
+        EXPECT_EQ(bytes().at(63), open.format) << &open - opens;
+        EXPECT_TRUE(open.format > 1 || bytes() == original) << "a reader changed the file";
+    }
+    EXPECT_NE(first.find(R"("addr":"10.0.0.2")"), std::string::npos) << first;
+    unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
 // Writes of several threads at once, each on an object of its own: none is lost.
