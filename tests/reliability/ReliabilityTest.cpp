@@ -312,7 +312,8 @@ int ReadKept() {
     return status;
 }
 
-// Fails at the commit, the store's write lock held: the cancel that follows has nothing to undo.
+// Fails at the commit, the store's write lock held (the limit leaves room for the undo record of
+// the write, whose savepoint copies the pages it changes): the cancel has nothing to undo.
 int CommitBig() {
     const Store store = Open("damaged");
     EXPECT_EQ(BeginTransaction(store.get()), CS_C_OK);
@@ -348,9 +349,9 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     const Damage damages[] = {
         {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
          OpenStore, damaged + "the file is damaged: database disk image is malformed"},
-        {"damaged-page-read", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+        {"damaged-page-read", [&](const fs::path& file) { made(file); Overwrite(file, 16384 + 8, 100); },
          ReadKept, damaged + "the file is damaged: database disk image is malformed"},
-        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 16384 + 8, 100); },
          OpenChecking("full"), damaged + "the file is damaged: On tree page 2"},
         {"check-setting-unknown", made, OpenChecking("quick"),
          "Failed to open database 'damaged': CONFIGSTORE_CHECK is 'quick', not full"},
@@ -361,7 +362,7 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
         {"full-disk-new-store", [](const fs::path&) {}, OpenStore, unopened + "disk I/O error: File too large", 0},
         {"full-disk-write", made, [] { return Write("damaged", "more", 2, 100000); }, full, 65536},
         {"full-disk-read", made, OpenStore, unopened + "disk I/O error", 0},
-        {"full-disk-commit", made, CommitBig, full, 65536},
+        {"full-disk-commit", made, CommitBig, full, 98304},
         {"zero-length", [&](const fs::path& file) { made(file); fs::resize_file(file, 0); },
          OpenStore, damaged + "not a configuration store database"},
         {"dangling-link", [](const fs::path& file) { fs::create_directories(file.parent_path() / "../elsewhere"); fs::create_symlink("../elsewhere/x.db", file); },
