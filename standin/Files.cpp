@@ -102,12 +102,26 @@ void RemoveDatabaseFiles(const std::string& path) {
 
 }  // namespace
 
-bool ReadOnlyRequested(const std::string& nameSpace) {
-    const std::string value = Environment("CONFIGSTORE_READ_ONLY");
+namespace {
+// A setting that is off unless the variable `name` holds `on` ("0" or nothing is off); any other
+// value raises 1001, so that a typing error is never taken for either.
+bool SettingOn(const char* name, const std::string& on, const char* meaning,
+               const std::string& nameSpace) {
+    const std::string value = Environment(name);
     if (value.empty() || value == "0") return false;
-    if (value == "1") return true;
+    if (value == on) return true;
     Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
-         "CONFIGSTORE_READ_ONLY is '" + value + "', not 1 (read only) or 0", "'" + nameSpace + "'");
+         std::string(name) + " is '" + value + "', not " + on + " (" + meaning + ") or 0",
+         "'" + nameSpace + "'");
+}
+}  // namespace
+
+bool ReadOnlyRequested(const std::string& nameSpace) {
+    return SettingOn("CONFIGSTORE_READ_ONLY", "1", "read only", nameSpace);
+}
+
+bool FullCheckRequested(const std::string& nameSpace) {
+    return SettingOn("CONFIGSTORE_CHECK", "full", "check every page", nameSpace);
 }
 
 bool Exists(const std::string& path) {
@@ -124,7 +138,7 @@ StoreFiles FilesOf(const std::string& nameSpace) {
     const std::string state = StateDirectory();
     const StoreFiles files{state + "/" + nameSpace + ".db",
                            RuntimeDirectory(state) + "/" + nameSpace + ".db", nameSpace,
-                           ReadOnlyRequested(nameSpace)};
+                           ReadOnlyRequested(nameSpace), FullCheckRequested(nameSpace)};
     files.readOnly ? CheckDirectoryOf(files.database) : MakeDirectoryOf(files.database);
     CheckDirectoryOf(files.runtimeDatabase);
     return files;

@@ -12,12 +12,16 @@ struct StoreFiles {
     std::string database;
     std::string runtimeDatabase;
     std::string nameSpace;
-    bool readOnly = false;  // opened for reading only: nothing is created or written
+    bool readOnly = false;   // opened for reading only: nothing is created or written
+    bool fullCheck = false;  // every page of both files is checked as the store opens
 };
 
 // CONFIGSTORE_READ_ONLY: "1" opens stores for reading only; unset, empty or "0" does not. Any
 // other value raises 1001 naming `nameSpace`, so that a typing error never opens for writing.
 bool ReadOnlyRequested(const std::string& nameSpace);
+// CONFIGSTORE_CHECK: "full" checks the whole of both files as a store opens; unset, empty or
+// "0" does not. Any other value raises 1001 naming `nameSpace`.
+bool FullCheckRequested(const std::string& nameSpace);
 
 // The files of `nameSpace`, with the state directory created (0700) where missing, unless read
 // only, and both directories checked (CheckDirectoryOf). A name that cannot be a file name

@@ -12,48 +12,85 @@ namespace {
 
 // Identifies the engine's files ("KCS1").
 constexpr int kApplicationId = 0x4b435331;
+// A page holds several documents of up to a few KiB, where 4 KiB pages would hold one document
+// of just over 2 KiB, half of it empty (docs/engine.md measures both). A file keeps the size it
+// was made with.
+constexpr int kPageSize = 16384;
 
 // Both databases hold objects in one layout; the runtime one only cached data, and the boot
-// status, which must not outlive a reboot either. The primary key leads with the key: a filter
-// spec that names one reads only its rows. No other index: each would cost every write more than
-// the filters that leave the key open would save.
+// status, which must not outlive a reboot either. Documents live in the table's own b-tree,
+// where a row of up to a page stays on its page and a longer one fills whole overflow pages
+// (an index b-tree would spill every document past a quarter page into pages of its own).
+// Lookups go by the identity index, which leads with the key; filters that leave the key open
+// and name a component go by the component index. Neither changes when a write replaces a
+// document: only a new identity costs them an entry.
 std::string ObjectsTable(const std::string& schema) {
     return "CREATE TABLE " + schema +
            ".objects(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
            " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
-           " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-           " WITHOUT ROWID;";
+           " version INTEGER NOT NULL);";
+}
+std::string ObjectsIndexes(const std::string& schema) {
+    return "CREATE UNIQUE INDEX " + schema +
+           ".objects_identity ON objects(key, grp, component, instance, class);"
+           "CREATE INDEX " +
+           schema + ".objects_component ON objects(component, grp);";
 }
 std::string MainTables(const std::string& schema) {
-    return ObjectsTable(schema) + "CREATE TABLE " + schema +
+    return ObjectsTable(schema) + ObjectsIndexes(schema) + "CREATE TABLE " + schema +
            ".counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
            "INSERT INTO " +
            schema + ".counter VALUES(0, 0);";
 }
 // A boot status names the process that set it (StartTimeOf); format 1 knew no setter.
 std::string RuntimeTables(const std::string& schema) {
-    return ObjectsTable(schema) + "CREATE TABLE " + schema +
+    return ObjectsTable(schema) + ObjectsIndexes(schema) + "CREATE TABLE " + schema +
            ".boot(key TEXT NOT NULL, grp TEXT NOT NULL, component TEXT NOT NULL,"
            " instance TEXT NOT NULL, pid INTEGER, started INTEGER,"
            " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID;";
 }
 
+// Moves the objects of the layout before, whose documents lived in the primary key's b-tree,
+// into the table of today's layout, in key order.
+std::string RebuildObjects(const std::string& schema) {
+    const std::string columns = "key, grp, component, instance, class, document, version";
+    return "ALTER TABLE " + schema + ".objects RENAME TO objects_before;" + ObjectsTable(schema) +
+           "INSERT INTO " + schema + ".objects(" + columns + ") SELECT " + columns + " FROM " +
+           schema + ".objects_before ORDER BY key, grp, component, instance, class;" +
+           "DROP TABLE " + schema + ".objects_before;" + ObjectsIndexes(schema);
+}
+// What brings a file of format `from` up to date in place; empty when nothing can.
+std::string UpgradeMain(const std::string& schema, long long from) {
+    return from == 1 ? RebuildObjects(schema) : "";
+}
+std::string UpgradeRuntime(const std::string& schema, long long from) {
+    if (from == 1) {
+        return "ALTER TABLE " + schema + ".boot ADD COLUMN pid INTEGER; ALTER TABLE " + schema +
+               ".boot ADD COLUMN started INTEGER;" + RebuildObjects(schema);
+    }
+    return from == 2 ? RebuildObjects(schema) : "";
+}
+
 struct Layout {
     const char* schema;
     std::string (*tables)(const std::string& schema);
+    const char* const* tableNames;  // the tables a file of the layout must have
     int format;
+    // The oldest format that the store's statements read as it is, which a reader leaves so.
+    int oldestReadable;
     const char* synchronous;
-    const char* upgrade;  // from the format before, in place; null when there is none
+    std::string (*upgrade)(const std::string& schema, long long from);
 };
-const Layout kMain{"main", MainTables, 1, "FULL", nullptr};
-const Layout kRuntime{"runtime", RuntimeTables, 2, "OFF",
-                      "ALTER TABLE runtime.boot ADD COLUMN pid INTEGER;"
-                      "ALTER TABLE runtime.boot ADD COLUMN started INTEGER;"};
+const char* const kMainTableNames[] = {"objects", "counter", nullptr};
+const char* const kRuntimeTableNames[] = {"objects", "boot", nullptr};
+const Layout kMain{"main", MainTables, kMainTableNames, 2, 1, "FULL", UpgradeMain};
+const Layout kRuntime{"runtime", RuntimeTables, kRuntimeTableNames, 3, 2, "OFF", UpgradeRuntime};
 
 // Fills the new file `temporary`, which stands for `path`, with the layout's tables.
 void SetUp(const std::string& temporary, const std::string& path, const Layout& layout) {
     Database db(temporary, path);
-    db.Execute(kBegin.text + (";" + layout.tables("main")) +
+    db.Execute("PRAGMA main.page_size = " + std::to_string(kPageSize) + ";" + kBegin.text +
+                   (";" + layout.tables("main")) +
                    "PRAGMA main.application_id = " + std::to_string(kApplicationId) +
                    "; PRAGMA main.user_version = " + std::to_string(layout.format) + ";" +
                    kCommit.text,
@@ -71,53 +108,67 @@ void CreateDatabase(const std::string& path, const Layout& layout) {
     Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED, path + ": " + reason);
 }
 
-// Checks one database of the store (main or runtime), and brings a file of the format before
-// up to date. A file that is not a store database, or is damaged, is refused untouched: files
-// are created whole, so not even an empty one is a store in the making.
-void PrepareDatabase(Database& db, const Layout& layout, const std::string& path, bool readOnly) {
+// The checks that read a few pages whatever the file's size: its identity and its tables. A
+// file that is not a store database is refused untouched: files are created whole, so not even
+// an empty one is a store in the making.
+void CheckIdentity(Database& db, const Layout& layout, const std::string& path) {
     const std::string schema = layout.schema;
-    std::string check = db.Pragma(schema + ".quick_check");
-    if (check != "ok") {
-        // A file that cannot be read for want of space or permission is not damaged.
-        const int error = db.ErrorCode() & 0xff;
-        if (error != SQLITE_OK && error != SQLITE_ROW && error != SQLITE_CORRUPT &&
-            error != SQLITE_NOTADB) {
-            db.Raise(KivConfigStore::ERR_DB_OPEN_FAILED, layout.schema);
-        }
-        // The check's findings come as lines, and a log line is one line.
-        const std::string prefix = "*** in database " + schema + " ***\n";
-        if (check.compare(0, prefix.size(), prefix) == 0) check.erase(0, prefix.size());
-        std::replace(check.begin(), check.end(), '\n', ' ');
-        Refuse(path, check);
-    }
-    if (db.PragmaNumber(schema + ".application_id") != kApplicationId) {
+    if (db.PragmaNumber(schema + ".application_id", layout.schema) != kApplicationId) {
         Refuse(path, "not a configuration store database");
     }
-    if (db.Pragma(schema + ".journal_mode = WAL") != "wal") {
+    for (const char* const* table = layout.tableNames; *table != nullptr; ++table) {
+        if (db.Pragma(schema + ".table_list(" + *table + ")", layout.schema).empty()) {
+            Refuse(path, std::string("the store's table '") + *table + "' is missing");
+        }
+    }
+}
+
+// Reads the whole file: every page, index entry and constraint. The first lines of SQLite's
+// findings go into the one log line.
+void CheckWhole(Database& db, const Layout& layout, const std::string& path) {
+    const std::string schema = layout.schema;
+    std::string findings = db.Pragma(schema + ".integrity_check(3)", layout.schema);
+    if (findings == "ok") return;
+    const std::string heading = "*** in database " + schema + " ***\n";
+    if (findings.compare(0, heading.size(), heading) == 0) findings.erase(0, heading.size());
+    std::replace(findings.begin(), findings.end(), '\n', ' ');
+    Refuse(path, "the file is damaged: " + findings);
+}
+
+// Checks one database of the store (main or runtime), and brings a file of a format before up
+// to date, unless read only: a reader reads a file of a format its statements know as it is.
+void PrepareDatabase(Database& db, const Layout& layout, const std::string& path, bool readOnly) {
+    const std::string schema = layout.schema;
+    CheckIdentity(db, layout, path);
+    if (db.Pragma(schema + ".journal_mode = WAL", layout.schema) != "wal") {
         Fail(KivConfigStore::ERR_DB_OPEN_FAILED, "cannot use a write-ahead log", path);
     }
     db.Execute("PRAGMA " + schema + ".synchronous = " + layout.synchronous,
                KivConfigStore::ERR_DB_OPEN_FAILED, layout.schema);
+    const auto refuseFormat = [&](long long format) {
+        Refuse(path, "store format " + std::to_string(format) + " is not " +
+                         std::to_string(layout.format) +
+                         (readOnly ? " (read only: left as it is)" : ""));
+    };
     // A file of the current format opens without a write lock, so that it never waits for
     // another process's transaction.
-    if (db.PragmaNumber(schema + ".user_version") == layout.format) return;
+    const long long found = db.PragmaNumber(schema + ".user_version", layout.schema);
+    if (found == layout.format) return;
     if (readOnly) {
-        Refuse(path, "store format " + std::to_string(db.PragmaNumber(schema + ".user_version")) +
-                         " is not " + std::to_string(layout.format) +
-                         " (read only: left as it is)");
+        if (found < layout.oldestReadable || found > layout.format) refuseFormat(found);
+        return;
     }
     db.Execute(kBegin.text, kBegin.failure, layout.schema);
     try {
         // Another process may have brought it up to date since the check above.
-        const long long format = db.PragmaNumber(schema + ".user_version");
+        const long long format = db.PragmaNumber(schema + ".user_version", layout.schema);
         if (format != layout.format) {
-            if (format != layout.format - 1 || layout.upgrade == nullptr) {
-                Refuse(path, "store format " + std::to_string(format) + " is not " +
-                                 std::to_string(layout.format));
-            }
-            db.Execute(layout.upgrade + ("PRAGMA " + schema + ".user_version = ") +
-                           std::to_string(layout.format),
-                       KivConfigStore::ERR_DB_UPDATE_FAILED, layout.schema);
+            const std::string upgrade =
+                format < layout.format ? layout.upgrade(schema, format) : "";
+            if (upgrade.empty()) refuseFormat(format);
+            db.Execute(
+                upgrade + ("PRAGMA " + schema + ".user_version = ") + std::to_string(layout.format),
+                KivConfigStore::ERR_DB_UPDATE_FAILED, layout.schema);
         }
         db.Execute(kCommit.text, kCommit.failure, layout.schema);
     } catch (...) {
@@ -146,8 +197,9 @@ void OpenFiles(Database& db, const StoreFiles& files) {
         db.Execute(MainTables("main"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
     } else {
         PrepareDatabase(db, kMain, files.database, files.readOnly);
+        if (files.fullCheck) CheckWhole(db, kMain, files.database);
     }
-    bool attached = false;
+    bool attached = false, inUse = false;
     try {
         if (ReadsAsEmpty(files.runtimeDatabase, files)) {
             db.Attach(":memory:", "runtime");
@@ -161,6 +213,7 @@ void OpenFiles(Database& db, const StoreFiles& files) {
         db.Attach(files.runtimeDatabase, "runtime");
         attached = true;
         PrepareDatabase(db, kRuntime, files.runtimeDatabase, files.readOnly);
+        inUse = true;
     } catch (const KivConfigStore::ConfigStoreException& failure) {
         // Durable data stays readable: an empty stand-in takes the runtime database's place, and
         // whatever needs the runtime data fails with this failure.
@@ -169,6 +222,8 @@ void OpenFiles(Database& db, const StoreFiles& files) {
         db.Execute(RuntimeTables("runtime"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
         db.Refuse("runtime", "objects", failure);
     }
+    // Whoever asks for the full check wants to learn of damage in either file.
+    if (files.fullCheck && inUse) CheckWhole(db, kRuntime, files.runtimeDatabase);
 }
 
 }  // namespace standin

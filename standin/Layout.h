@@ -18,10 +18,12 @@ void CreateDatabase(const std::string& path);
 bool ReadsAsEmpty(const std::string& file, const StoreFiles& files);
 // The file the store's connection opens: its database, or memory when it reads as empty.
 std::string ConnectionPathOf(const StoreFiles& files);
-// Sets up the store's database and attaches its runtime database, created where missing; a file
-// that is not a store database, or is damaged, is refused untouched. When the runtime database
-// cannot be used, an empty stand-in takes its place, refusing changes and boot status reads with
-// the failure. A read-only store creates nothing and brings no file up to date.
+// Sets up the store's database and attaches its runtime database, created where missing, after
+// checks that cost the same whatever a file's size; a file that is not a store database is
+// refused untouched, and so is a damaged one when the files ask for the full check. When the
+// runtime database cannot be used, an empty stand-in takes its place, refusing changes and boot
+// status reads with the failure. A read-only store creates nothing and brings no file up to
+// date: it reads a file of the format before as it is.
 void OpenFiles(Database& db, const StoreFiles& files);
 
 }  // namespace standin

@@ -17,6 +17,12 @@ namespace {
         reason += std::string(": ") + std::strerror(sqlite3_system_errno(db));
     }
     const std::string named = file != nullptr ? file : "";
+    // The store only reads such a file, and leaves it as it is for whoever repairs it.
+    if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) {
+        Fail(KivConfigStore::ERR_DB_INTEGRITY_CHECK_FAILED,
+             named + ": the file is damaged: " + reason + " (SQLite code " + std::to_string(error) +
+                 ")");
+    }
     // "Failed to open database <file>: ..." names the file in its own place.
     if (code == KivConfigStore::ERR_DB_OPEN_FAILED) {
         Fail(code, reason + " (SQLite code " + std::to_string(error) + ")", named);
@@ -101,17 +107,18 @@ void Database::Execute(const std::string& text, CSErrorCodes failure, const char
     }
 }
 
-std::string Database::Pragma(const std::string& pragma) {
+std::string Database::Pragma(const std::string& pragma, const char* schema) {
     sqlite3_stmt* statement = nullptr;
     std::string value;
-    if (sqlite3_prepare_v2(db_, ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr) ==
-            SQLITE_OK &&
-        sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_text(statement, 0) != nullptr) {
-        value = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-    } else if (sqlite3_errcode(db_) != SQLITE_OK) {
-        value = sqlite3_errmsg(db_);
+    int result = sqlite3_prepare_v2(db_, ("PRAGMA " + pragma).c_str(), -1, &statement, nullptr);
+    while (result == SQLITE_OK && (result = sqlite3_step(statement)) == SQLITE_ROW) {
+        const auto* text = sqlite3_column_text(statement, 0);
+        if (!value.empty()) value += '\n';
+        if (text != nullptr) value += reinterpret_cast<const char*>(text);
+        result = SQLITE_OK;
     }
-    sqlite3_finalize(statement);
+    sqlite3_finalize(statement);  // keeps the connection's error
+    if (result != SQLITE_DONE) Raise(KivConfigStore::ERR_DB_OPEN_FAILED, schema);
     return value;
 }
 

@@ -1,6 +1,7 @@
 // The engine's one SQL layer: a connection, the statements it keeps prepared for its life, and
 // cursors that bind arguments in order and reset their statement when they go out of scope.
-// Every SQLite failure leaves as a ConfigStoreException with the code its statement names.
+// Every SQLite failure leaves as a ConfigStoreException with the code its statement names, but
+// for a damaged file, which is 1010 whatever met it.
 #pragma once
 
 #include <sqlite3.h>
@@ -82,9 +83,12 @@ public:
         Run(sql, arguments...).Next();
     }
 
-    // The first column of a pragma's first row as text; SQLite's message when it fails.
-    std::string Pragma(const std::string& pragma);
-    long long PragmaNumber(const std::string& pragma) { return std::atoll(Pragma(pragma).c_str()); }
+    // The first column of a pragma's rows as text, one a line; failures raise 1001 naming the
+    // file of `schema`.
+    std::string Pragma(const std::string& pragma, const char* schema = "main");
+    long long PragmaNumber(const std::string& pragma, const char* schema = "main") {
+        return std::atoll(Pragma(pragma, schema).c_str());
+    }
     // Attaches the database file `path` as `schema`; failures raise 1001 naming the path.
     void Attach(const std::string& path, const char* schema);
     // For rollbacks on a path that is failing already: a second failure has no one to tell.

@@ -93,7 +93,7 @@ Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
                           " p.document, p.version FROM ") +
                       table + " p WHERE " + where;
     }
-    query.text += " ORDER BY 1, 2, 3, 4, 5";  // the primary key's order: SQLite need not sort
+    query.text += " ORDER BY 1, 2, 3, 4, 5";  // the identity index's order
     return query;
 }
 

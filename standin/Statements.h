@@ -38,7 +38,8 @@ struct Query {
 };
 // The rows of every stored class (store and runtime databases) of the identities whose key,
 // group, component and instance id equal `fields`' non-empty ones, and of which no stored value
-// class holds a value under a tested path that differs from it, in primary key order. Columns:
+// class holds a value under a tested path that differs from it, in identity and class order (the
+// identity index's; the rows that the component index finds are sorted). Columns:
 // key, group, component, instance id, class, document, version.
 Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
                    const std::vector<ValueTest>& tests);

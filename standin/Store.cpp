@@ -94,6 +94,7 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace, const CommitO
 Store::Store(const StoreFiles& files, CommitObserver observer)
     : files_(files), observer_(std::move(observer)), db_(ConnectionPathOf(files), files.database) {
     OpenFiles(db_, files_);
+    files_.fullCheck = false;  // a second connection (Access) opens files checked already
 }
 
 Store::Access::Access(Store& store, Purpose purpose) : lock_(store.mutex_), db_(&store.db_) {

@@ -295,7 +295,8 @@ int OpenStore() {
     return status;
 }
 
-// Fails at the commit, the store's write lock held: the cancel that follows has nothing to undo.
+// Fails at the commit, the store's write lock held (the limit leaves room for the undo record of
+// the write, whose savepoint copies the pages it changes): the cancel has nothing to undo.
 int CommitBig() {
     const Store store = Open("damaged");
     EXPECT_EQ(BeginTransaction(store.get()), CS_C_OK);
@@ -330,17 +331,19 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     // clang-format off
     const Damage damages[] = {
         {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
-         OpenStore, damaged + "database disk image is malformed"},
-        {"damaged-page", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
-         OpenStore, damaged + "On tree page"},
-        {"newer-format", [&](const fs::path& file) { made(file); Sql(file, "PRAGMA user_version = 2", true); },
-         OpenStore, damaged + "store format 2 is not 1"},
+         OpenStore, damaged + "the file is damaged: database disk image is malformed"},
+        {"damaged-page-write", [&](const fs::path& file) { made(file); Overwrite(file, 16384 + 8, 100); },
+         [] { return Write("damaged", "kept", 2); }, damaged + "the file is damaged: database disk image is malformed"},
+        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 16384 + 8, 100); },
+         [] { setenv("CONFIGSTORE_CHECK", "full", 1); return OpenStore(); }, damaged + "the file is damaged: On tree page 2"},
+        {"newer-format", [&](const fs::path& file) { made(file); Sql(file, "PRAGMA user_version = 3", true); },
+         OpenStore, damaged + "store format 3 is not 2"},
         {"read-only-file", [&](const fs::path& file) { made(file); fs::permissions(file, fs::perms::owner_read); },
          OpenStore, unopened + "the file is read-only"},
         {"full-disk-new-store", [](const fs::path&) {}, OpenStore, unopened + "disk I/O error: File too large", 0},
         {"full-disk-write", made, [] { return Write("damaged", "more", 2, 100000); }, full, 65536},
         {"full-disk-read", made, OpenStore, unopened + "disk I/O error", 0},
-        {"full-disk-commit", made, CommitBig, full, 65536},
+        {"full-disk-commit", made, CommitBig, full, 98304},
         {"zero-length", [&](const fs::path& file) { made(file); fs::resize_file(file, 0); },
          OpenStore, damaged + "not a configuration store database"},
         {"dangling-link", [](const fs::path& file) { fs::create_directories(file.parent_path() / "../elsewhere"); fs::create_symlink("../elsewhere/x.db", file); },
@@ -368,6 +371,7 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
         const std::string log = LogOf([&] {
             setrlimit(RLIMIT_FSIZE, &limit);
             status = damage.meet();
+            unsetenv("CONFIGSTORE_CHECK");
             setrlimit(RLIMIT_FSIZE, &unlimited);
         });
         EXPECT_EQ(status, CS_C_STORE_ERROR) << log;
@@ -420,7 +424,7 @@ TEST_F(Reliability, AHolderRefusesWritesUntilItEnds) {
     EXPECT_EQ(Write("held", "booted", 3, 5990, "EXTERNAL"), CS_C_STORE_ERROR);
     EXPECT_EQ(SetBootStatus("booted", kGroup, kComponent, nullptr, false), CS_C_OK);
     EXPECT_EQ(Write("held", "booted", 4, 5990, "EXTERNAL"), CS_C_OK);
-    EXPECT_EQ(Sql(root_ / "run" / "held.db", "PRAGMA user_version"), "2");
+    EXPECT_EQ(Sql(root_ / "run" / "held.db", "PRAGMA user_version"), "3");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
