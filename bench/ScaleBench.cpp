@@ -61,11 +61,9 @@ std::string ScaleName(int values) {
     return "scale" + std::to_string(values);
 }
 
-// The baseline's table has an index by group and component, as a store selecting by them needs.
+// The baseline's table has its index by component, as a store selecting by it needs.
 std::string BaselineTables() {
-    return std::string(kObjectsTable) +
-           "CREATE INDEX IF NOT EXISTS by_component ON objects(grp, component, key, instance, "
-           "class);";
+    return kObjectsTable;
 }
 
 struct ScaleStore {

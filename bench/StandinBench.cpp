@@ -74,12 +74,16 @@ void AddValues(rapidjson::Document& document, const Values& values) {
     document.AddMember("tags", tags, allocator);
 }
 
+// As a careful direct user keeps objects that are fetched by identity and selected by
+// component: documents in a rowid table, an index for each way in.
 const char* const kObjectsTable =
     "CREATE TABLE IF NOT EXISTS objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
     " component TEXT NOT NULL,"
     " instance TEXT NOT NULL, class INTEGER NOT NULL, document TEXT NOT NULL,"
-    " version INTEGER NOT NULL, PRIMARY KEY(key, grp, component, instance, class))"
-    " WITHOUT ROWID;";
+    " version INTEGER NOT NULL);"
+    "CREATE UNIQUE INDEX IF NOT EXISTS by_identity ON objects(key, grp, component, instance,"
+    " class);"
+    "CREATE INDEX IF NOT EXISTS by_component ON objects(component, grp);";
 
 std::string InstanceOf(int index) {
     char text[32];
@@ -139,8 +143,9 @@ public:
     explicit BaselineStore(const std::string& name)
         : db_(name,
               "CREATE TABLE objects(key TEXT NOT NULL, grp TEXT NOT NULL,"
-              " component TEXT NOT NULL, instance TEXT NOT NULL, document TEXT NOT NULL,"
-              " PRIMARY KEY(key, grp, component, instance)) WITHOUT ROWID"),
+              " component TEXT NOT NULL, instance TEXT NOT NULL, document TEXT NOT NULL);"
+              "CREATE UNIQUE INDEX by_identity ON objects(key, grp, component, instance);"
+              "CREATE INDEX by_component ON objects(component, grp)"),
           insert_(db_.Prepare("INSERT OR REPLACE INTO objects VALUES(?1, ?2, ?3, ?4, ?5)")),
           select_(db_.Prepare(
               "SELECT document FROM objects WHERE key = ?1 AND grp = ?2 AND component = ?3"

@@ -133,7 +133,16 @@ check_rows <<'ROWS'
 64 | get interface interfaces network --instance eth0 --value | .error.name == "USAGE"
 0 | instance-id | .instanceId | test("^[0-9a-f-]{36}$")
 0 | check | . == {namespace: "global", ok: true}
+0 | --namespace damaged set a g c x=1 | .ok
 ROWS
+
+# check reads every page: a damaged one is reported, and the file is left as it was.
+printf '%064d' 0 | dd of="$work/state/damaged.db" bs=1 seek=16392 conv=notrunc status=none
+sum=$(cksum <"$work/state/damaged.db")
+check_rows <<'ROWS'
+1 | --namespace damaged check | .error.message | test("damaged.db: the file is damaged")
+ROWS
+[ "$(cksum <"$work/state/damaged.db")" = "$sum" ] || fail "check rewrote a damaged file"
 
 # The export of one namespace, imported into another (named by option, then by the
 # environment), exports the same document.
