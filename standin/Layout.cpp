@@ -193,9 +193,6 @@ std::string ConnectionPathOf(const StoreFiles& files) {
 
 void OpenFiles(Database& db, const StoreFiles& files) {
     db.SetBusyTimeout(kBusyMilliseconds);
-    // SQLite's default page cache, 2 MiB, holds few pages of 16 KiB: a store keeps more of
-    // its file at hand, so that reads spread over the file do not copy a page each time.
-    db.Execute("PRAGMA cache_size = -16384", KivConfigStore::ERR_DB_OPEN_FAILED);
     if (ReadsAsEmpty(files.database, files)) {
         db.Execute(MainTables("main"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
     } else {
