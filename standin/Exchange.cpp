@@ -88,6 +88,40 @@ std::string ReadEntry(JsonValue& entry, Store::Replacement& replacement) {
     return {};
 }
 
+std::size_t NameHash(const Store::Replacement& replacement) {
+    return std::hash<std::string>()(replacement.name) * 8 +
+           static_cast<std::size_t>(replacement.dataClass);
+}
+
+// The names and classes of the entries that repeat an earlier entry's, in the document's order:
+// the entries whose hashes (in `stored`, with their indexes) are equal are read again from
+// `text` and compared by name.
+std::vector<std::pair<std::string, DataClass>> Repeated(
+    const std::string& text, std::vector<std::pair<std::size_t, std::size_t>> stored) {
+    std::sort(stored.begin(), stored.end());
+    std::set<std::size_t> suspects;
+    for (std::size_t i = 1; i < stored.size(); ++i) {
+        if (stored[i].first != stored[i - 1].first) continue;
+        suspects.insert(stored[i - 1].second);
+        suspects.insert(stored[i].second);
+    }
+    std::vector<std::pair<std::string, DataClass>> repeated;
+    if (suspects.empty()) return repeated;
+    std::set<std::pair<std::string, DataClass>> seen;
+    std::size_t index = 0;
+    const StreamedList objects{
+        "objects", [&](JsonValue& entry) {
+            Store::Replacement replacement;
+            if (suspects.count(index++) != 0 && ReadEntry(entry, replacement).empty() &&
+                !seen.emplace(replacement.name, replacement.dataClass).second) {
+                repeated.emplace_back(replacement.name, replacement.dataClass);
+            }
+        }};
+    Json document;
+    ParseJson(text.data(), text.size(), document, &objects);
+    return repeated;
+}
+
 // What makes the document, its objects aside, no exchange document; empty when nothing does.
 std::string DocumentProblem(const Json& document) {
     static constexpr std::array<std::string_view, 2> kMembers{"format", "objects"};
@@ -180,18 +214,18 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
                 errors.push_back({"", Message(code, problem)});
                 return false;
             };
-            std::set<std::pair<std::string, DataClass>> seen;
+            // An entry given twice is found by the hash of its name and class, kept with its
+            // place in the document (16 bytes, where the names themselves would take about 90),
+            // and confirmed by name once the document is read: the transaction that stored
+            // both copies meanwhile is then cancelled.
+            std::vector<std::pair<std::size_t, std::size_t>> stored;  // hash, entry's index
             bool readable = true;
             std::size_t index = 0;
             const auto storeEntry = [&](JsonValue& entry) {
                 Store::Replacement replacement;
-                std::string problem = ReadEntry(entry, replacement);
-                if (problem.empty() &&
-                    !seen.emplace(replacement.name, replacement.dataClass).second) {
-                    problem =
-                        std::string("its ") + NameOf(replacement.dataClass) + " appears twice";
-                }
+                const std::string problem = ReadEntry(entry, replacement);
                 if (problem.empty()) {
+                    stored.emplace_back(NameHash(replacement), index);
                     replace(replacement);
                 } else {
                     refuse(replacement.name.empty() ? "objects/" + std::to_string(index)
@@ -209,6 +243,10 @@ bool ImportDocument(Store& store, const std::string& text, std::vector<ErrorInfo
             }
             const std::string shape = DocumentProblem(document);
             if (!shape.empty()) return refuseDocument(KivConfigStore::ERR_IMPORT_FAILED, shape);
+            for (const auto& [name, dataClass] : Repeated(text, std::move(stored))) {
+                refuse(name, std::string("its ") + NameOf(dataClass) + " appears twice");
+                readable = false;
+            }
             return readable;
         },
         errors);
