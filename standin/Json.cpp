@@ -23,6 +23,9 @@ constexpr unsigned kParseFlags = rapidjson::kParseValidateEncodingFlag |
                                  rapidjson::kParseNumbersAsStringsFlag;
 // Full precision: a double stored as its shortest text must read back as the same double.
 constexpr unsigned kNumberFlags = rapidjson::kParseFullPrecisionFlag;
+// What the engine wrote holds no number that full precision gets wrong (zero is written "0.0").
+constexpr unsigned kWrittenFlags =
+    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag | kNumberFlags;
 
 // Builds values from SAX events, a reader's or a value's. Each value is whole before it goes on
 // the stack, so a failed allocation leaves only whole values there, which the stack frees:
@@ -42,6 +45,8 @@ struct ValueStack {
     bool Int64(int64_t i) { return Push(JsonValue(i)); }
     bool Uint64(uint64_t u) { return Push(JsonValue(u)); }
     bool Double(double d) { return Push(JsonValue(d)); }
+    // Numbers come converted, unless a reader is told otherwise (Reading is).
+    bool RawNumber(const char*, rapidjson::SizeType, bool) { return false; }
     bool String(const char* s, rapidjson::SizeType n, bool) {
         return Push(JsonValue(s, n, allocator));
     }
@@ -220,6 +225,16 @@ std::string ParseJson(const char* text, std::size_t length, Json& out,
                                : result.IsError() ? result.Offset()
                                                   : bytes.Tell();
     return "offset " + std::to_string(offset) + ": " + reason;
+}
+
+bool ParseWritten(const char* text, std::size_t length, Json& out) {
+    rapidjson::MemoryStream bytes(text, length);
+    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
+    ValueStack values;
+    const rapidjson::ParseResult result = reader.Parse<kWrittenFlags>(bytes, values);
+    if (result.IsError() || bytes.Tell() != length || values.stack.size() != 1) return false;
+    static_cast<JsonValue&>(out) = std::move(values.stack.back());
+    return true;
 }
 
 void Assign(JsonValue& to, const JsonValue& from) {

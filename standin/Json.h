@@ -54,6 +54,11 @@ struct StreamedList {
 std::string ParseJson(const char* text, std::size_t length, Json& out,
                       const StreamedList* streamed = nullptr);
 
+// Parses a document the engine wrote itself (ToText's), as it reads back a stored one: still
+// checked for valid UTF-8 and JSON, but not for the rules above, which it kept when it was
+// written. False when it is not one JSON value (a damaged store).
+bool ParseWritten(const char* text, std::size_t length, Json& out);
+
 // Makes `to` a copy of `from`. Where RapidJSON's own copy writes through NULL when memory runs
 // out, this raises bad_alloc with `to` as it was and nothing leaked.
 void Assign(JsonValue& to, const JsonValue& from);

@@ -173,8 +173,7 @@ Store::~Store() {
 
 Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataClass) {
     Json document;
-    const std::string problem = ParseJson(text.data(), text.size(), document);
-    if (!problem.empty() || !document.IsObject()) {
+    if (!ParseWritten(text.data(), text.size(), document) || !document.IsObject()) {
         Fail(KivConfigStore::ERR_JSON_INVALID,
              "stored " + std::string(NameOf(static_cast<DataClass>(dataClass))) + " of " +
                  NameOf(id) + " is damaged");
