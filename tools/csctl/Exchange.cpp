@@ -2,6 +2,7 @@
 
 #include <rapidjson/error/en.h>
 #include <rapidjson/prettywriter.h>
+#include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,18 +63,75 @@ rapidjson::Document ParseDocument(const std::string& path, const std::string& te
     return document;
 }
 
+// The identities of an exchange document's entries, read without building the document's tree:
+// a large document is then held once, as its text. What is not a document names nothing.
+struct EntryNames : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, EntryNames> {
+    std::vector<Identity> identities;
+    int depth = 0;  // of the containers open: the root 1, "objects" 2, an entry 3
+    bool objectsNext = false;
+    bool inObjects = false;
+    std::string member;
+
+    bool Key(const char* text, rapidjson::SizeType length, bool) {
+        member.assign(text, length);
+        if (depth == 1) objectsNext = member == "objects";
+        return true;
+    }
+    bool String(const char* text, rapidjson::SizeType length, bool) {
+        if (!inObjects || depth != 3) return true;
+        Identity& identity = identities.back();
+        std::string* field = member == "key"          ? &identity.key
+                             : member == "group"      ? &identity.group
+                             : member == "component"  ? &identity.component
+                             : member == "instanceId" ? &identity.instance
+                                                      : nullptr;
+        if (field != nullptr) field->assign(text, length);
+        return true;
+    }
+    bool StartObject() {
+        if (++depth == 3 && inObjects) identities.emplace_back();
+        return true;
+    }
+    bool EndObject(rapidjson::SizeType) {
+        --depth;
+        return true;
+    }
+    bool StartArray() {
+        if (++depth == 2 && objectsNext) inObjects = true;
+        return true;
+    }
+    bool EndArray(rapidjson::SizeType) {
+        if (depth-- == 2) inObjects = false;
+        return true;
+    }
+};
+
+std::vector<Identity> NamesIn(const char* text) {
+    EntryNames names;
+    rapidjson::StringStream stream(text);
+    rapidjson::Reader().Parse(stream, names);
+    return std::move(names.identities);
+}
+
 // The filters of what a document holds: one for each key, group and component, every instance.
-std::vector<Filter> FiltersOf(const rapidjson::Document& document) {
+std::vector<Filter> FiltersOf(const std::vector<Identity>& identities) {
     std::set<std::tuple<std::string, std::string, std::string>> named;
-    for (const auto& entry : document["objects"].GetArray()) {
-        named.emplace(entry["key"].GetString(), entry["group"].GetString(),
-                      entry["component"].GetString());
+    for (const Identity& identity : identities) {
+        named.emplace(identity.key, identity.group, identity.component);
     }
     std::vector<Filter> filters;
     for (const auto& [key, group, component] : named) {
         filters.push_back(MakeFilter({key, group, component, "", {}}));
     }
     return filters;
+}
+
+std::vector<Identity> IdentitiesOf(const rapidjson::Document& document) {
+    std::vector<Identity> identities;
+    for (const auto& entry : document["objects"].GetArray()) {
+        identities.push_back(IdentityOf(entry));
+    }
+    return identities;
 }
 
 std::vector<FilterSpecObjectStruct*> Handles(const std::vector<Filter>& filters) {
@@ -221,13 +279,20 @@ rapidjson::Document StoredValues(const Identity& identity, DataClass dataClass) 
     return values;
 }
 
-// Deletes the stored objects that the filters select. Their tree is gone before the import
-// that follows, which would otherwise hold it beside the document's text.
+// Deletes the stored objects that the filters select, named by the store's export of them,
+// whose text is all that is held.
 void DeleteStored(ConfigStoreStruct* store, const std::vector<Filter>& filters) {
-    const rapidjson::Document stored = StoredUnder(filters);
+    if (filters.empty()) return;
+    char* raw = nullptr;
+    std::vector<FilterSpecObjectStruct*> handles = Handles(filters);
+    const ConfigStoreCStatus status =
+        Logged([&] { return Export(handles.data(), static_cast<int>(handles.size()), &raw); });
+    Text text(raw);
+    Check(status, "cannot export");
+    const std::vector<Identity> stored = NamesIn(text.get());
+    text.reset();
     std::set<std::string> deleted;
-    for (const auto& entry : stored["objects"].GetArray()) {
-        const Identity identity = IdentityOf(entry);
+    for (const Identity& identity : stored) {
         if (!deleted.insert(Name(identity)).second) continue;
         Check(Logged([&] {
                   return Delete(store, identity.key.c_str(), identity.group.c_str(),
@@ -265,7 +330,7 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
     }
     ConfigStoreStruct* store = session.store();
     const std::vector<Filter> filters =
-        replace ? FiltersOf(ParseDocument(path, text)) : std::vector<Filter>();
+        replace ? FiltersOf(NamesIn(text.c_str())) : std::vector<Filter>();
     InTransaction(store, !dryRun, [&] {
         DeleteStored(store, filters);
         ImportText(text);
@@ -276,7 +341,7 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
 bool RunDiff(Session& session, const std::string& path) {
     const rapidjson::Document document = ParseDocument(path, ReadDocument(path));
     session.store();  // the namespace must exist
-    const rapidjson::Document stored = StoredUnder(FiltersOf(document));
+    const rapidjson::Document stored = StoredUnder(FiltersOf(IdentitiesOf(document)));
     const auto before = EntriesOf(stored);
     const auto after = EntriesOf(document);
     rapidjson::Document differences(rapidjson::kArrayType);
