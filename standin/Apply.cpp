@@ -65,9 +65,10 @@ void RunApplyModules(const StoreFiles& files, const Changes& changes, const Reco
         std::map<std::string, std::string> input;
         std::set<std::string> seen;
         for (const Changes::Change& change : changes.List()) {
-            if (IsResultRecord(change.id)) continue;
-            std::string line = Line(change.id, change.className);
-            if (seen.insert(line).second) input[change.id.component] += line;
+            const ConfigStoreObjectId id = change.Id();
+            if (IsResultRecord(id)) continue;
+            std::string line = Line(id, change.className);
+            if (seen.insert(line).second) input[id.component] += line;
         }
         // Stage by stage: every component's early modules run before any network module.
         std::map<std::string, std::pair<std::string, ModuleOutcome>> results;  // stage, outcome

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "Files.h"
@@ -18,11 +19,21 @@ constexpr char kDeletedClass[] = "deleted";
 class Changes {
 public:
     struct Change {
-        KivConfigStore::ConfigStoreObjectId id;
+        // The identity's key, group, component and instance id, each ended by a NUL, which no
+        // identity holds: an import of many objects keeps one string per change until its
+        // commit, where four would take 128 bytes and more.
+        std::string identity;
         const char* className;
+        KivConfigStore::ConfigStoreObjectId Id() const;
     };
     void Add(const KivConfigStore::ConfigStoreObjectId& id, const char* className) {
-        changes_.push_back({id, className});
+        std::string identity;
+        identity.reserve(id.key.size() + id.group.size() + id.component.size() +
+                         id.instanceId.size() + 4);
+        for (const std::string* field : {&id.key, &id.group, &id.component, &id.instanceId}) {
+            identity.append(*field).push_back('\0');
+        }
+        changes_.push_back({std::move(identity), className});
     }
     void Append(Changes&& other);
     bool Empty() const { return changes_.empty(); }

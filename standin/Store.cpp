@@ -154,6 +154,17 @@ void Store::WriteScope::Commit(long long version) {
     store_.committed_.Append(std::move(changes_));
 }
 
+ConfigStoreObjectId Changes::Change::Id() const {
+    std::string fields[4];
+    std::size_t start = 0;
+    for (std::string& field : fields) {
+        const std::size_t end = identity.find('\0', start);
+        field = identity.substr(start, end - start);
+        start = end + 1;
+    }
+    return ConfigStoreObjectId(fields[0], fields[1], fields[2], fields[3]);
+}
+
 void Changes::Append(Changes&& other) {
     if (changes_.empty()) {
         changes_ = std::move(other.changes_);
