@@ -14,7 +14,8 @@ const char* InstanceOrNull(const Identity& identity) {
     return identity.instance.empty() ? nullptr : identity.instance.c_str();
 }
 
-// The exchange document of what the filters select.
+}  // namespace
+
 Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
     char* raw = nullptr;
     const ConfigStoreCStatus status =
@@ -23,8 +24,6 @@ Text ExportText(std::vector<FilterSpecObjectStruct*> filters) {
     Check(status, "cannot export");
     return text;
 }
-
-}  // namespace
 
 std::string Name(const Identity& identity) {
     std::string name =
@@ -79,6 +78,10 @@ Identity IdentityOf(const rapidjson::Value& entry) {
 }
 
 // The name of a class in the exchange document.
+const char* ClassOf(const rapidjson::Value& entry) {
+    return entry.HasMember("class") ? entry["class"].GetString() : "configuration";
+}
+
 const char* ClassName(DataClass dataClass) {
     // In the order of DataClass.
     static const char* const kNames[] = {"configuration", "userData", "vitalData", "cachedData"};
@@ -173,18 +176,8 @@ Object StartOf(ConfigStoreStruct* store, const Write& write) {
         Object object = write.replace ? Object() : Fetch(store, write.identity);
         return object ? std::move(object) : Create(write.identity);
     }
-    rapidjson::Document document(rapidjson::kObjectType);
-    if (!write.replace) {
-        const rapidjson::Document exported = Exported(write.identity);
-        for (const auto& entry : exported["objects"].GetArray()) {
-            const char* name =
-                entry.HasMember("class") ? entry["class"].GetString() : "configuration";
-            if (SameIdentity(entry, write.identity) &&
-                std::strcmp(name, ClassName(write.dataClass)) == 0) {
-                document.CopyFrom(entry["values"], document.GetAllocator());
-            }
-        }
-    }
+    rapidjson::Document document = write.replace ? rapidjson::Document(rapidjson::kObjectType)
+                                                 : StoredClass(write.identity, write.dataClass);
     for (const Assignment& assignment : write.values) {
         if (!isObject(assignment)) continue;
         rapidjson::Document value(&document.GetAllocator());
@@ -311,8 +304,7 @@ std::vector<ClassValues> ClassesOf(const rapidjson::Value& exported, const Ident
             }
             values = &instance->value;
         }
-        const char* name = entry.HasMember("class") ? entry["class"].GetString() : "configuration";
-        if (values != nullptr) classes.push_back({name, values});
+        if (values != nullptr) classes.push_back({ClassOf(entry), values});
     }
     return classes;
 }
@@ -361,6 +353,18 @@ std::string SubPath(const std::vector<SubName>& names) {
 rapidjson::Document Exported(const Identity& pattern) {
     const Filter filter = MakeFilter(pattern);
     return ExportedBy({filter.get()});
+}
+
+rapidjson::Document StoredClass(const Identity& identity, DataClass dataClass) {
+    const rapidjson::Document exported = Exported(identity);
+    rapidjson::Document values(rapidjson::kObjectType);
+    for (const auto& entry : exported["objects"].GetArray()) {
+        if (SameIdentity(entry, identity) &&
+            std::strcmp(ClassOf(entry), ClassName(dataClass)) == 0) {
+            values.CopyFrom(entry["values"], values.GetAllocator());
+        }
+    }
+    return values;
 }
 
 ConfigStoreStruct* Session::store() {

@@ -67,12 +67,19 @@ Identity IdentityOf(const rapidjson::Value& entry);
 // An instance id that the identity's schema wants or forbids: CS_C_INVALID_ARGUMENT, saying
 // what to change.
 void CheckIdentity(const Identity& identity);
+// The class of an exchange document's entry ("configuration" when it names none).
+const char* ClassOf(const rapidjson::Value& entry);
 // The name of a class in the exchange document ("configuration", "userData", ...).
 const char* ClassName(DataClass dataClass);
 
 // A sub-object path, "KEY[:ID][/KEY[:ID]...]", read (kUsage when a key is empty) and written.
 std::vector<SubName> ParseSubPath(const std::string& path);
 std::string SubPath(const std::vector<SubName>& names);
+
+// The text of the exchange document of what the filters select.
+Text ExportText(std::vector<FilterSpecObjectStruct*> filters);
+// The values one class of the store holds for an identity; an empty object when none.
+rapidjson::Document StoredClass(const Identity& identity, DataClass dataClass);
 
 // The exchange document of what a filter spec of `pattern` selects (empty fields select all).
 rapidjson::Document Exported(const Identity& pattern);

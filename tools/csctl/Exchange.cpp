@@ -146,10 +146,6 @@ rapidjson::Document StoredUnder(const std::vector<Filter>& filters) {
     return ExportedBy(Handles(filters));
 }
 
-const char* ClassOf(const rapidjson::Value& entry) {
-    return entry.HasMember("class") ? entry["class"].GetString() : "configuration";
-}
-
 void ImportText(const std::string& text) {
     ErrorList errors;
     const ConfigStoreCStatus status =
@@ -265,30 +261,11 @@ void RunEditor(const std::string& path) {
     }
 }
 
-// The values a class of the store holds for an identity; an empty object when none.
-rapidjson::Document StoredValues(const Identity& identity, DataClass dataClass) {
-    const rapidjson::Document exported = Exported(identity);
-    rapidjson::Document values(rapidjson::kObjectType);
-    for (const auto& entry : exported["objects"].GetArray()) {
-        const Identity named = IdentityOf(entry);
-        if (named.instance == identity.instance &&
-            std::strcmp(ClassOf(entry), ClassName(dataClass)) == 0) {
-            values.CopyFrom(entry["values"], values.GetAllocator());
-        }
-    }
-    return values;
-}
-
 // Deletes the stored objects that the filters select, named by the store's export of them,
 // whose text is all that is held.
 void DeleteStored(ConfigStoreStruct* store, const std::vector<Filter>& filters) {
     if (filters.empty()) return;
-    char* raw = nullptr;
-    std::vector<FilterSpecObjectStruct*> handles = Handles(filters);
-    const ConfigStoreCStatus status =
-        Logged([&] { return Export(handles.data(), static_cast<int>(handles.size()), &raw); });
-    Text text(raw);
-    Check(status, "cannot export");
+    Text text = ExportText(Handles(filters));
     const std::vector<Identity> stored = NamesIn(text.get());
     text.reset();
     std::set<std::string> deleted;
@@ -313,13 +290,7 @@ void RunExport(Session& session, const std::vector<std::string>& keys, const Ide
             MakeFilter({key, pattern.group, pattern.component, pattern.instance, {}}));
     }
     session.store();  // the namespace must exist
-    char* raw = nullptr;
-    std::vector<FilterSpecObjectStruct*> handles = Handles(filters);
-    const ConfigStoreCStatus status =
-        Logged([&] { return Export(handles.data(), static_cast<int>(handles.size()), &raw); });
-    const Text text(raw);
-    Check(status, "cannot export");
-    session.output().Document(text.get());
+    session.output().Document(ExportText(Handles(filters)).get());
 }
 
 void RunImport(Session& session, const std::string& path, bool dryRun, bool replace) {
@@ -359,7 +330,7 @@ bool RunDiff(Session& session, const std::string& path) {
 void RunEdit(Session& session, const Identity& identity, DataClass dataClass) {
     CheckIdentity(identity);
     session.store();
-    const std::string original = Pretty(StoredValues(identity, dataClass));
+    const std::string original = Pretty(StoredClass(identity, dataClass));
     const char* directory = std::getenv("TMPDIR");
     std::string path =
         std::string(directory != nullptr && *directory != '\0' ? directory : "/tmp") +
