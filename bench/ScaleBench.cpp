@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <vector>
 
 #include "StandinBench.h"
 
@@ -202,28 +204,31 @@ void SelectBaseline(benchmark::State& state) {
     }
 }
 
-// ---- Bytes per object: `range(0)` bytes of JSON text each, written in one transaction ---------
+// ---- Bytes per object: about `range(0)` bytes of JSON text each, written in one transaction ---
 
-// A document of many small values, ints and strings in turn, of about `bytes` bytes of text.
-std::string DocumentOfSize(std::size_t bytes) {
+// The document of object `index`: the class's value names, with ints and strings in turn that
+// differ from object to object, of about `bytes` bytes of text.
+std::string DocumentOfSize(std::size_t bytes, int index) {
     std::ostringstream text;
     text << '{';
     for (int value = 0; static_cast<std::size_t>(text.tellp()) + 1 < bytes; ++value) {
         if (value > 0) text << ',';
         text << "\"v" << value << "\":";
+        const long long seed = (value + 1LL) * (index + 1LL) * 7919 % 1000003;
         if (value % 2 == 0) {
-            text << value * 7919 % 100000;
+            text << seed;
         } else {
-            text << "\"text-" << value << "\"";
+            text << "\"text-" << seed << "\"";
         }
     }
     text << '}';
     return text.str();
 }
 
-// Enough objects to fill pages many times over, without writing more than 16 MiB.
+// Enough objects that a page's worth of the file's fixed parts weighs little, without writing
+// more than 16 MiB.
 int ObjectsOfSize(std::size_t bytes) {
-    return static_cast<int>(std::min<std::size_t>(1000, (16u << 20) / bytes));
+    return static_cast<int>(std::clamp<std::size_t>((16u << 20) / bytes, 256, 100000));
 }
 
 std::uintmax_t FileBytes(const std::string& path) {
@@ -232,24 +237,16 @@ std::uintmax_t FileBytes(const std::string& path) {
     return error ? 0 : size;
 }
 
-// The store's file and any write-ahead log left beside it, per object, beside the JSON text.
-void CountBytes(benchmark::State& state, const std::string& path, int objects,
-                const std::string& document) {
-    const double stored = static_cast<double>(FileBytes(path) + FileBytes(path + "-wal"));
-    state.counters["bytes_per_object"] = stored / objects;
-    state.counters["json_per_object"] = static_cast<double>(document.size());
-}
-
-// Fills a new store of `name` with `objects` copies of `document`, in one transaction, and
-// closes it: the log is checkpointed.
-void FillEngine(const std::string& name, const std::string& document, int objects) {
+// Fills a new store of `name` with `documents`, in one transaction, and closes it: the log is
+// checkpointed.
+void FillEngine(const std::string& name, const std::vector<std::string>& documents) {
     ConfigStoreStruct* engine = nullptr;
     Require(GetStore(name.c_str(), &engine), "GetStore");
     Require(BeginTransaction(engine), "BeginTransaction");
-    for (int index = 0; index < objects; ++index) {
+    for (std::size_t index = 0; index < documents.size(); ++index) {
         ConfigStoreObjectStruct* object = nullptr;
-        Require(CreateObject(KeyOf(index).c_str(), kGroup, kComponent, nullptr, document.c_str(),
-                             &object),
+        Require(CreateObject(KeyOf(static_cast<int>(index)).c_str(), kGroup, kComponent, nullptr,
+                             documents[index].c_str(), &object),
                 "CreateObject");
         Require(Set(engine, object, "INTERNAL"), "Set");
         DestroyConfigStoreObject(object);
@@ -258,12 +255,13 @@ void FillEngine(const std::string& name, const std::string& document, int object
     Require(DestroyStore(engine), "DestroyStore");
 }
 
-void FillBaseline(const std::string& name, const std::string& document, int objects) {
+void FillBaseline(const std::string& name, const std::vector<std::string>& documents) {
     BaselineDatabase baseline(name, kObjectsTable);
     sqlite3_stmt* insert = baseline.Prepare("INSERT INTO objects VALUES(?1, ?2, ?3, '', 0, ?4, 1)");
     baseline.Begin();
-    for (int index = 0; index < objects; ++index) {
-        const std::string_view fields[] = {KeyOf(index), kGroup, kComponent, document};
+    for (std::size_t index = 0; index < documents.size(); ++index) {
+        const std::string key = KeyOf(static_cast<int>(index));
+        const std::string_view fields[] = {key, kGroup, kComponent, documents[index]};
         for (int field = 0; field < 4; ++field) BindText(insert, field + 1, fields[field]);
         if (sqlite3_step(insert) != SQLITE_DONE) baseline.Fail("insert");
         sqlite3_reset(insert);
@@ -275,19 +273,30 @@ std::string EnginePath(const std::string& name) {
     return stateDir + "/" + name + ".db";
 }
 
-// Each iteration fills a new store; the last one is measured.
+// Each iteration fills a new store; the last one is measured: its file and any write-ahead log
+// left beside it, per object, beside the text.
 void MeasureBytes(benchmark::State& state,
-                  void (*fill)(const std::string&, const std::string&, int),
+                  void (*fill)(const std::string&, const std::vector<std::string>&),
                   std::string (*pathOf)(const std::string&)) {
-    const std::string document = DocumentOfSize(static_cast<std::size_t>(state.range(0)));
-    const int objects = ObjectsOfSize(document.size());
+    const auto bytes = static_cast<std::size_t>(state.range(0));
+    std::vector<std::string> documents(static_cast<std::size_t>(ObjectsOfSize(bytes)));
+    double text = 0;
+    for (std::size_t index = 0; index < documents.size(); ++index) {
+        documents[index] = DocumentOfSize(bytes, static_cast<int>(index));
+        text += static_cast<double>(documents[index].size());
+    }
     static int run = 0;
     std::string name;
     for (auto _ : state) {
-        name = "bytes" + std::to_string(state.range(0)) + "-" + std::to_string(run++);
-        fill(name, document, objects);
+        name = "bytes" + std::to_string(bytes) + "-" + std::to_string(run++);
+        fill(name, documents);
     }
-    CountBytes(state, pathOf(name), objects, document);
+    const std::string path = pathOf(name);
+    const double stored = static_cast<double>(FileBytes(path) + FileBytes(path + "-wal"));
+    const auto objects = static_cast<double>(documents.size());
+    state.counters["bytes_per_object"] = stored / objects;
+    state.counters["json_per_object"] = text / objects;
+    state.counters["objects"] = objects;
 }
 
 void BytesEngine(benchmark::State& state) {
@@ -503,7 +512,7 @@ void RegisterScaleBenchmarks() {
             b->Arg(values)->MinTime(0.2)->Repetitions(5)->Unit(benchmark::kMicrosecond);
         });
     }
-    for (const int bytes : {100, 1024, 4096, 65536}) {
+    for (const int bytes : {100, 1024, 4096, 8192, 16384, 65536}) {
         RegisterPair("ScaleBytes", BytesEngine, BytesBaseline, [bytes](auto* b) {
             b->Arg(bytes)->Iterations(1)->Repetitions(1)->Unit(benchmark::kMillisecond);
         });

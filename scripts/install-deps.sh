@@ -14,6 +14,7 @@ packages=(
     ninja-build
     rapidjson-dev
     libsqlite3-dev
+    libzstd-dev
     uuid-dev
     libcli11-dev
     bash-completion

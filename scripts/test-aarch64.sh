@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Cross-builds everything for Linux aarch64 and runs every test suite under qemu-aarch64.
-# The arm64 packages the build needs (GoogleTest, SQLite, libuuid and RapidJSON for the stand-in
-# engine, CLI11 for csctl) are unpacked into a private root; the system's packages are left alone.
+# The arm64 packages the build needs (GoogleTest, SQLite, libuuid, zstd and RapidJSON for the
+# stand-in engine, CLI11 for csctl) are unpacked into a private root; the system's packages are left alone.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh g++-aarch64-linux-gnu qemu-user
 
 root=${CONFIGSTOREC_AARCH64_ROOT:-$PWD/.aarch64-root}
 export CONFIGSTOREC_AARCH64_ROOT=$root
-arm64_packages="libgtest-dev:arm64 libsqlite3-0:arm64 libsqlite3-dev:arm64 libuuid1:arm64 uuid-dev:arm64 rapidjson-dev libcli11-dev"
+arm64_packages="libgtest-dev:arm64 libsqlite3-0:arm64 libsqlite3-dev:arm64 libuuid1:arm64 uuid-dev:arm64 libzstd1:arm64 libzstd-dev:arm64 rapidjson-dev libcli11-dev"
 if [ "$(cat "$root/.unpacked" 2>/dev/null)" != "$arm64_packages" ]; then
     sudo=""
     [ "$(id -u)" -eq 0 ] || sudo="sudo"

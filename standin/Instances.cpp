@@ -24,7 +24,8 @@ ObjectList Store::GetDesiredInstances(const ConfigStoreObjectId& id) {
                                            std::string(rows.Text(0)));
         auto object = std::make_shared<ConfigStoreObject>(instance);
         EngineObject& values = EngineState::Of(*object);
-        Json document = ParseStored(rows.Text(1), instance, static_cast<int>(DataClass::Desired));
+        Json document = ParseStored(documents_.Expand(access.db(), rows.Document(1)), instance,
+                                    static_cast<int>(DataClass::Desired));
         AddLoaded(values, DataClass::Configuration, document);
         values.version = rows.Integer(2);
         objects.push_back(std::move(object));
@@ -96,7 +97,8 @@ void Store::ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool
         }
         const long long dataClass = rows.Integer(4);
         if (dataClass < 0 || dataClass > kValueClasses) continue;
-        current.texts[static_cast<std::size_t>(dataClass)].emplace(rows.Text(5));
+        current.texts[static_cast<std::size_t>(dataClass)].emplace(
+            documents_.Expand(db, rows.Document(5)));
         if (dataClass < static_cast<long long>(DataClass::CachedData)) {
             version = std::max(version, rows.Integer(6));
         }

@@ -36,8 +36,15 @@ std::string ObjectsIndexes(const std::string& schema) {
            "CREATE INDEX " +
            schema + ".objects_component ON objects(component, grp);";
 }
+// Documents' compression dictionaries (Documents.h), by zstd's id for each; `rows`, the objects
+// table's rows when it was trained.
+std::string DictionariesTable(const std::string& schema) {
+    return "CREATE TABLE " + schema +
+           ".dictionaries(id INTEGER PRIMARY KEY, rows INTEGER NOT NULL, content BLOB NOT NULL);";
+}
 std::string MainTables(const std::string& schema) {
-    return ObjectsTable(schema) + ObjectsIndexes(schema) + "CREATE TABLE " + schema +
+    return ObjectsTable(schema) + ObjectsIndexes(schema) + DictionariesTable(schema) +
+           "CREATE TABLE " + schema +
            ".counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
            "INSERT INTO " +
            schema + ".counter VALUES(0, 0);";
@@ -61,7 +68,8 @@ std::string RebuildObjects(const std::string& schema) {
 }
 // What brings a file of format `from` up to date in place; empty when nothing can.
 std::string UpgradeMain(const std::string& schema, long long from) {
-    return from == 1 ? RebuildObjects(schema) : "";
+    if (from < 1 || from > 2) return "";
+    return (from == 1 ? RebuildObjects(schema) : "") + DictionariesTable(schema);
 }
 std::string UpgradeRuntime(const std::string& schema, long long from) {
     if (from == 1) {
@@ -81,9 +89,10 @@ struct Layout {
     const char* synchronous;
     std::string (*upgrade)(const std::string& schema, long long from);
 };
+// The dictionaries came with format 3: a reader of an older file finds none, and needs none.
 const char* const kMainTableNames[] = {"objects", "counter", nullptr};
 const char* const kRuntimeTableNames[] = {"objects", "boot", nullptr};
-const Layout kMain{"main", MainTables, kMainTableNames, 2, 1, "FULL", UpgradeMain};
+const Layout kMain{"main", MainTables, kMainTableNames, 3, 1, "FULL", UpgradeMain};
 const Layout kRuntime{"runtime", RuntimeTables, kRuntimeTableNames, 3, 2, "OFF", UpgradeRuntime};
 
 // Fills the new file `temporary`, which stands for `path`, with the layout's tables.

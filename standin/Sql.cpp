@@ -72,6 +72,13 @@ std::string_view Cursor::Text(int column) const {
                            : std::string_view(text, static_cast<std::size_t>(size));
 }
 
+StoredDocument Cursor::Document(int column) const {
+    if (sqlite3_column_type(statement_, column) != SQLITE_BLOB) return {Text(column), false};
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+    const int size = sqlite3_column_bytes(statement_, column);
+    return {std::string_view(bytes, static_cast<std::size_t>(size)), true};
+}
+
 bool Cursor::IsNull(int column) const {
     return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }
@@ -215,6 +222,15 @@ void Database::Bind(sqlite3_stmt* statement, int index, std::string_view text) {
     // No copy: the text outlives the cursor, whose end clears the bindings.
     if (sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC,
                             SQLITE_UTF8) != SQLITE_OK) {
+        Raise(KivConfigStore::ERR_DB_BIND_FAILED);
+    }
+}
+
+void Database::Bind(sqlite3_stmt* statement, int index, StoredDocument document) {
+    if (!document.compressed) return Bind(statement, index, document.bytes);
+    // A frame is never empty, so its data is never the null that would bind NULL.
+    if (sqlite3_bind_blob64(statement, index, document.bytes.data(), document.bytes.size(),
+                            SQLITE_STATIC) != SQLITE_OK) {
         Raise(KivConfigStore::ERR_DB_BIND_FAILED);
     }
 }

@@ -29,6 +29,12 @@ struct Sql {
 // An argument of a statement built at run time: NULL, an integer or text.
 using SqlValue = std::variant<std::nullptr_t, long long, std::string>;
 
+// A document as a row holds it: JSON text, or a compressed frame (a blob).
+struct StoredDocument {
+    std::string_view bytes;
+    bool compressed = false;
+};
+
 class Cursor {
 public:
     Cursor(sqlite3_stmt* statement, CSErrorCodes failure, const char* schema = "main");
@@ -41,6 +47,7 @@ public:
     bool Next();
     long long Integer(int column) const;
     std::string_view Text(int column) const;
+    StoredDocument Document(int column) const;
     bool IsNull(int column) const;
 
 private:
@@ -96,6 +103,10 @@ public:
     void SetBusyTimeout(int milliseconds) { sqlite3_busy_timeout(db_, milliseconds); }
     int Changes() const { return sqlite3_changes(db_); }
     bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
+    // The longest text or blob the connection stores.
+    std::size_t LongestValue() const {
+        return static_cast<std::size_t>(sqlite3_limit(db_, SQLITE_LIMIT_LENGTH, -1));
+    }
     // SQLite's code of the connection's last failure.
     int ErrorCode() const { return sqlite3_extended_errcode(db_); }
     // Raises `code` with SQLite's description of the connection's last failure, naming the file
@@ -111,6 +122,7 @@ private:
     sqlite3_stmt* Prepare(const char* text);
     void Bind(sqlite3_stmt* statement, int index, std::string_view text);
     void Bind(sqlite3_stmt* statement, int index, long long number);
+    void Bind(sqlite3_stmt* statement, int index, StoredDocument document);
     void Bind(sqlite3_stmt* statement, int index, int number) {
         Bind(statement, index, static_cast<long long>(number));
     }

@@ -41,6 +41,32 @@ const Sql kClearBooting{"DELETE FROM runtime.boot WHERE " IDENTITY,
                         KivConfigStore::ERR_DB_DELETE_FAILED, "runtime"};
 #undef IDENTITY
 
+const Sql kSelectDictionary{"SELECT content FROM main.dictionaries WHERE id = ?1",
+                            KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kNewestDictionary{
+    "SELECT id, content FROM main.dictionaries WHERE length(content) > 0"
+    " ORDER BY rows DESC LIMIT 1",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kTrainingDue{
+    "SELECT (SELECT ifnull(max(rowid), 0) FROM main.objects),"
+    " (SELECT ifnull(max(rows), 0) FROM main.dictionaries)",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kNewestDocuments{"SELECT document FROM main.objects ORDER BY rowid DESC",
+                           KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kStoreDictionary{
+    "INSERT INTO main.dictionaries VALUES(?1, ?2, ?3)"
+    " ON CONFLICT(id) DO UPDATE SET rows = excluded.rows",
+    KivConfigStore::ERR_DB_WRITE_FAILED};
+// Negative ids are no dictionary's: zstd's are positive.
+const Sql kNoteTraining{"INSERT OR REPLACE INTO main.dictionaries VALUES(-?1, ?1, x'')",
+                        KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kTextsAfter{
+    "SELECT rowid, document FROM main.objects WHERE rowid > ?1 AND typeof(document) = 'text'"
+    " ORDER BY rowid LIMIT 256",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kRepack{"UPDATE main.objects SET document = ?2 WHERE rowid = ?1",
+                  KivConfigStore::ERR_DB_UPDATE_FAILED};
+
 const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
 const Sql kCommit{"COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
 const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED};
@@ -79,10 +105,12 @@ Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
     const char* const tables[] = {"main.objects", "runtime.objects"};
     if (!differs.empty()) {
         // Classes 0-3 hold an object's values; 4, the desired configuration, is not compared.
+        // SQL reads no compressed document: those rows come, and the filter's matcher decides.
         for (const char* table : tables) {
             where += std::string(" AND NOT EXISTS (SELECT 1 FROM ") + table +
                      " o WHERE o.key = p.key AND o.grp = p.grp AND o.component = p.component"
-                     " AND o.instance = p.instance AND o.class < 4 AND (" +
+                     " AND o.instance = p.instance AND o.class < 4"
+                     " AND typeof(o.document) = 'text' AND (" +
                      differs + "))";
         }
     }

@@ -127,7 +127,9 @@ namespace {
 
 Store::WriteScope::WriteScope(Store& store) : store_(store) {
     if (store_.files_.readOnly) RefuseReadOnly();
-    if (!store_.inTransaction_) store_.db_.Do(kBegin);
+    if (store_.inTransaction_) return;
+    store_.db_.Do(kBegin);
+    store_.documents_.TransactionBegins();
 }
 
 Store::WriteScope::~WriteScope() {
@@ -146,9 +148,10 @@ void Store::WriteScope::WillChange(int statements) {
 }
 
 void Store::WriteScope::Commit(long long version) {
-    if (!store_.inTransaction_ || savepoint_) {
-        store_.db_.Do(store_.inTransaction_ ? kRelease : kCommit);
-    }
+    if (store_.inTransaction_ && savepoint_) store_.db_.Do(kRelease);
+    // Outside the savepoint: what a training stores must not depend on this write's fate.
+    store_.documents_.TrainIfDue(store_.db_, !store_.inTransaction_);
+    if (!store_.inTransaction_) store_.db_.Do(kCommit);
     done_ = true;
     if (store_.inTransaction_ && version != 0) store_.transactionVersion_ = version;
     store_.committed_.Append(std::move(changes_));
@@ -230,7 +233,7 @@ StoredClasses Store::LoadStored(Database& db, const ConfigStoreObjectId& id, lon
         const long long dataClass = rows.Integer(0);
         if (dataClass < 0 || dataClass > kValueClasses) continue;
         stored[static_cast<std::size_t>(dataClass)].emplace(
-            ParseStored(rows.Text(1), id, static_cast<int>(dataClass)));
+            ParseStored(documents_.Expand(db, rows.Document(1)), id, static_cast<int>(dataClass)));
         if (dataClass < static_cast<long long>(DataClass::CachedData)) {
             *version = std::max(*version, rows.Integer(2));
         }
@@ -292,6 +295,7 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
     const std::shared_ptr<const Schema> schema = SchemaChecked(id);
     ObjectValues& values = EngineState::Of(object);
     if (external && IsBooting(id)) Fail(KivConfigStore::ERR_EXTERNAL_CONTEXT_DURING_BOOT);
+    scope.TrainIfDue();
     long long ignored = 0;
     StoredClasses stored = LoadStored(db_, id, &ignored);
     const bool recordDesired =
@@ -311,8 +315,11 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
         if (written[dataClass] == nullptr) continue;
         const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
+        const std::string text = ToText(*written[dataClass]);
+        // Cached data lives in the runtime database, which keeps text.
         db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
-               dataClass, ToText(*written[dataClass]), cached ? 0 : version);
+               dataClass, cached ? StoredDocument{text} : documents_.Pack(db_, text),
+               cached ? 0 : version);
         scope.Changed(id, NameOf(static_cast<DataClass>(dataClass)));
     }
 }
@@ -327,10 +334,12 @@ void Store::StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long
         written[static_cast<int>(DataClass::Configuration)] = &values.values;
         ValidateStored(*schema, written, StoredClasses{});
     }
+    scope.TrainIfDue();
     scope.WillChange(version == 0 && !VersionKnown() ? 2 : 1);
     if (version == 0) version = NextVersion();
+    const std::string text = ToText(values.values);
     db_.Do(kStoreMain, id.key, id.group, id.component, id.instanceId,
-           static_cast<int>(DataClass::Desired), ToText(values.values), version);
+           static_cast<int>(DataClass::Desired), documents_.Pack(db_, text), version);
     scope.Changed(id, NameOf(DataClass::Desired));
 }
 
@@ -419,6 +428,7 @@ void Store::BeginTransaction() {
     if (inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED, "a transaction is already open");
     db_.Do(kBegin);
+    documents_.TransactionBegins();
     inTransaction_ = true;
     transactionOwner_ = std::this_thread::get_id();
     rolledBack_ = false;
@@ -433,6 +443,7 @@ void Store::CommitTransaction() {
         if (!OwnsTransaction())
             Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
         try {
+            documents_.TrainIfDue(db_, true);
             db_.Do(kCommit);
         } catch (...) {
             // SQLite keeps the transaction open after some failures (the caller may retry or

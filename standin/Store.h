@@ -17,6 +17,7 @@
 
 #include "Classes.h"
 #include "Commits.h"
+#include "Documents.h"
 #include "Files.h"
 #include "ObjectState.h"
 #include "Schemas.h"
@@ -131,6 +132,10 @@ private:
         // `version` is the one the write's durable changes carry, 0 for none: a transaction's
         // later writes carry it too.
         void Commit(long long version = 0);
+        // Between two objects of the scope: a training due may run unless a savepoint is open.
+        void TrainIfDue() {
+            if (!savepoint_) store_.documents_.TrainIfDue(store_.db_, false);
+        }
 
     private:
         Store& store_;
@@ -149,8 +154,7 @@ private:
                      long long& version);
     void StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long& version);
     // The identity's stored documents; `version` rises to the latest of its durable classes.
-    static StoredClasses LoadStored(Database& db, const ConfigStoreObjectId& id,
-                                    long long* version);
+    StoredClasses LoadStored(Database& db, const ConfigStoreObjectId& id, long long* version);
     // An object made of an identity's stored class texts; null when no value class is stored.
     std::shared_ptr<ConfigStoreObject> Assemble(const StoredIdentity& identity, long long version,
                                                 const std::shared_ptr<const Schema>& schema);
@@ -181,6 +185,7 @@ private:
     // Opened when a thread reads while another thread's transaction is open: it sees only what
     // was committed, as another process would.
     std::unique_ptr<Database> reader_;
+    Documents documents_;  // of both connections
     bool inTransaction_ = false;
     std::thread::id transactionOwner_;  // the thread that began the open transaction
     std::condition_variable transactionEnded_;

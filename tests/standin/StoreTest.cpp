@@ -93,34 +93,38 @@ TEST(StoreFiles, ReadOnlyStoresCreateNothingAndRefuseWrites) {
     setenv("CONFIGSTORE_RUNTIME_DIR", run.c_str(), 1);
 }
 
-// A store file that an earlier release made (format 1, objects of every durable class): a reader
-// reads it as it is, and the first writer's open rebuilds it in place, every object and version
-// reading back the same, whole by the full check.
+// Store files that earlier releases made (formats 1 and 2, objects of every durable class): a
+// reader reads each as it is, and the first writer's open brings it up to date in place, every
+// object and version reading back the same, whole by the full check.
 TEST(StoreFiles, AWriterUpgradesAnEarlierFormatThatAReaderReadsAsItIs) {
-    const fs::path file = fs::path(getenv("CONFIGSTORE_DIR")) / "upgraded.db";
-    fs::create_directories(file.parent_path());
-    fs::copy_file(STORE_DATA "/format1.db", file);
-    const auto bytes = [&] {
-        std::ifstream stream(file, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(stream), {});
-    };
-    const std::string original = bytes();
-    setenv("CONFIGSTORE_NAMESPACE", "upgraded", 1);
     setenv("CONFIGSTORE_CHECK", "full", 1);
-    std::string first;
-    for (const char* readOnly : {"1", "0", "1"}) {  // a reader, the first writer, a reader again
-        setenv("CONFIGSTORE_READ_ONLY", readOnly, 1);
-        const auto object =
-            ConfigStore::GetStore(sGlobalNamespace)->Get({"lan", "net", "router", "b"});
-        const std::string read = Export({Filter({"", "net", "router", ""})}) + object->GetVersion();
-        unsetenv("CONFIGSTORE_READ_ONLY");
-        const char format = first.empty() ? 1 : 2;  // the header's user version (bytes 60-63)
-        if (first.empty()) first = read;
-        EXPECT_EQ(read, first);
-        EXPECT_EQ(bytes().at(63), format) << readOnly;
-        EXPECT_TRUE(format == 2 || bytes() == original) << "a reader changed the file";
+    for (const char earlier : {1, 2}) {
+        const std::string name = "upgraded" + std::to_string(earlier);
+        const fs::path file = fs::path(getenv("CONFIGSTORE_DIR")) / (name + ".db");
+        fs::create_directories(file.parent_path());
+        fs::copy_file(STORE_DATA "/format" + std::to_string(earlier) + ".db", file);
+        const auto bytes = [&] {
+            std::ifstream stream(file, std::ios::binary);
+            return std::string(std::istreambuf_iterator<char>(stream), {});
+        };
+        const std::string original = bytes();
+        setenv("CONFIGSTORE_NAMESPACE", name.c_str(), 1);
+        std::string first;
+        for (const char* readOnly : {"1", "0", "1"}) {  // a reader, the first writer, a reader
+            setenv("CONFIGSTORE_READ_ONLY", readOnly, 1);
+            const auto object =
+                ConfigStore::GetStore(sGlobalNamespace)->Get({"lan", "net", "router", "b"});
+            const std::string read =
+                Export({Filter({"", "net", "router", ""})}) + object->GetVersion();
+            unsetenv("CONFIGSTORE_READ_ONLY");
+            const char format = first.empty() ? earlier : 3;  // the user version (bytes 60-63)
+            if (first.empty()) first = read;
+            EXPECT_EQ(read, first);
+            EXPECT_EQ(bytes().at(63), format) << readOnly;
+            EXPECT_TRUE(format == 3 || bytes() == original) << "a reader changed the file";
+        }
+        EXPECT_NE(first.find(R"("addr":"10.0.0.2")"), std::string::npos) << first;
     }
-    EXPECT_NE(first.find(R"("addr":"10.0.0.2")"), std::string::npos) << first;
     unsetenv("CONFIGSTORE_CHECK");
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
