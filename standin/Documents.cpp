@@ -85,8 +85,9 @@ std::string_view Documents::Expand(Database& db, StoredDocument stored) {
     if (id != 0 && dictionary == nullptr) return {};
     if (expansion_ == nullptr) expansion_.reset(Made(ZSTD_createDCtx()));
     expanded_.resize(size);
-    const std::size_t made = ZSTD_decompress_usingDDict(
-        expansion_.get(), expanded_.data(), expanded_.size(), frame.data(), frame.size(), dictionary);
+    const std::size_t made =
+        ZSTD_decompress_usingDDict(expansion_.get(), expanded_.data(), expanded_.size(),
+                                   frame.data(), frame.size(), dictionary);
     if (ZSTD_isError(made) || made != size) return {};
     return expanded_;
 }
@@ -112,9 +113,9 @@ StoredDocument Documents::Pack(Database& db, std::string_view text) {
     if (compressor_ == nullptr) return {text, false};
     if (compression_ == nullptr) compression_.reset(Made(ZSTD_createCCtx()));
     packed_.resize(ZSTD_compressBound(text.size()));
-    const std::size_t size = ZSTD_compress_usingCDict(compression_.get(), packed_.data(),
-                                                      packed_.size(), text.data(), text.size(),
-                                                      compressor_.get());
+    const std::size_t size =
+        ZSTD_compress_usingCDict(compression_.get(), packed_.data(), packed_.size(), text.data(),
+                                 text.size(), compressor_.get());
     if (ZSTD_isError(size) || size >= text.size()) return {text, false};
     return {std::string_view(packed_.data(), size), true};
 }
@@ -151,8 +152,8 @@ void Documents::Train(Database& db, long long rows, bool first) {
             sizes.push_back(text.size());
         }
     }
-    std::string dictionary(
-        std::clamp(samples.size() / 8, kSmallestDictionary, kLargestDictionary), '\0');
+    std::string dictionary(std::clamp(samples.size() / 8, kSmallestDictionary, kLargestDictionary),
+                           '\0');
     const std::size_t size =
         ZDICT_trainFromBuffer(dictionary.data(), dictionary.size(), samples.data(), sizes.data(),
                               static_cast<unsigned>(sizes.size()));

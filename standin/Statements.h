@@ -20,11 +20,11 @@ extern const Sql kBootSetter, kSetBooting, kClearBooting;
 
 // The store's compression dictionaries (Documents): one by its id (?1); the newest one's id and
 // content; the rows the objects table has (its highest row id) beside those it had at the latest
-// training; the documents, newest first; a new dictionary (?1 id, ?2 rows, ?3 content) and a training that found too little
-// to learn from (?1 rows); the rows stored as text after row ?1, a batch in row order; and one
-// row's document replaced (?1 row, ?2 document).
-extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocuments, kStoreDictionary,
-    kNoteTraining, kTextsAfter, kRepack;
+// training; the documents, newest first; a new dictionary (?1 id, ?2 rows, ?3 content) and a
+// training that found too little to learn from (?1 rows); the rows stored as text after row ?1, a
+// batch in row order; and one row's document replaced (?1 row, ?2 document).
+extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocuments,
+    kStoreDictionary, kNoteTraining, kTextsAfter, kRepack;
 
 // A write in the caller's transaction has a savepoint of its own.
 extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
@@ -46,9 +46,9 @@ struct Query {
 };
 // The rows of every stored class (store and runtime databases) of the identities whose key,
 // group, component and instance id equal `fields`' non-empty ones, and of which no stored value
-// class kept as text holds a value under a tested path that differs from it, in identity and class order (the
-// identity index's; the rows that the component index finds are sorted). Columns:
-// key, group, component, instance id, class, document, version.
+// class kept as text holds a value under a tested path that differs from it, in identity and class
+// order (the identity index's; the rows that the component index finds are sorted). Columns: key,
+// group, component, instance id, class, document, version.
 Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
                    const std::vector<ValueTest>& tests);
 

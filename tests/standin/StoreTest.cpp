@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <kivconfigstore/ConfigStore.h>
 #include <kivconfigstore/ErrorCodes.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -126,6 +127,65 @@ TEST(StoreFiles, AWriterUpgradesAnEarlierFormatThatAReaderReadsAsItIs) {
         EXPECT_NE(first.find(R"("addr":"10.0.0.2")"), std::string::npos) << first;
     }
     unsetenv("CONFIGSTORE_CHECK");
+    unsetenv("CONFIGSTORE_NAMESPACE");
+}
+
+// Documents of 1 KiB and more are compressed with a dictionary that the store trains once it
+// holds 32 rows. They read back as written by identity, in a transaction and after it, in a list
+// whose value filter SQL cannot apply to them, and in an export; a cancelled transaction takes
+// its dictionary along, and the writes after it do not use it (as another process, which knows
+// no dictionary of that transaction, finds); damage names the object.
+TEST(StoreFiles, LargeDocumentsAreCompressedAndReadAsWritten) {
+    const std::string name = TestName();
+    setenv("CONFIGSTORE_NAMESPACE", name.c_str(), 1);
+    auto store = ConfigStore::GetStore(sGlobalNamespace);
+    const auto id = [&](int i) { return ConfigStoreObjectId("k", "g", name, std::to_string(i)); };
+    int round = 0;  // what the cancelled transaction writes differs from what stays
+    const auto text = [&](int i) {
+        return std::to_string(round) + std::string(1500, 'a' + i % 26);
+    };
+    const auto write = [&](int i) {
+        auto object = CreateObject(id(i), "");
+        object->SetValue("text", text(i).c_str());
+        object->SetValue("n", i);
+        store->Set(object, INTERNAL);
+    };
+    const auto readsBack = [&](int i) {
+        std::string value;
+        const auto object = store->Get(id(i));
+        return object != nullptr && object->GetValue("text", &value) == 1 && value == text(i);
+    };
+    store->BeginTransaction();
+    for (int i = 0; i < 40; ++i) write(i);
+    EXPECT_TRUE(readsBack(39));
+    store->CancelTransaction();
+    round = 1;
+    for (int i = 0; i < 40; ++i) write(i);
+    store = nullptr;  // the last handle: the next opens the file afresh
+    store = ConfigStore::GetStore(sGlobalNamespace);
+    for (int i = 0; i < 40; ++i) EXPECT_TRUE(readsBack(i)) << i;
+    EXPECT_EQ(Names(store->GetInstances(Filter({"", "g", name, ""}, R"({"n": 7})"))), "k/7");
+    EXPECT_NE(Export({Filter({"k", "g", name, ""})}).find(R"("n":39)"), std::string::npos);
+
+    const std::string file = (fs::path(getenv("CONFIGSTORE_DIR")) / (name + ".db")).string();
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    const auto scalar = [&](const char* sql) {
+        sqlite3_stmt* statement = nullptr;
+        sqlite3_prepare_v2(db, sql, -1, &statement, nullptr);
+        const std::string value =
+            sqlite3_step(statement) == SQLITE_ROW
+                ? reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))
+                : "";
+        sqlite3_finalize(statement);
+        return value;
+    };
+    EXPECT_EQ(scalar("SELECT count(*) FROM objects WHERE typeof(document) = 'blob'"), "40");
+    EXPECT_LT(std::stoi(scalar("SELECT max(length(document)) FROM objects")), 500);
+    scalar("UPDATE objects SET document = substr(document, 1, 12) || x'00ff' WHERE instance = '3'");
+    sqlite3_close(db);
+    EXPECT_EQ(CodeOf([&] { store->Get(id(3)); }), ERR_JSON_INVALID);
+    EXPECT_TRUE(readsBack(4));
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
