@@ -171,6 +171,9 @@ fi
 
 # A document against the store: its differences, a dry run, an import that replaces; an edit.
 run export interface >"$work/interfaces.json"
+# More keys than one export of a replacement takes at once (k99 sorts last).
+jq -n '{format: "configstore/1", objects: [range(300) | {key: "k\(.)", group: "g",
+    component: "many", instanceId: "a", values: {n: .}}]}' >"$work/many.json"
 check_rows <<'ROWS'
 0 | set interface interfaces network --instance eth1 mtu=1500 ++ set interface interfaces network --instance eth7 mtu=1400 | .ok
 9 | diff "$work/interfaces.json" | map(select(.class == "configuration") | [.instanceId, .value, .stored, .document]) == [["eth1", "mtu", 1500, 1400], ["eth7", "mtu", 1400, null]]
@@ -179,6 +182,10 @@ check_rows <<'ROWS'
 0 | import --replace "$work/interfaces.json" | .ok
 0 | diff "$work/interfaces.json" | . == []
 65 | diff "$here/csctl-test.sh" | .error.name == "DATA_ERROR" and (.error.message | test("not JSON"))
+0 | import "$work/many.json" | .ok
+0 | set k99 g many --instance b n=1 | .ok
+0 | import --replace "$work/many.json" | .ok
+0 | diff "$work/many.json" | . == []
 0 | EDITOR='sed -i s/1400/1280/' edit interface interfaces network --instance eth1 | .ok
 0 | get interface interfaces network --instance eth1 mtu | .values.mtu == 1280
 0 | EDITOR=true edit interface interfaces network --instance eth1 | .ok

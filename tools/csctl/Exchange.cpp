@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <set>
 #include <tuple>
@@ -113,17 +114,29 @@ std::vector<Identity> NamesIn(const char* text) {
     return std::move(names.identities);
 }
 
-// The filters of what a document holds: one for each key, group and component, every instance.
-std::vector<Filter> FiltersOf(const std::vector<Identity>& identities) {
-    std::set<std::tuple<std::string, std::string, std::string>> named;
+// The keys, groups and components that identities name, each once.
+using Keys = std::set<std::tuple<std::string, std::string, std::string>>;
+Keys KeysOf(const std::vector<Identity>& identities) {
+    Keys keys;
     for (const Identity& identity : identities) {
-        named.emplace(identity.key, identity.group, identity.component);
+        keys.emplace(identity.key, identity.group, identity.component);
     }
+    return keys;
+}
+
+// The filters of `keys` from `first` on, at most `count`: each selects every instance.
+std::vector<Filter> FiltersOf(Keys::const_iterator first, const Keys::const_iterator& end,
+                              std::size_t count) {
     std::vector<Filter> filters;
-    for (const auto& [key, group, component] : named) {
+    for (; first != end && filters.size() < count; ++first) {
+        const auto& [key, group, component] = *first;
         filters.push_back(MakeFilter({key, group, component, "", {}}));
     }
     return filters;
+}
+std::vector<Filter> FiltersOf(const std::vector<Identity>& identities) {
+    const Keys keys = KeysOf(identities);
+    return FiltersOf(keys.begin(), keys.end(), keys.size());
 }
 
 std::vector<Identity> IdentitiesOf(const rapidjson::Document& document) {
@@ -261,22 +274,27 @@ void RunEditor(const std::string& path) {
     }
 }
 
-// Deletes the stored objects that the filters select, named by the store's export of them,
-// whose text is all that is held.
-void DeleteStored(ConfigStoreStruct* store, const std::vector<Filter>& filters) {
-    if (filters.empty()) return;
-    Text text = ExportText(Handles(filters));
-    const std::vector<Identity> stored = NamesIn(text.get());
-    text.reset();
-    std::set<std::string> deleted;
-    for (const Identity& identity : stored) {
-        if (!deleted.insert(Name(identity)).second) continue;
-        Check(Logged([&] {
-                  return Delete(store, identity.key.c_str(), identity.group.c_str(),
-                                identity.component.c_str(),
-                                identity.instance.empty() ? nullptr : identity.instance.c_str());
-              }),
-              "cannot delete " + Name(identity));
+// Deletes every stored instance of `keys`, named by the store's export of them, a few hundred
+// keys at a time: a document of many keys is then never held as filters or exported at once.
+void DeleteStored(ConfigStoreStruct* store, const Keys& keys) {
+    constexpr std::size_t kKeysAtOnce = 256;
+    for (auto first = keys.begin(); first != keys.end();) {
+        const std::vector<Filter> filters = FiltersOf(first, keys.end(), kKeysAtOnce);
+        std::advance(first, static_cast<std::ptrdiff_t>(filters.size()));
+        Text text = ExportText(Handles(filters));
+        const std::vector<Identity> stored = NamesIn(text.get());
+        text.reset();
+        std::set<std::string> deleted;
+        for (const Identity& identity : stored) {
+            if (!deleted.insert(Name(identity)).second) continue;
+            Check(Logged([&] {
+                      return Delete(
+                          store, identity.key.c_str(), identity.group.c_str(),
+                          identity.component.c_str(),
+                          identity.instance.empty() ? nullptr : identity.instance.c_str());
+                  }),
+                  "cannot delete " + Name(identity));
+        }
     }
 }
 
@@ -300,10 +318,10 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
         return session.output().Done();
     }
     ConfigStoreStruct* store = session.store();
-    const std::vector<Filter> filters =
-        replace ? FiltersOf(NamesIn(text.c_str())) : std::vector<Filter>();
+    Keys keys = replace ? KeysOf(NamesIn(text.c_str())) : Keys();
     InTransaction(store, !dryRun, [&] {
-        DeleteStored(store, filters);
+        DeleteStored(store, keys);
+        keys.clear();
         ImportText(text);
     });
     session.output().Done();
