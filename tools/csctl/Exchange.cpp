@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -116,11 +117,10 @@ std::vector<Identity> NamesIn(const char* text) {
 
 // The keys, groups and components that identities name, each once.
 using Keys = std::set<std::tuple<std::string, std::string, std::string>>;
-Keys KeysOf(const std::vector<Identity>& identities) {
+Keys KeysOf(std::vector<Identity>::const_iterator first,
+            const std::vector<Identity>::const_iterator& end) {
     Keys keys;
-    for (const Identity& identity : identities) {
-        keys.emplace(identity.key, identity.group, identity.component);
-    }
+    for (; first != end; ++first) keys.emplace(first->key, first->group, first->component);
     return keys;
 }
 
@@ -135,7 +135,7 @@ std::vector<Filter> FiltersOf(Keys::const_iterator first, const Keys::const_iter
     return filters;
 }
 std::vector<Filter> FiltersOf(const std::vector<Identity>& identities) {
-    const Keys keys = KeysOf(identities);
+    const Keys keys = KeysOf(identities.begin(), identities.end());
     return FiltersOf(keys.begin(), keys.end(), keys.size());
 }
 
@@ -274,8 +274,18 @@ void RunEditor(const std::string& path) {
     }
 }
 
-// Deletes every stored instance of `keys`, named by the store's export of them, a few hundred
-// keys at a time: a document of many keys is then never held as filters or exported at once.
+// Deletes every stored instance of `keys`, which have instances, in the engine, key by key.
+void DeleteInstancesOf(ConfigStoreStruct* store, const Keys& keys) {
+    for (const auto& [key, group, component] : keys) {
+        const Filter filter = MakeFilter({key, group, component, "", {}});
+        Check(Logged([&] { return DeleteInstances(store, filter.get()); }),
+              "cannot delete the instances of " + key);
+    }
+}
+
+// Deletes every stored object of `keys`, which may be singletons (a list operation would refuse
+// them), named by the store's export of them, a few hundred keys at a time: a document of many
+// keys is then never held as filters or exported at once.
 void DeleteStored(ConfigStoreStruct* store, const Keys& keys) {
     constexpr std::size_t kKeysAtOnce = 256;
     for (auto first = keys.begin(); first != keys.end();) {
@@ -318,10 +328,20 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
         return session.output().Done();
     }
     ConfigStoreStruct* store = session.store();
-    Keys keys = replace ? KeysOf(NamesIn(text.c_str())) : Keys();
+    Keys listed, single;  // the keys of entries with an instance id, and of those without
+    if (replace) {
+        std::vector<Identity> names = NamesIn(text.c_str());
+        const auto split = std::partition(names.begin(), names.end(), [](const Identity& name) {
+            return !name.instance.empty();
+        });
+        listed = KeysOf(names.begin(), split);
+        single = KeysOf(split, names.end());
+    }
     InTransaction(store, !dryRun, [&] {
-        DeleteStored(store, keys);
-        keys.clear();
+        DeleteInstancesOf(store, listed);
+        DeleteStored(store, single);
+        listed.clear();
+        single.clear();
         ImportText(text);
     });
     session.output().Done();
