@@ -65,7 +65,7 @@ void RunApplyModules(const StoreFiles& files, const Changes& changes, const Reco
         std::map<std::string, std::string> input;
         std::set<std::string> seen;
         for (const Changes::Change& change : changes.List()) {
-            const ConfigStoreObjectId id = change.Id();
+            const ConfigStoreObjectId id = changes.Id(change);
             if (IsResultRecord(id)) continue;
             std::string line = Line(id, change.className);
             if (seen.insert(line).second) input[id.component] += line;

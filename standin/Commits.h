@@ -19,27 +19,25 @@ constexpr char kDeletedClass[] = "deleted";
 class Changes {
 public:
     struct Change {
-        // The identity's key, group, component and instance id, each ended by a NUL, which no
-        // identity holds: an import of many objects keeps one string per change until its
-        // commit, where four would take 128 bytes and more.
-        std::string identity;
+        std::size_t identity;  // where the identity starts in the list's text
         const char* className;
-        KivConfigStore::ConfigStoreObjectId Id() const;
     };
     void Add(const KivConfigStore::ConfigStoreObjectId& id, const char* className) {
-        std::string identity;
-        identity.reserve(id.key.size() + id.group.size() + id.component.size() +
-                         id.instanceId.size() + 4);
+        changes_.push_back({identities_.size(), className});
         for (const std::string* field : {&id.key, &id.group, &id.component, &id.instanceId}) {
-            identity.append(*field).push_back('\0');
+            identities_.append(*field).push_back('\0');
         }
-        changes_.push_back({std::move(identity), className});
     }
     void Append(Changes&& other);
     bool Empty() const { return changes_.empty(); }
     const std::vector<Change>& List() const { return changes_; }
+    KivConfigStore::ConfigStoreObjectId Id(const Change& change) const;
 
 private:
+    // Every change's key, group, component and instance id, each ended by a NUL, which no
+    // identity holds: an import of many objects keeps its changes until its commit, where a
+    // string for each would take twice the memory, four of them four times.
+    std::string identities_;
     std::vector<Change> changes_;
 };
 

@@ -157,12 +157,12 @@ void Store::WriteScope::Commit(long long version) {
     store_.committed_.Append(std::move(changes_));
 }
 
-ConfigStoreObjectId Changes::Change::Id() const {
+ConfigStoreObjectId Changes::Id(const Change& change) const {
     std::string fields[4];
-    std::size_t start = 0;
+    std::size_t start = change.identity;
     for (std::string& field : fields) {
-        const std::size_t end = identity.find('\0', start);
-        field = identity.substr(start, end - start);
+        const std::size_t end = identities_.find('\0', start);
+        field = identities_.substr(start, end - start);
         start = end + 1;
     }
     return ConfigStoreObjectId(fields[0], fields[1], fields[2], fields[3]);
@@ -170,11 +170,17 @@ ConfigStoreObjectId Changes::Change::Id() const {
 
 void Changes::Append(Changes&& other) {
     if (changes_.empty()) {
+        identities_ = std::move(other.identities_);
         changes_ = std::move(other.changes_);
-        return;
+    } else {
+        const std::size_t shift = identities_.size();
+        identities_ += other.identities_;
+        for (Change change : other.changes_) {
+            change.identity += shift;
+            changes_.push_back(change);
+        }
     }
-    changes_.insert(changes_.end(), std::make_move_iterator(other.changes_.begin()),
-                    std::make_move_iterator(other.changes_.end()));
+    other.identities_.clear();
     other.changes_.clear();
 }
 
