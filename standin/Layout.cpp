@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "Documents.h"
 #include "Statements.h"
 
 namespace standin {
@@ -144,6 +145,19 @@ void CheckWhole(Database& db, const Layout& layout, const std::string& path) {
     Refuse(path, "the file is damaged: " + findings);
 }
 
+// SQLite's check reads pages, not what a compressed document holds: each must expand.
+void CheckDocuments(Database& db, const std::string& path) {
+    Documents documents;
+    auto rows = db.Run(kCompressedDocuments);
+    while (rows.Next()) {
+        if (!documents.Expand(db, rows.Document(5)).empty()) continue;
+        const std::string name = std::string(rows.Text(2)) + "/" + std::string(rows.Text(1)) + "/" +
+                                 std::string(rows.Text(0)) +
+                                 (rows.Text(3).empty() ? "" : "/" + std::string(rows.Text(3)));
+        Refuse(path, "the file is damaged: a stored document of " + name + " does not expand");
+    }
+}
+
 // Checks one database of the store (main or runtime), and brings a file of a format before up
 // to date, unless read only: a reader reads a file of a format its statements know as it is.
 void PrepareDatabase(Database& db, const Layout& layout, const std::string& path, bool readOnly) {
@@ -206,7 +220,10 @@ void OpenFiles(Database& db, const StoreFiles& files) {
         db.Execute(MainTables("main"), KivConfigStore::ERR_DB_CREATE_TABLE_FAILED);
     } else {
         PrepareDatabase(db, kMain, files.database, files.readOnly);
-        if (files.fullCheck) CheckWhole(db, kMain, files.database);
+        if (files.fullCheck) {
+            CheckWhole(db, kMain, files.database);
+            CheckDocuments(db, files.database);
+        }
     }
     bool attached = false, inUse = false;
     try {

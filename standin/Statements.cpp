@@ -64,6 +64,10 @@ const Sql kTextsAfter{
     "SELECT rowid, document FROM main.objects WHERE rowid > ?1 AND typeof(document) = 'text'"
     " ORDER BY rowid LIMIT 256",
     KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kCompressedDocuments{
+    "SELECT key, grp, component, instance, class, document FROM main.objects"
+    " WHERE typeof(document) = 'blob'",
+    KivConfigStore::ERR_DB_READ_FAILED};
 const Sql kRepack{"UPDATE main.objects SET document = ?2 WHERE rowid = ?1",
                   KivConfigStore::ERR_DB_UPDATE_FAILED};
 

@@ -24,7 +24,7 @@ extern const Sql kBootSetter, kSetBooting, kClearBooting;
 // training that found too little to learn from (?1 rows); the rows stored as text after row ?1, a
 // batch in row order; and one row's document replaced (?1 row, ?2 document).
 extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocuments,
-    kStoreDictionary, kNoteTraining, kTextsAfter, kRepack;
+    kStoreDictionary, kNoteTraining, kTextsAfter, kRepack, kCompressedDocuments;
 
 // A write in the caller's transaction has a savepoint of its own.
 extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;

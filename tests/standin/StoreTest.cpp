@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "Files.h"
+#include "Layout.h"
 #include "StandinTest.h"
 
 namespace {
@@ -134,7 +135,7 @@ TEST(StoreFiles, AWriterUpgradesAnEarlierFormatThatAReaderReadsAsItIs) {
 // holds 32 rows. They read back as written by identity, in a transaction and after it, in a list
 // whose value filter SQL cannot apply to them, and in an export; a cancelled transaction takes
 // its dictionary along, and the writes after it do not use it (as another process, which knows
-// no dictionary of that transaction, finds); damage names the object.
+// no dictionary of that transaction, finds); damage names the object, and the full check finds it.
 TEST(StoreFiles, LargeDocumentsAreCompressedAndReadAsWritten) {
     const std::string name = TestName();
     setenv("CONFIGSTORE_NAMESPACE", name.c_str(), 1);
@@ -182,10 +183,16 @@ TEST(StoreFiles, LargeDocumentsAreCompressedAndReadAsWritten) {
     };
     EXPECT_EQ(scalar("SELECT count(*) FROM objects WHERE typeof(document) = 'blob'"), "40");
     EXPECT_LT(std::stoi(scalar("SELECT max(length(document)) FROM objects")), 500);
-    scalar("UPDATE objects SET document = substr(document, 1, 12) || x'00ff' WHERE instance = '3'");
+    scalar(
+        "UPDATE objects SET document = CAST(substr(document, 1, 12) || x'00ff' AS BLOB)"
+        " WHERE instance = '3'");
     sqlite3_close(db);
     EXPECT_EQ(CodeOf([&] { store->Get(id(3)); }), ERR_JSON_INVALID);
     EXPECT_TRUE(readsBack(4));
+    standin::StoreFiles files = standin::FilesOf(name);
+    files.fullCheck = true;
+    standin::Database checked(file, file);
+    EXPECT_EQ(CodeOf([&] { standin::OpenFiles(checked, files); }), ERR_DB_INTEGRITY_CHECK_FAILED);
     unsetenv("CONFIGSTORE_NAMESPACE");
 }
 
