@@ -512,7 +512,7 @@ void RegisterScaleBenchmarks() {
             b->Arg(values)->MinTime(0.2)->Repetitions(5)->Unit(benchmark::kMicrosecond);
         });
     }
-    for (const int bytes : {100, 1024, 4096, 8192, 16384, 65536}) {
+    for (const int bytes : {100, 300, 1024, 4096, 8192, 16384, 65536}) {
         RegisterPair("ScaleBytes", BytesEngine, BytesBaseline, [bytes](auto* b) {
             b->Arg(bytes)->Iterations(1)->Repetitions(1)->Unit(benchmark::kMillisecond);
         });
