@@ -120,7 +120,7 @@ StoredDocument Documents::Pack(Database& db, std::string_view text) {
     return {std::string_view(packed_.data(), size), true};
 }
 
-void Documents::TrainIfDue(Database& db, bool endsTransaction) noexcept {
+void Documents::TrainIfDue(Database& db, bool endsTransaction) {
     if (unchecked_ == 0) return;
     if (!endsTransaction && unchecked_ < (compressor_ != nullptr ? kCheckWith : kCheckWithout)) {
         return;
@@ -133,6 +133,9 @@ void Documents::TrainIfDue(Database& db, bool endsTransaction) noexcept {
         if (rows < std::max(kFirstTraining, kGrowth * trained)) return;
         Train(db, rows, trained == 0);
     } catch (const std::exception& failure) {
+        // After some failures (a full disk, no memory) SQLite has rolled the transaction back:
+        // the write under way must not go on as if its transaction were still there.
+        if (!db.InTransaction()) throw;
         CSLogger::Log(CS_LOG_WARNING, "documents stay as they are stored: %s", failure.what());
     }
     unchecked_ = 0;

@@ -39,8 +39,8 @@ public:
     // when it is due one (at 32 rows, then each time the rows grow 8-fold), checked as each
     // transaction ends and every so many documents inside one. The first dictionary also
     // compresses the rows stored as text before it. The store works on without: a training
-    // that fails only logs why.
-    void TrainIfDue(Database& db, bool endsTransaction) noexcept;
+    // that fails only logs why, unless SQLite ended the transaction, whose failure it raises.
+    void TrainIfDue(Database& db, bool endsTransaction);
 
     // A transaction begins: its first write looks the newest dictionary up again (one that a
     // cancelled transaction trained is gone; another process may have trained one since).
