@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 #include <kivconfigstore/ErrorCodes.h>
 #include <kivconfigstore/Exceptions.h>
-#include <rapidjson/internal/regex.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -138,25 +135,13 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreNamedWithTheLimit) {
     }
 }
 
-// Why patterns are checked before RapidJSON compiles them: its regular expressions crash on
-// these, or search for longer than the alarm allows (a child process tries each). The engine
-// refuses every one of them.
+// Patterns that RapidJSON's regular expressions crash on, or search for longer than a caller would
+// wait, are refused before it compiles them.
 TEST(Schemas, PatternsThatCrashOrHangTheValidatorAreRefused) {
     std::string optionalPairs;
     for (int i = 0; i < 30; ++i) optionalPairs += "(a?|b?)";
     const std::string patterns[] = {"a(|b)", "(){2}", "{2}", "(a*)*", optionalPairs + "c"};
     for (const std::string& pattern : patterns) {
-        const pid_t child = fork();
-        ASSERT_NE(child, -1);
-        if (child == 0) {
-            alarm(2);
-            const rapidjson::internal::GenericRegex<rapidjson::UTF8<>> regex(pattern.c_str());
-            if (regex.IsValid()) regex.Search(std::string(40, 'a').c_str());
-            _exit(0);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << pattern;
         const standin::Json schema = Parse(("{\"pattern\": \"" + pattern + "\"}").c_str());
         EXPECT_NE(standin::SafetyProblem(schema), "") << pattern;
     }
