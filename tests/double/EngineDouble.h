@@ -60,7 +60,6 @@ struct ImportAnswer {
 };
 
 // A configuration object, as the engine would hand it out.
-std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(const std::string& key,
-                                                              const std::string& instanceId = "");
+std::shared_ptr<KivConfigStore::ConfigStoreObject> MakeObject(const std::string& key);
 
 }  // namespace enginedouble

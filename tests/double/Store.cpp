@@ -102,10 +102,8 @@ std::string Export(std::vector<FilterPtr>) {
 
 namespace enginedouble {
 
-std::shared_ptr<ConfigStoreObject> MakeObject(const std::string& key,
-                                              const std::string& instanceId) {
-    return std::make_shared<ConfigStoreObject>(
-        ConfigStoreObjectId(key, "group", "component", instanceId));
+std::shared_ptr<ConfigStoreObject> MakeObject(const std::string& key) {
+    return std::make_shared<ConfigStoreObject>(ConfigStoreObjectId(key, "group", "component", ""));
 }
 
 }  // namespace enginedouble

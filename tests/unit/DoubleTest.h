@@ -1,4 +1,4 @@
-// Fixtures on the engine double: every test starts from a freshly reset double.
+// The fixture of the tests on the engine double: every test starts from a freshly reset double.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -58,10 +58,10 @@ inline void Release(char**& list, int count) {
     DestroyStringArrayValue(&list, count);
 }
 
-class DoubleTest : public ::testing::Test {
+// An opened store, an object handle and a filter spec handle (of the key "fan") on a freshly reset
+// double, released by the fixture, which then expects no engine object or store to be alive.
+class HandleTest : public ::testing::Test {
 protected:
-    void SetUp() override { enginedouble::Reset(); }
-
     // The log holds exactly these lines, all at priority 0.
     static void ExpectLog(const std::vector<ExpectedLine>& expected) {
         const auto& lines = enginedouble::Recorded().log;
@@ -95,14 +95,9 @@ protected:
             EXPECT_EQ(lines[0].args.front(), tag ? tag : lines[0].args.front());
         }
     }
-};
 
-// An opened store, an object handle and a filter spec handle (of the key "fan"), released by the
-// fixture, which then expects no engine object or store to be alive.
-class HandleTest : public DoubleTest {
-protected:
     void SetUp() override {
-        DoubleTest::SetUp();
+        enginedouble::Reset();
         ASSERT_EQ(GetStore(nullptr, &store_), CS_C_OK);
         object_ = NewHandle<ConfigStoreObjectStruct>(enginedouble::MakeObject("object"), true);
         ASSERT_EQ(CreateFilterSpecObject("fan", "g", "c", nullptr, &filter_), CS_C_OK);
