@@ -137,7 +137,7 @@ check_rows <<'ROWS'
 ROWS
 
 # check reads every page: a damaged one is reported, and the file is left as it was.
-printf '%064d' 0 | dd of="$work/state/damaged.db" bs=1 seek=4104 conv=notrunc status=none
+printf '%064d' 0 | dd of="$work/state/damaged.db" bs=1 seek=8200 conv=notrunc status=none
 sum=$(cksum <"$work/state/damaged.db")
 check_rows <<'ROWS'
 1 | --namespace damaged check | .error.message | test("damaged.db: the file is damaged")

@@ -332,9 +332,9 @@ TEST_F(Reliability, DamagedOrUnreachableFilesAreRefusedUntouched) {
     const Damage damages[] = {
         {"truncated", [&](const fs::path& file) { made(file); fs::resize_file(file, fs::file_size(file) / 2); },
          OpenStore, damaged + "the file is damaged: database disk image is malformed"},
-        {"damaged-page-write", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+        {"damaged-page-write", [&](const fs::path& file) { made(file); Overwrite(file, 8192 + 8, 100); },
          [] { return Write("damaged", "kept", 2); }, damaged + "the file is damaged: database disk image is malformed"},
-        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 4096 + 8, 100); },
+        {"damaged-page-checked", [&](const fs::path& file) { made(file); Overwrite(file, 8192 + 8, 100); },
          [] { setenv("CONFIGSTORE_CHECK", "full", 1); return OpenStore(); }, damaged + "the file is damaged: On tree page 2"},
         {"newer-format", [&](const fs::path& file) { made(file); Sql(file, "PRAGMA user_version = 4", true); },
          OpenStore, damaged + "store format 4 is not 3"},
