@@ -16,7 +16,7 @@ constexpr int kApplicationId = 0x4b435331;
 // Documents of 1 KiB and more are compressed to about a third, so that a page holds several
 // documents of up to a few KiB of text. Larger pages (16 KiB, for text, in format 2) made each
 // durable commit write more bytes (1.23-1.29 times the baseline's time, against 1.06-1.11);
-// 4 KiB pages made a transaction of many writes split and write more pages (1.43-1.47 times
+// 4 KiB pages made a transaction of many writes split and write more pages (1.43-1.50 times
 // the baseline's, against 1.25-1.39). A file keeps the size it was made with.
 constexpr int kPageSize = 8192;
 
