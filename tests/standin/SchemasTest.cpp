@@ -136,14 +136,32 @@ TEST(Schemas, ValuesThatBreakTheSchemaAreNamedWithTheLimit) {
 }
 
 // Patterns that RapidJSON's regular expressions crash on, or search for longer than a caller would
-// wait, are refused before it compiles them.
+// wait, and schemas of too many subschemas, are refused before it compiles them; the limits
+// themselves pass.
 TEST(Schemas, PatternsThatCrashOrHangTheValidatorAreRefused) {
-    std::string optionalPairs;
-    for (int i = 0; i < 30; ++i) optionalPairs += "(a?|b?)";
-    const std::string patterns[] = {"a(|b)", "(){2}", "{2}", "(a*)*", optionalPairs + "c"};
-    for (const std::string& pattern : patterns) {
-        const standin::Json schema = Parse(("{\"pattern\": \"" + pattern + "\"}").c_str());
-        EXPECT_NE(standin::SafetyProblem(schema), "") << pattern;
+    const auto repeated = [](const std::string& part, int times) {
+        std::string text;
+        for (int i = 0; i < times; ++i) text += part;
+        return text;
+    };
+    const auto pattern = [](const std::string& text) { return "{\"pattern\": \"" + text + "\"}"; };
+    const auto anyOf = [&](int schemas) {
+        return "{\"anyOf\": [" + repeated("{},", schemas - 1) + "{}]}";
+    };
+    const std::pair<std::string, bool> cases[] = {
+        {pattern("a(|b)"), true},
+        {pattern("(){2}"), true},
+        {pattern("{2}"), true},
+        {pattern("(a*)*"), true},
+        {pattern(repeated("(a?|b?)", 30) + "c"), true},
+        {pattern("(a?|b)"), false},  // one alternative that may match nothing is fine
+        {pattern(repeated("a?", 64)), false},
+        {pattern(repeated("a?", 65)), true},
+        {anyOf(255), false},
+        {anyOf(256), true},
+    };
+    for (const auto& [text, refused] : cases) {
+        EXPECT_EQ(standin::SafetyProblem(Parse(text.c_str())) != "", refused) << text;
     }
 }
 
