@@ -138,7 +138,6 @@ void Documents::TrainIfDue(Database& db, bool endsTransaction) {
         if (!db.InTransaction()) throw;
         CSLogger::Log(CS_LOG_WARNING, "documents stay as they are stored: %s", failure.what());
     }
-    unchecked_ = 0;
 }
 
 void Documents::Train(Database& db, long long rows, bool first) {

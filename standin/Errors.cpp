@@ -37,4 +37,9 @@ std::string Message(CSErrorCodes code, const std::string& detail, const std::str
     return out;
 }
 
+std::string NameOf(const KivConfigStore::ConfigStoreObjectId& id) {
+    return id.component + "/" + id.group + "/" + id.key +
+           (id.instanceId.empty() ? "" : "/" + id.instanceId);
+}
+
 }  // namespace standin

@@ -4,6 +4,7 @@
 
 #include <kivconfigstore/ErrorCodes.h>
 #include <kivconfigstore/Exceptions.h>
+#include <kivconfigstore/ObjectIds.h>
 
 #include <string>
 
@@ -15,6 +16,9 @@ using KivConfigStore::CSErrorCodes;
 // "%s", one integer for "%d"), then ": detail" when a detail is given.
 std::string Message(CSErrorCodes code, const std::string& detail = {},
                     const std::string& argument = {}, int number = 0);
+
+// "component/group/key[/instance]", as messages name an object.
+std::string NameOf(const KivConfigStore::ConfigStoreObjectId& id);
 
 // Throws `Exception` (ConfigStoreException or one of its subclasses) for `code`.
 template <class Exception = KivConfigStore::ConfigStoreException>

@@ -152,11 +152,12 @@ void CheckDocuments(Database& db, const std::string& path) {
     Documents documents;
     auto rows = db.Run(kCompressedDocuments);
     while (rows.Next()) {
-        if (!documents.Expand(db, rows.Document(5)).empty()) continue;
-        const std::string name = std::string(rows.Text(2)) + "/" + std::string(rows.Text(1)) + "/" +
-                                 std::string(rows.Text(0)) +
-                                 (rows.Text(3).empty() ? "" : "/" + std::string(rows.Text(3)));
-        Refuse(path, "the file is damaged: a stored document of " + name + " does not expand");
+        if (!documents.Expand(db, rows.Document(4)).empty()) continue;
+        const KivConfigStore::ConfigStoreObjectId id(
+            std::string(rows.Text(0)), std::string(rows.Text(1)), std::string(rows.Text(2)),
+            std::string(rows.Text(3)));
+        Refuse(path,
+               "the file is damaged: a stored document of " + NameOf(id) + " does not expand");
     }
 }
 

@@ -65,7 +65,7 @@ const Sql kTextsAfter{
     " ORDER BY rowid LIMIT 256",
     KivConfigStore::ERR_DB_READ_FAILED};
 const Sql kCompressedDocuments{
-    "SELECT key, grp, component, instance, class, document FROM main.objects"
+    "SELECT key, grp, component, instance, document FROM main.objects"
     " WHERE typeof(document) = 'blob'",
     KivConfigStore::ERR_DB_READ_FAILED};
 const Sql kRepack{"UPDATE main.objects SET document = ?2 WHERE rowid = ?1",

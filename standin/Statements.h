@@ -22,7 +22,8 @@ extern const Sql kBootSetter, kSetBooting, kClearBooting;
 // content; the rows the objects table has (its highest row id) beside those it had at the latest
 // training; the documents, newest first; a new dictionary (?1 id, ?2 rows, ?3 content) and a
 // training that found too little to learn from (?1 rows); the rows stored as text after row ?1, a
-// batch in row order; and one row's document replaced (?1 row, ?2 document).
+// batch in row order; one row's document replaced (?1 row, ?2 document); and every compressed
+// document with its identity (key, group, component, instance id, document).
 extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocuments,
     kStoreDictionary, kNoteTraining, kTextsAfter, kRepack, kCompressedDocuments;
 

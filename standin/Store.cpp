@@ -35,11 +35,6 @@ void CheckIdentity(const ConfigStoreObjectId& id) {
     }
 }
 
-std::string NameOf(const ConfigStoreObjectId& id) {
-    return id.component + "/" + id.group + "/" + id.key +
-           (id.instanceId.empty() ? "" : "/" + id.instanceId);
-}
-
 std::shared_ptr<const Schema> SchemaChecked(const ConfigStoreObjectId& id) {
     std::shared_ptr<const Schema> schema = SchemaOf(id.component, id.group, id.key);
     if (schema != nullptr && schema->singleton && !id.instanceId.empty()) {
@@ -148,10 +143,13 @@ void Store::WriteScope::WillChange(int statements) {
 }
 
 void Store::WriteScope::Commit(long long version) {
-    if (store_.inTransaction_ && savepoint_) store_.db_.Do(kRelease);
-    // Outside the savepoint: what a training stores must not depend on this write's fate.
-    store_.documents_.TrainIfDue(store_.db_, !store_.inTransaction_);
-    if (!store_.inTransaction_) store_.db_.Do(kCommit);
+    if (store_.inTransaction_) {
+        if (savepoint_) store_.db_.Do(kRelease);
+    } else {
+        // Inside a transaction, the next object's write checks (TrainIfDue) before its savepoint.
+        store_.documents_.TrainIfDue(store_.db_, true);
+        store_.db_.Do(kCommit);
+    }
     done_ = true;
     if (store_.inTransaction_ && version != 0) store_.transactionVersion_ = version;
     store_.committed_.Append(std::move(changes_));

@@ -201,9 +201,6 @@ Json ParseStored(std::string_view text, const ConfigStoreObjectId& id, int dataC
 // is valid UTF-8.
 void CheckIdentity(const ConfigStoreObjectId& id);
 
-// "component/group/key[/instance]", as messages name an object.
-std::string NameOf(const ConfigStoreObjectId& id);
-
 // The schema of `id`, or null; InvalidArgumentException when the identity breaks its
 // singleton rule: an instance id on a singleton (1049), none on a multi-instance object (1048).
 std::shared_ptr<const Schema> SchemaChecked(const ConfigStoreObjectId& id);
