@@ -6,6 +6,7 @@
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <sqlite3.h>
 #include <algorithm>
 #include <array>
 
@@ -294,9 +295,9 @@ std::string BatchKey(int batch, int index) {
     return "batch" + std::to_string(batch) + "-" + KeyOf(index);
 }
 
-void WriteBatchEngine(benchmark::State& state) {
-    ConfigStoreStruct* store = EngineStore("batches");
-    static int batch = 0;
+void WriteBatches(benchmark::State& state, ConfigStoreStruct* store) {
+    static std::map<ConfigStoreStruct*, int> batches;  // of each store, over its runs
+    int& batch = batches[store];
     for (auto _ : state) {
         Require(BeginTransaction(store), "BeginTransaction");
         for (int index = 0; index < kBatch; ++index)
@@ -304,6 +305,9 @@ void WriteBatchEngine(benchmark::State& state) {
         Require(CommitTransaction(store), "CommitTransaction");
         ++batch;
     }
+}
+void WriteBatchEngine(benchmark::State& state) {
+    WriteBatches(state, EngineStore("batches"));
 }
 
 void WriteBatchBaseline(benchmark::State& state) {
@@ -319,8 +323,7 @@ void WriteBatchBaseline(benchmark::State& state) {
 }
 
 // One object written again and again, a value changed each time, each write durable on return.
-void DurableWriteEngine(benchmark::State& state) {
-    ConfigStoreStruct* store = EngineStore("durable");
+void DurableWrites(benchmark::State& state, ConfigStoreStruct* store) {
     ConfigStoreObjectStruct* object = NewEngineObject(KeyOf(0), Values(0));
     int written = 0;
     for (auto _ : state) {
@@ -328,6 +331,9 @@ void DurableWriteEngine(benchmark::State& state) {
         Require(Set(store, object, "INTERNAL"), "Set");
     }
     DestroyConfigStoreObject(object);
+}
+void DurableWriteEngine(benchmark::State& state) {
+    DurableWrites(state, EngineStore("durable"));
 }
 
 void DurableWriteBaseline(benchmark::State& state) {
@@ -340,6 +346,50 @@ void DurableWriteBaseline(benchmark::State& state) {
         store.Put(KeyOf(0), values);
         store.Commit();
     }
+}
+
+// ---- History on against history off ----------------------------------------------------------
+// The ratios above compare stores without history with SQLite, which keeps none; these compare
+// the same writes with the store's history on (its default) and off.
+
+ConfigStoreStruct* StoreWithHistory(const std::string& nameSpace, bool on) {
+    setenv("CONFIGSTORE_HISTORY_COMMITS", on ? "1000" : "0", 1);
+    ConfigStoreStruct* store = EngineStore(nameSpace);
+    setenv("CONFIGSTORE_HISTORY_COMMITS", "0", 1);
+    return store;
+}
+
+// The pages of the store's history per commit it keeps.
+double HistoryBytesPerCommit(const std::string& nameSpace) {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    double bytes = 0;
+    if (sqlite3_open((stateDir + "/" + nameSpace + ".db").c_str(), &db) == SQLITE_OK &&
+        sqlite3_prepare_v2(db,
+                           "SELECT (SELECT sum(pgsize) FROM dbstat WHERE name LIKE 'history%')"
+                           " / (SELECT count(*) FROM history_commits)",
+                           -1, &statement, nullptr) == SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW) {
+        bytes = sqlite3_column_double(statement, 0);
+    }
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return bytes;
+}
+
+void HistoryBatchOn(benchmark::State& state) {
+    WriteBatches(state, StoreWithHistory("batches-history", true));
+    state.counters["history_bytes_per_commit"] = HistoryBytesPerCommit("batches-history");
+}
+void HistoryBatchOff(benchmark::State& state) {
+    WriteBatches(state, StoreWithHistory("batches-plain", false));
+}
+void HistoryDurableOn(benchmark::State& state) {
+    DurableWrites(state, StoreWithHistory("durable-history", true));
+    state.counters["history_bytes_per_commit"] = HistoryBytesPerCommit("durable-history");
+}
+void HistoryDurableOff(benchmark::State& state) {
+    DurableWrites(state, StoreWithHistory("durable-plain", false));
 }
 
 // ---- The ratio table -------------------------------------------------------------------------
@@ -356,6 +406,8 @@ const Row kRows[] = {
     {"ReadScalar", "<= 100 ns", 100.0, true},
     {"WriteBatch", "<= 1.5x", 1.5, false},
     {"DurableWrite", "<= 1.2x", 1.2, false},
+    {"HistoryWriteBatch", "<= 1.25x", 1.25, false},
+    {"HistoryDurableWrite", "<= 1.15x", 1.15, false},
     {"GetInstances/10000", "<= 2x", 2.0, false},
     {"GetInstances/100000", "<= 2x", 2.0, false},
     {"GetInstancesByValue/10000", "<= 2x", 2.0, false},
@@ -532,6 +584,7 @@ int main(int argc, char** argv) {
     setenv("CONFIGSTORE_DIR", stateDir.c_str(), 1);
     setenv("CONFIGSTORE_RUNTIME_DIR", (stateDir + "/run").c_str(), 1);
     setenv("CONFIGSTORE_LOG", "stderr", 0);
+    setenv("CONFIGSTORE_HISTORY_COMMITS", "0", 1);  // but where StoreWithHistory says
 
     for (const int size : kFetchSizes) {
         RegisterPair("Fetch", FetchEngine, FetchBaseline, [size](auto* b) {
@@ -545,6 +598,12 @@ int main(int argc, char** argv) {
     // Durable writes wait for the disk, whose latency varies most: more, shorter repetitions.
     RegisterPair("DurableWrite", DurableWriteEngine, DurableWriteBaseline,
                  [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); });
+    RegisterPair("HistoryWriteBatch", HistoryBatchOn, HistoryBatchOff,
+                 [](auto* b) { b->Iterations(2)->Repetitions(5)->Unit(benchmark::kMillisecond); },
+                 {"On", "Off"});
+    RegisterPair("HistoryDurableWrite", HistoryDurableOn, HistoryDurableOff,
+                 [](auto* b) { b->MinTime(0.3)->Repetitions(10)->Unit(benchmark::kMicrosecond); },
+                 {"On", "Off"});
     RegisterListBenchmarks();
     RegisterScaleBenchmarks();
     RegisterManyValuesBenchmarks();

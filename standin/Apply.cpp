@@ -3,6 +3,7 @@
 #include <kivconfigstore/CSLogger.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <set>
@@ -16,10 +17,6 @@ namespace standin {
 using KivConfigStore::ConfigStoreObjectId;
 
 namespace {
-
-bool IsResultRecord(const ConfigStoreObjectId& id) {
-    return id.key == kResultKey && id.group == kResultGroup && id.component == kResultComponent;
-}
 
 std::string Line(const ConfigStoreObjectId& id, const char* className) {
     JsonText text;
@@ -39,9 +36,9 @@ std::string Line(const ConfigStoreObjectId& id, const char* className) {
 }
 
 void Record(const RecordWriter& record, const std::string& component, const std::string& stage,
-            const ModuleOutcome& outcome) {
+            const ModuleOutcome& outcome, long long version) {
     Json document;
-    MakeResultRecord(document, stage, outcome);
+    MakeResultRecord(document, stage, outcome, version);
     auto object = std::make_shared<KivConfigStore::ConfigStoreObject>(
         ConfigStoreObjectId(kResultKey, kResultGroup, kResultComponent, component));
     KivConfigStore::EngineState::Of(*object).Adopt(document);
@@ -92,7 +89,7 @@ void RunApplyModules(const StoreFiles& files, const Changes& changes, const Reco
             }
         }
         for (const auto& [component, result] : results) {
-            Record(record, component, result.first, result.second);
+            Record(record, component, result.first, result.second, changes.version);
         }
     } catch (const std::exception& e) {
         // The commit stands whatever happens here: what failed is logged.

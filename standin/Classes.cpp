@@ -79,22 +79,6 @@ void Merge(Json& document, const JsonValue& from) {
     for (const auto& member : from.GetObject()) Put(document, index, member.name, member.value);
 }
 
-const char* NameOf(DataClass dataClass) {
-    switch (dataClass) {
-        case DataClass::Configuration:
-            return "configuration";
-        case DataClass::UserData:
-            return "userData";
-        case DataClass::VitalData:
-            return "vitalData";
-        case DataClass::CachedData:
-            return "cachedData";
-        case DataClass::Desired:
-            return "desired";
-    }
-    return "unknown";
-}
-
 void AddLoaded(ObjectValues& object, DataClass dataClass, Json& document) {
     if (object.values.ObjectEmpty()) {
         object.values.Swap(document);  // the usual case: the first class loaded

@@ -12,8 +12,6 @@
 
 namespace standin {
 
-const char* NameOf(DataClass dataClass);
-
 // The stored documents of one identity, one per class; absent where nothing is stored.
 using StoredClasses = std::array<std::optional<Json>, kValueClasses + 1>;
 

@@ -4,7 +4,9 @@
 #include <kivconfigstore/ConfigStore.h>
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +35,8 @@ public:
     const std::vector<Change>& List() const { return changes_; }
     KivConfigStore::ConfigStoreObjectId Id(const Change& change) const;
 
+    long long version = 0;  // the version the commit gave its durable changes, 0 for none
+
 private:
     // Every change's key, group, component and instance id, each ended by a NUL, which no
     // identity holds: an import of many objects keeps its changes until its commit, where a
@@ -40,6 +44,13 @@ private:
     std::string identities_;
     std::vector<Change> changes_;
 };
+
+// The record of an apply module run (ResultRecord.h), which is no configuration.
+bool IsResultRecord(const KivConfigStore::ConfigStoreObjectId& id);
+
+// The components of `changes` whose apply modules a commit of them must run: recorded in the
+// commit as due, so that a writer that dies before its modules ran leaves the work pending.
+std::set<std::string> ComponentsToApply(std::initializer_list<const Changes*> changes);
 
 // Stores an object's values as its cached data, in a write of its own that nobody is told of.
 using RecordWriter = std::function<void(std::shared_ptr<KivConfigStore::ConfigStoreObject>)>;

@@ -42,4 +42,20 @@ std::string NameOf(const KivConfigStore::ConfigStoreObjectId& id) {
            (id.instanceId.empty() ? "" : "/" + id.instanceId);
 }
 
+const char* NameOf(DataClass dataClass) {
+    switch (dataClass) {
+        case DataClass::Configuration:
+            return "configuration";
+        case DataClass::UserData:
+            return "userData";
+        case DataClass::VitalData:
+            return "vitalData";
+        case DataClass::CachedData:
+            return "cachedData";
+        case DataClass::Desired:
+            return "desired";
+    }
+    return "unknown";
+}
+
 }  // namespace standin

@@ -20,6 +20,17 @@ std::string Message(CSErrorCodes code, const std::string& detail = {},
 // "component/group/key[/instance]", as messages name an object.
 std::string NameOf(const KivConfigStore::ConfigStoreObjectId& id);
 
+// The numbers are stored in the database: never renumber.
+enum class DataClass : int {
+    Configuration = 0,
+    UserData = 1,
+    VitalData = 2,
+    CachedData = 3,
+    Desired = 4,  // the desired user configuration; not part of an object's values
+};
+// "configuration", "userData", "vitalData", "cachedData" or "desired", as documents name a class.
+const char* NameOf(DataClass dataClass);
+
 // Throws `Exception` (ConfigStoreException or one of its subclasses) for `code`.
 template <class Exception = KivConfigStore::ConfigStoreException>
 [[noreturn]] void Fail(CSErrorCodes code, const std::string& detail = {},

@@ -124,6 +124,18 @@ bool FullCheckRequested(const std::string& nameSpace) {
     return SettingOn("CONFIGSTORE_CHECK", "full", "check every page", nameSpace);
 }
 
+long long HistorySetting(const char* name, long long unset, const std::string& nameSpace) {
+    const std::string value = Environment(name);
+    if (value.empty()) return unset;
+    if (value.size() <= 10 && value.find_first_not_of("0123456789") == std::string::npos) {
+        const long long number = std::stoll(value);
+        if (number <= 1000000000) return number;
+    }
+    Fail(KivConfigStore::ERR_DB_OPEN_FAILED,
+         std::string(name) + " is '" + value + "', not a number from 0 to 1000000000",
+         "'" + nameSpace + "'");
+}
+
 bool Exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0 || errno != ENOENT;
@@ -137,8 +149,12 @@ StoreFiles FilesOf(const std::string& nameSpace) {
     }
     const std::string state = StateDirectory();
     const StoreFiles files{state + "/" + nameSpace + ".db",
-                           RuntimeDirectory(state) + "/" + nameSpace + ".db", nameSpace,
-                           ReadOnlyRequested(nameSpace), FullCheckRequested(nameSpace)};
+                           RuntimeDirectory(state) + "/" + nameSpace + ".db",
+                           nameSpace,
+                           ReadOnlyRequested(nameSpace),
+                           FullCheckRequested(nameSpace),
+                           HistorySetting("CONFIGSTORE_HISTORY_COMMITS", 1000, nameSpace),
+                           HistorySetting("CONFIGSTORE_HISTORY_DAYS", 90, nameSpace)};
     files.readOnly ? CheckDirectoryOf(files.database) : MakeDirectoryOf(files.database);
     CheckDirectoryOf(files.runtimeDatabase);
     return files;

@@ -14,6 +14,9 @@ struct StoreFiles {
     std::string nameSpace;
     bool readOnly = false;   // opened for reading only: nothing is created or written
     bool fullCheck = false;  // every page of both files is checked as the store opens
+    // How many commits and days of history writes keep (0: none is recorded).
+    long long historyCommits = 1000;
+    long long historyDays = 90;
 };
 
 // CONFIGSTORE_READ_ONLY: "1" opens stores for reading only; unset, empty or "0" does not. Any
@@ -22,6 +25,11 @@ bool ReadOnlyRequested(const std::string& nameSpace);
 // CONFIGSTORE_CHECK: "full" checks the whole of both files as a store opens; unset, empty or
 // "0" does not. Any other value raises 1001 naming `nameSpace`.
 bool FullCheckRequested(const std::string& nameSpace);
+
+// CONFIGSTORE_HISTORY_COMMITS and CONFIGSTORE_HISTORY_DAYS: how many commits, and commits of
+// how many days, a store's history keeps (1,000 and 90 when unset or empty; 0 records none).
+// Anything but a number from 0 to 1,000,000,000 raises 1001 naming `nameSpace`.
+long long HistorySetting(const char* name, long long unset, const std::string& nameSpace);
 
 // The files of `nameSpace`, with the state directory created (0700) where missing, unless read
 // only, and both directories checked (CheckDirectoryOf). A name that cannot be a file name

@@ -144,6 +144,7 @@ void Store::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
         scope.WillChange(2);
         bool durable = false;
         for (const ConfigStoreObjectId& id : selected) {
+            history_.Removing(db_, id);
             db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
             durable |= db_.Changes() > 0;
             db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);

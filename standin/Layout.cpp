@@ -45,12 +45,25 @@ std::string DictionariesTable(const std::string& schema) {
     return "CREATE TABLE " + schema +
            ".dictionaries(id INTEGER PRIMARY KEY, rows INTEGER NOT NULL, content BLOB NOT NULL);";
 }
+// What each commit changed (History.h), in commit order; who committed it and when on its first
+// row. No index: every write appends to the last page only, and readers read it whole.
+// The apply work commits leave (Apply.h): one row per component, its latest version due.
+std::string HistoryTables(const std::string& schema) {
+    return "CREATE TABLE " + schema +
+           ".history(version INTEGER, key TEXT NOT NULL, grp TEXT NOT NULL,"
+           " component TEXT NOT NULL, instance TEXT NOT NULL, class INTEGER NOT NULL, before,"
+           " time INTEGER, uid INTEGER, pid INTEGER, program TEXT, context TEXT);"
+           "CREATE TABLE " +
+           schema +
+           ".apply_due(component TEXT PRIMARY KEY, version INTEGER NOT NULL) WITHOUT ROWID;";
+}
 std::string MainTables(const std::string& schema) {
     return ObjectsTable(schema) + ObjectsIndexes(schema) + DictionariesTable(schema) +
-           "CREATE TABLE " + schema +
-           ".counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL);"
+           HistoryTables(schema) + "CREATE TABLE " + schema +
+           ".counter(id INTEGER PRIMARY KEY CHECK(id = 0), changes INTEGER NOT NULL,"
+           " forgotten INTEGER NOT NULL DEFAULT 0);"
            "INSERT INTO " +
-           schema + ".counter VALUES(0, 0);";
+           schema + ".counter VALUES(0, 0, 0);";
 }
 // A boot status names the process that set it (StartTimeOf); format 1 knew no setter.
 std::string RuntimeTables(const std::string& schema) {
@@ -71,8 +84,12 @@ std::string RebuildObjects(const std::string& schema) {
 }
 // What brings a file of format `from` up to date in place; empty when nothing can.
 std::string UpgradeMain(const std::string& schema, long long from) {
-    if (from < 1 || from > 2) return "";
-    return (from == 1 ? RebuildObjects(schema) : "") + DictionariesTable(schema);
+    if (from < 1 || from > 3) return "";
+    // The commits before the upgrade have no history.
+    return (from == 1 ? RebuildObjects(schema) : "") + (from < 3 ? DictionariesTable(schema) : "") +
+           HistoryTables(schema) + "ALTER TABLE " + schema +
+           ".counter ADD COLUMN forgotten INTEGER NOT NULL DEFAULT 0; UPDATE " + schema +
+           ".counter SET forgotten = changes;";
 }
 std::string UpgradeRuntime(const std::string& schema, long long from) {
     if (from == 1) {
@@ -92,10 +109,11 @@ struct Layout {
     const char* synchronous;
     std::string (*upgrade)(const std::string& schema, long long from);
 };
-// The dictionaries came with format 3: a reader of an older file finds none, and needs none.
+// The dictionaries came with format 3 and the history with 4: a reader of an older file finds
+// none, and needs none.
 const char* const kMainTableNames[] = {"objects", "counter", nullptr};
 const char* const kRuntimeTableNames[] = {"objects", "boot", nullptr};
-const Layout kMain{"main", MainTables, kMainTableNames, 3, 1, "FULL", UpgradeMain};
+const Layout kMain{"main", MainTables, kMainTableNames, 4, 1, "FULL", UpgradeMain};
 const Layout kRuntime{"runtime", RuntimeTables, kRuntimeTableNames, 3, 2, "OFF", UpgradeRuntime};
 
 // Fills the new file `temporary`, which stands for `path`, with the layout's tables.

@@ -102,6 +102,7 @@ public:
     void ExecuteQuietly(const char* text) noexcept;
     void SetBusyTimeout(int milliseconds) { sqlite3_busy_timeout(db_, milliseconds); }
     int Changes() const { return sqlite3_changes(db_); }
+    long long LastRowId() const { return sqlite3_last_insert_rowid(db_); }
     bool InTransaction() const { return sqlite3_get_autocommit(db_) == 0; }
     // The longest text or blob the connection stores.
     std::size_t LongestValue() const {

@@ -71,6 +71,59 @@ const Sql kCompressedDocuments{
 const Sql kRepack{"UPDATE main.objects SET document = ?2 WHERE rowid = ?1",
                   KivConfigStore::ERR_DB_UPDATE_FAILED};
 
+#define RECORD "INSERT INTO main.history(version, key, grp, component, instance, class, before)"
+const Sql kRecordNew{RECORD " VALUES(?1, ?2, ?3, ?4, ?5, ?6, NULL)",
+                     KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kRecordWrite{RECORD
+                       " VALUES(?1, ?2, ?3, ?4, ?5, ?6, (SELECT document FROM main.objects WHERE"
+                       " key = ?2 AND grp = ?3 AND component = ?4 AND instance = ?5"
+                       " AND class = ?6))",
+                       KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kRecordRemoval{RECORD
+                         " SELECT NULL, key, grp, component, instance, class, document"
+                         " FROM main.objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
+                         " AND instance = ?4",
+                         KivConfigStore::ERR_DB_WRITE_FAILED};
+#undef RECORD
+const Sql kDateRemovals{
+    "UPDATE main.history SET version = ?1 WHERE rowid >= ?2 AND version IS NULL",
+    KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kNoteCommit{
+    "UPDATE main.history SET time = ?2, uid = ?3, pid = ?4, program = ?5, context = ?6"
+    " WHERE rowid = ?1",
+    KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kForgettable{
+    "SELECT max(version) FROM (SELECT version, time FROM main.history ORDER BY rowid LIMIT ?3)"
+    " WHERE version <= ?1 OR time < ?2"
+    " OR version <= (SELECT forgotten FROM main.counter WHERE id = 0)",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kForget{
+    "DELETE FROM main.history WHERE rowid IN (SELECT rowid FROM main.history ORDER BY rowid"
+    " LIMIT ?2) AND version <= ?1",
+    KivConfigStore::ERR_DB_DELETE_FAILED};
+const Sql kNoteForgotten{"UPDATE main.counter SET forgotten = max(forgotten, ?1) WHERE id = 0",
+                         KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kHistoryRows{
+    "SELECT version, key, grp, component, instance, class, time, uid, pid, program, context,"
+    " iif(?2, before, NULL) FROM main.history WHERE ?1 = 0 OR version = ?1 ORDER BY rowid DESC",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kHistoryAfter{
+    "SELECT key, grp, component, instance, class, before FROM main.history WHERE version > ?1"
+    " ORDER BY rowid",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kStoredClass{
+    "SELECT document FROM main.objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
+    " AND instance = ?4 AND class = ?5",
+    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kVersions{"SELECT changes, forgotten FROM main.counter WHERE id = 0",
+                    KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kNoteDue{
+    "INSERT INTO main.apply_due VALUES(?1, ?2) ON CONFLICT(component)"
+    " DO UPDATE SET version = excluded.version",
+    KivConfigStore::ERR_DB_WRITE_FAILED};
+const Sql kDueWork{"SELECT component, version FROM main.apply_due ORDER BY component",
+                   KivConfigStore::ERR_DB_READ_FAILED};
+
 const Sql kBegin{"BEGIN IMMEDIATE", KivConfigStore::ERR_TRANSACTION_START_FAILED};
 const Sql kCommit{"COMMIT", KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED};
 const Sql kRollback{"ROLLBACK", KivConfigStore::ERR_TRANSACTION_ROLLBACK_FAILED};

@@ -27,6 +27,20 @@ extern const Sql kBootSetter, kSetBooting, kClearBooting;
 extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocuments,
     kStoreDictionary, kNoteTraining, kTextsAfter, kRepack, kCompressedDocuments;
 
+// History (History.h). Recording: what an identity's durable class holds, before a write of it
+// in commit ?1 (?2-?5 the identity, ?6 the class); what all its durable classes hold, undated,
+// before their removal (?1-?4); undated rows from row ?2 on dated ?1; the commit whose first row
+// is ?1 noted (?2 time in ms, ?3 uid, ?4 pid, ?5 program, ?6 context). Retention: of the oldest ?3
+// rows, the newest version that is at most ?1, older than time ?2 or forgotten already; of the
+// oldest ?2 rows, those of version ?1 and before removed; and the history before ?1 marked
+// forgotten. Reading: every row, newest first (?1: of that version only, unless 0; ?2: with the
+// documents); the rows after version ?1, oldest first; one class's stored document (?1-?4 the
+// identity, ?5 the class); the latest version and the one the history is kept after.
+extern const Sql kRecordNew, kRecordWrite, kRecordRemoval, kDateRemovals, kNoteCommit, kForgettable,
+    kForget, kNoteForgotten, kHistoryRows, kHistoryAfter, kStoredClass, kVersions;
+// Apply work a commit leaves (?1 component, ?2 version), and all of it.
+extern const Sql kNoteDue, kDueWork;
+
 // A write in the caller's transaction has a savepoint of its own.
 extern const Sql kBegin, kCommit, kRollback, kSavepoint, kRelease;
 // Undoes the savepoint of a write that failed.

@@ -87,7 +87,10 @@ std::shared_ptr<Store> Store::Shared(const std::string& nameSpace, const CommitO
 }
 
 Store::Store(const StoreFiles& files, CommitObserver observer)
-    : files_(files), observer_(std::move(observer)), db_(ConnectionPathOf(files), files.database) {
+    : files_(files),
+      observer_(std::move(observer)),
+      db_(ConnectionPathOf(files), files.database),
+      history_(files) {
     OpenFiles(db_, files_);
     files_.fullCheck = false;  // a second connection (Access) opens files checked already
 }
@@ -124,7 +127,7 @@ Store::WriteScope::WriteScope(Store& store) : store_(store) {
     if (store_.files_.readOnly) RefuseReadOnly();
     if (store_.inTransaction_) return;
     store_.db_.Do(kBegin);
-    store_.documents_.TransactionBegins();
+    store_.TransactionBegins();
 }
 
 Store::WriteScope::~WriteScope() {
@@ -148,38 +151,13 @@ void Store::WriteScope::Commit(long long version) {
     } else {
         // Inside a transaction, the next object's write checks (TrainIfDue) before its savepoint.
         store_.documents_.TrainIfDue(store_.db_, true);
+        store_.Seal(version, changes_);
         store_.db_.Do(kCommit);
     }
     done_ = true;
     if (store_.inTransaction_ && version != 0) store_.transactionVersion_ = version;
+    changes_.version = version;
     store_.committed_.Append(std::move(changes_));
-}
-
-ConfigStoreObjectId Changes::Id(const Change& change) const {
-    std::string fields[4];
-    std::size_t start = change.identity;
-    for (std::string& field : fields) {
-        const std::size_t end = identities_.find('\0', start);
-        field = identities_.substr(start, end - start);
-        start = end + 1;
-    }
-    return ConfigStoreObjectId(fields[0], fields[1], fields[2], fields[3]);
-}
-
-void Changes::Append(Changes&& other) {
-    if (changes_.empty()) {
-        identities_ = std::move(other.identities_);
-        changes_ = std::move(other.changes_);
-    } else {
-        const std::size_t shift = identities_.size();
-        identities_ += other.identities_;
-        for (Change change : other.changes_) {
-            change.identity += shift;
-            changes_.push_back(change);
-        }
-    }
-    other.identities_.clear();
-    other.changes_.clear();
 }
 
 Store::~Store() {
@@ -316,10 +294,12 @@ void Store::StoreObject(ConfigStoreObject& object, WriteKind kind, bool external
     if (durable && version == 0 && !VersionKnown()) ++statements;
     scope.WillChange(statements);
     if (durable && version == 0) version = NextVersion();
+    commitExternal_ |= durable && external;
     for (int dataClass = 0; dataClass <= kValueClasses; ++dataClass) {
         if (written[dataClass] == nullptr) continue;
         const bool cached = dataClass == static_cast<int>(DataClass::CachedData);
         const std::string text = ToText(*written[dataClass]);
+        if (!cached) history_.Writing(db_, id, dataClass, version, stored[dataClass].has_value());
         // Cached data lives in the runtime database, which keeps text.
         db_.Do(cached ? kStoreRuntime : kStoreMain, id.key, id.group, id.component, id.instanceId,
                dataClass, cached ? StoredDocument{text} : documents_.Pack(db_, text),
@@ -342,6 +322,7 @@ void Store::StoreDesired(ConfigStoreObject& object, WriteScope& scope, long long
     scope.WillChange(version == 0 && !VersionKnown() ? 2 : 1);
     if (version == 0) version = NextVersion();
     const std::string text = ToText(values.values);
+    history_.Writing(db_, id, static_cast<int>(DataClass::Desired), version, true);
     db_.Do(kStoreMain, id.key, id.group, id.component, id.instanceId,
            static_cast<int>(DataClass::Desired), documents_.Pack(db_, text), version);
     scope.Changed(id, NameOf(DataClass::Desired));
@@ -394,6 +375,7 @@ void Store::Delete(const ConfigStoreObjectId& id) {
         const Access access(*this, Access::kWrite);
         WriteScope scope(*this);
         scope.WillChange(2);  // two deletes, then perhaps the change counter
+        history_.Removing(db_, id);
         db_.Do(kDeleteMain, id.key, id.group, id.component, id.instanceId);
         const bool durable = db_.Changes() > 0;
         db_.Do(kDeleteRuntime, id.key, id.group, id.component, id.instanceId);
@@ -426,13 +408,27 @@ bool Store::IsBooting(const ConfigStoreObjectId& id) {
     return setter.IsNull(0) || StartTimeOf(setter.Integer(0)) == setter.Integer(1);
 }
 
+void Store::TransactionBegins() {
+    documents_.TransactionBegins();
+    history_.Begin();
+    commitExternal_ = false;
+}
+
+void Store::Seal(long long version, const Changes& last) {
+    history_.Seal(db_, version, commitExternal_);
+    if (version == 0) return;
+    for (const std::string& component : ComponentsToApply({&committed_, &last})) {
+        db_.Do(kNoteDue, component, version);
+    }
+}
+
 void Store::BeginTransaction() {
     if (files_.readOnly) RefuseReadOnly();
     const Access access(*this, Access::kWrite);
     if (inTransaction_)
         Fail(KivConfigStore::ERR_TRANSACTION_START_FAILED, "a transaction is already open");
     db_.Do(kBegin);
-    documents_.TransactionBegins();
+    TransactionBegins();
     inTransaction_ = true;
     transactionOwner_ = std::this_thread::get_id();
     rolledBack_ = false;
@@ -448,6 +444,7 @@ void Store::CommitTransaction() {
             Fail(KivConfigStore::ERR_TRANSACTION_COMMIT_FAILED, "no transaction is open");
         try {
             documents_.TrainIfDue(db_, true);
+            Seal(transactionVersion_, Changes());
             db_.Do(kCommit);
         } catch (...) {
             // SQLite keeps the transaction open after some failures (the caller may retry or

@@ -19,6 +19,7 @@
 #include "Commits.h"
 #include "Documents.h"
 #include "Files.h"
+#include "History.h"
 #include "ObjectState.h"
 #include "Schemas.h"
 #include "Sql.h"
@@ -161,6 +162,11 @@ private:
     void ForEachSelectedIn(Database& db, const FilterSpecObject& filter, bool withObjects,
                            const Visit& visit);
     long long NextVersion();
+    // Before a commit of `version` (0: nothing durable), whose changes are those committed_ holds
+    // and `last`: the commit's history sealed, and the apply work it leaves recorded in it.
+    void Seal(long long version, const Changes& last);
+    // What a transaction's first statement resets, ours or the caller's.
+    void TransactionBegins();
     bool IsBooting(const ConfigStoreObjectId& id);
     // Under the lock: what a commit just changed, taken for its modules; nothing while a
     // transaction stays open.
@@ -186,6 +192,8 @@ private:
     // was committed, as another process would.
     std::unique_ptr<Database> reader_;
     Documents documents_;  // of both connections
+    History history_;
+    bool commitExternal_ = false;  // a durable write of the commit under way came from outside
     bool inTransaction_ = false;
     std::thread::id transactionOwner_;  // the thread that began the open transaction
     std::condition_variable transactionEnded_;

@@ -14,14 +14,6 @@
 
 namespace standin {
 
-// The numbers are stored in the database: never renumber.
-enum class DataClass : int {
-    Configuration = 0,
-    UserData = 1,
-    VitalData = 2,
-    CachedData = 3,
-    Desired = 4,  // the desired user configuration; not part of an object's values
-};
 constexpr int kValueClasses = 4;  // the classes an object's values come from
 
 using KeySet = std::set<std::string, std::less<>>;

@@ -19,10 +19,12 @@ constexpr char kResultComponent[] = "configstore";
 std::string UtcNow();
 
 // Makes `record` the record of a run: its stage, status ("ok" or "failed"), code, message,
-// exitValue (when the module exited), output, and "at", the time it is made. A template, since
-// the engine's documents have an allocator of their own.
+// exitValue (when the module exited), output, "at", the time it is made, and "version", the
+// store's version the run applied (left out when 0: none known). Apply work due up to that
+// version is done. A template, since the engine's documents have an allocator of their own.
 template <typename Document>
-void MakeResultRecord(Document& record, const std::string& stage, const ModuleOutcome& outcome) {
+void MakeResultRecord(Document& record, const std::string& stage, const ModuleOutcome& outcome,
+                      long long version) {
     auto& allocator = record.GetAllocator();
     const auto text = [&](const std::string& value) {
         return typename Document::ValueType(
@@ -36,6 +38,7 @@ void MakeResultRecord(Document& record, const std::string& stage, const ModuleOu
     if (outcome.exitValue) record.AddMember("exitValue", *outcome.exitValue, allocator);
     record.AddMember("output", text(outcome.output), allocator);
     record.AddMember("at", text(UtcNow()), allocator);
+    if (version != 0) record.AddMember("version", static_cast<int64_t>(version), allocator);
 }
 
 }  // namespace standin

@@ -1,6 +1,7 @@
 #include "StandinTest.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -64,6 +65,28 @@ std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     document.Parse(values);
     KivConfigStore::EngineState::Of(*filter).Adopt(document);
     return filter;
+}
+
+std::string Rows(const std::string& nameSpace, const std::string& sql) {
+    const fs::path file = fs::path(getenv("CONFIGSTORE_DIR")) / (nameSpace + ".db");
+    sqlite3* db = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr), SQLITE_OK) << sql;
+    std::string rows;
+    int result = SQLITE_ERROR;
+    while ((result = sqlite3_step(statement)) == SQLITE_ROW) {
+        rows += rows.empty() ? "" : ", ";
+        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+            const auto* text = sqlite3_column_text(statement, column);
+            rows += std::string(column == 0 ? "" : " ") +
+                    (text != nullptr ? reinterpret_cast<const char*>(text) : "NULL");
+        }
+    }
+    EXPECT_EQ(result, SQLITE_DONE) << sqlite3_errmsg(db);
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return rows;
 }
 
 std::string Names(const KivConfigStore::ObjectList& objects) {

@@ -30,6 +30,10 @@ standin::Json Parse(const char* text);
 std::shared_ptr<KivConfigStore::FilterSpecObject> Filter(
     const KivConfigStore::ConfigStoreObjectId& id, const char* values = "{}");
 
+// The rows `sql` reads from the store file of `nameSpace`: columns joined by a space, rows by
+// ", "; a statement that fails fails the test.
+std::string Rows(const std::string& nameSpace, const std::string& sql);
+
 // "key/instance" of each object, in the order given.
 std::string Names(const KivConfigStore::ObjectList& objects);
 

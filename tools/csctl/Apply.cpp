@@ -147,7 +147,7 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
             if (known == results.end() || known->second.run.code == 0) {
                 Result& result = results[component];
                 result = Result{component, *run, {}};
-                standin::MakeResultRecord(result.record, stage, *run);
+                standin::MakeResultRecord(result.record, stage, *run, 0);
             }
         }
     }

@@ -1,0 +1,195 @@
+#include "History.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <unordered_map>
+
+#include "Layout.h"
+#include "Statements.h"
+
+namespace standin {
+
+namespace {
+
+// Retention looks at the oldest rows only and removes a bounded number of them: a commit never
+// pays for a backlog (a lowered setting), which later commits work off a batch at a time.
+constexpr long long kRowsPruned = 4096;
+// Pruning every so many commits dirties the oldest pages once for all of them.
+constexpr long long kPruneEvery = 16;
+constexpr long long kDayMilliseconds = 24LL * 60 * 60 * 1000;
+
+long long NowMilliseconds() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+HistorySlot SlotOf(const Cursor& rows, int first) {
+    HistorySlot slot;
+    for (std::string* field :
+         {&slot.id.key, &slot.id.group, &slot.id.component, &slot.id.instanceId}) {
+        *field = std::string(rows.Text(first++));
+    }
+    slot.dataClass = static_cast<int>(rows.Integer(first));
+    return slot;
+}
+
+// A slot as one string, for maps: its fields cannot hold the NUL that ends each.
+std::string Named(const HistorySlot& slot) {
+    std::string name;
+    for (const std::string* field :
+         {&slot.id.key, &slot.id.group, &slot.id.component, &slot.id.instanceId}) {
+        name.append(*field).push_back('\0');
+    }
+    return name + std::to_string(slot.dataClass);
+}
+
+}  // namespace
+
+void History::Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& id, int dataClass,
+                      long long version, bool stored) {
+    if (!On()) return;
+    db.Do(stored ? kRecordWrite : kRecordNew, version, id.key, id.group, id.component,
+          id.instanceId, dataClass);
+    if (first_ == 0) first_ = db.LastRowId();
+}
+
+void History::Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& id) {
+    if (!On()) return;
+    db.Do(kRecordRemoval, id.key, id.group, id.component, id.instanceId);
+    const long long rows = db.Changes();
+    if (rows == 0) return;
+    removed_ = true;
+    if (first_ == 0) first_ = db.LastRowId() - rows + 1;
+}
+
+void History::Seal(Database& db, long long version, bool external) {
+    if (version == 0) return;
+    if (!On()) {
+        db.Do(kNoteForgotten, version);
+        return;
+    }
+    if (first_ == 0) return;
+    const long long now = NowMilliseconds();
+    if (removed_) db.Do(kDateRemovals, version, first_);
+    db.Do(kNoteCommit, first_, now, static_cast<long long>(getuid()),
+          static_cast<long long>(getpid()), std::string_view(program_invocation_short_name),
+          std::string_view(external ? "external" : "internal"));
+    if (version % kPruneEvery == 0) {
+        auto forgettable =
+            db.Run(kForgettable, version - commits_, now - days_ * kDayMilliseconds, kRowsPruned);
+        if (forgettable.Next() && !forgettable.IsNull(0)) {
+            const long long upTo = forgettable.Integer(0);
+            db.Do(kForget, upTo, kRowsPruned);
+            db.Do(kNoteForgotten, upTo);
+        }
+    }
+    first_ = 0;
+    removed_ = false;
+}
+
+HistoryReader::HistoryReader(const std::string& nameSpace)
+    : files_([&] {
+          StoreFiles files = FilesOf(nameSpace);
+          files.readOnly = true;
+          files.fullCheck = false;
+          return files;
+      }()),
+      db_(ConnectionPathOf(files_), files_.database) {
+    OpenFiles(db_, files_);
+    kept_ = !db_.Pragma("main.table_list(history)").empty();
+}
+
+long long HistoryReader::Version() {
+    auto row = db_.Run(kReadChanges);
+    return row.Next() ? row.Integer(0) : 0;
+}
+
+long long HistoryReader::KeptAfter() {
+    if (!kept_) return Version();
+    auto row = db_.Run(kVersions);
+    return row.Next() ? row.Integer(1) : 0;
+}
+
+std::optional<std::string> HistoryReader::Expanded(const Cursor& rows, int column) {
+    if (rows.IsNull(column)) return std::nullopt;
+    const StoredDocument stored = rows.Document(column);
+    if (!stored.compressed) return std::string(stored.bytes);
+    const std::string_view text = documents_.Expand(db_, stored);
+    if (text.empty()) {
+        Fail(KivConfigStore::ERR_JSON_INVALID,
+             "a document in the history of " + files_.database + " is damaged");
+    }
+    return std::string(text);
+}
+
+std::vector<HistoryCommit> HistoryReader::Commits(long long version, bool documents) {
+    std::vector<HistoryCommit> commits;
+    if (!kept_) return commits;
+    // Newest first, so each commit's own rows come last to first: a slot written twice in one
+    // commit keeps its first row's document, the one before the commit.
+    std::unordered_map<std::string, std::size_t> seen;  // slot -> its change in the newest commit
+    auto rows = db_.Run(kHistoryRows, version, documents ? 1LL : 0LL);
+    while (rows.Next()) {
+        if (commits.empty() || commits.back().version != rows.Integer(0)) {
+            commits.emplace_back();
+            commits.back().version = rows.Integer(0);
+            seen.clear();
+        }
+        HistoryCommit& commit = commits.back();
+        if (!rows.IsNull(6)) {
+            commit.time = rows.Integer(6);
+            commit.uid = rows.IsNull(7) ? -1 : rows.Integer(7);
+            commit.pid = rows.IsNull(8) ? -1 : rows.Integer(8);
+            commit.program = std::string(rows.Text(9));
+            commit.context = std::string(rows.Text(10));
+        }
+        HistoryCommit::Change change{SlotOf(rows, 1), Expanded(rows, 11)};
+        const auto [known, added] = seen.emplace(Named(change.slot), commit.changes.size());
+        if (added) {
+            commit.changes.push_back(std::move(change));
+        } else {
+            commit.changes[known->second] = std::move(change);
+        }
+    }
+    // Each commit's slots in the order it changed them.
+    for (HistoryCommit& commit : commits) {
+        std::reverse(commit.changes.begin(), commit.changes.end());
+    }
+    return commits;
+}
+
+std::optional<std::string> HistoryReader::Now(const HistorySlot& slot) {
+    auto rows = db_.Run(kStoredClass, slot.id.key, slot.id.group, slot.id.component,
+                        slot.id.instanceId, slot.dataClass);
+    return rows.Next() ? Expanded(rows, 0) : std::nullopt;
+}
+
+std::vector<SlotStates> HistoryReader::ChangedAfter(long long version) {
+    std::vector<SlotStates> states;
+    if (!kept_) return states;
+    std::unordered_map<std::string, bool> seen;
+    {
+        auto rows = db_.Run(kHistoryAfter, version);
+        while (rows.Next()) {
+            HistorySlot slot = SlotOf(rows, 0);
+            if (!seen.emplace(Named(slot), true).second) continue;
+            states.push_back({std::move(slot), Expanded(rows, 5), std::nullopt});
+        }
+    }
+    for (SlotStates& state : states) state.now = Now(state.slot);
+    return states;
+}
+
+std::map<std::string, long long> HistoryReader::DueWork() {
+    std::map<std::string, long long> due;
+    if (!kept_) return due;
+    auto rows = db_.Run(kDueWork);
+    while (rows.Next()) due.emplace(std::string(rows.Text(0)), rows.Integer(1));
+    return due;
+}
+
+}  // namespace standin

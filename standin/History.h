@@ -1,0 +1,105 @@
+// What each commit changed, kept in the store's file beside the objects: for each identity and
+// durable class a commit wrote or removed, one row with the document it held before (none where
+// there was nothing), and on the commit's first row who committed it and when. What a commit
+// made of a class reads back from the class's next row, or from the present. Cached data is not
+// recorded. Rows come in commit order (commits take the store's write lock), which retention and
+// every reader rely on.
+#pragma once
+
+#include <kivconfigstore/ObjectIds.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Documents.h"
+#include "Files.h"
+#include "Sql.h"
+
+namespace standin {
+
+// The writer's share: rows recorded as the store writes, sealed as it commits.
+class History {
+public:
+    explicit History(const StoreFiles& files)
+        : commits_(files.historyCommits), days_(files.historyDays) {}
+    bool On() const { return commits_ > 0 && days_ > 0; }
+
+    // A transaction begins: its changes are numbered from the next row on.
+    void Begin() { first_ = 0; }
+    // Before a durable class of `id` is written in commit `version`: what it holds now.
+    // `stored`: whether the class holds a document (the writer read it already).
+    void Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& id, int dataClass,
+                 long long version, bool stored);
+    // Before every durable class of `id` is removed: what they hold now, dated by Seal.
+    void Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& id);
+    // Before a transaction commits `version` (0: nothing durable changed): dates its removals,
+    // notes who committed it, and forgets what retention no longer keeps, a few rows at a time.
+    // With history off, the commit marks the history before it incomplete.
+    void Seal(Database& db, long long version, bool external);
+
+private:
+    long long commits_;
+    long long days_;
+    long long first_ = 0;   // the transaction's first row, 0 before it has one
+    bool removed_ = false;  // the transaction recorded a removal, still undated
+};
+
+// One identity's durable class, as the history names it.
+struct HistorySlot {
+    KivConfigStore::ConfigStoreObjectId id{std::string(), std::string(), std::string(),
+                                           std::string()};
+    int dataClass = 0;
+};
+
+// What one commit changed: each slot once, with the document it held before the commit.
+struct HistoryCommit {
+    long long version = 0;
+    long long time = 0;  // milliseconds since the epoch
+    long long uid = -1, pid = -1;
+    std::string program, context;  // context: "external" or "internal"
+    struct Change {
+        HistorySlot slot;
+        std::optional<std::string> before;  // none: the slot held nothing
+    };
+    std::vector<Change> changes;
+};
+
+// A slot's document at some version and now; none where it held nothing.
+struct SlotStates {
+    HistorySlot slot;
+    std::optional<std::string> then, now;
+};
+
+// Reads the history of a store, and the apply work its commits left, without changing anything:
+// a store that does not exist has none. Failures raise the engine's exceptions.
+class HistoryReader {
+public:
+    explicit HistoryReader(const std::string& nameSpace);
+
+    // The store's latest version (0 before its first commit).
+    long long Version();
+    // The history holds every commit after this version; before it, retention forgot them (or
+    // they were made with history off).
+    long long KeptAfter();
+    // The commits the history holds, newest first; `version` (not 0): that one only. Their
+    // changes carry no documents unless `documents`.
+    std::vector<HistoryCommit> Commits(long long version = 0, bool documents = false);
+    // Each slot that commits after `version` changed, in the order first changed, with what it
+    // held after `version` and what it holds now.
+    std::vector<SlotStates> ChangedAfter(long long version);
+    // Components whose apply modules commits left due: component -> the latest version due.
+    std::map<std::string, long long> DueWork();
+
+private:
+    std::optional<std::string> Expanded(const Cursor& rows, int column);
+    std::optional<std::string> Now(const HistorySlot& slot);
+
+    StoreFiles files_;
+    Database db_;
+    Documents documents_;
+    bool kept_ = false;  // the file holds the history's tables (a file of an older format not)
+};
+
+}  // namespace standin
