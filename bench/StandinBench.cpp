@@ -366,8 +366,8 @@ double HistoryBytesPerCommit(const std::string& nameSpace) {
     double bytes = 0;
     if (sqlite3_open((stateDir + "/" + nameSpace + ".db").c_str(), &db) == SQLITE_OK &&
         sqlite3_prepare_v2(db,
-                           "SELECT (SELECT sum(pgsize) FROM dbstat WHERE name LIKE 'history%')"
-                           " / (SELECT count(*) FROM history_commits)",
+                           "SELECT (SELECT sum(pgsize) FROM dbstat WHERE name = 'history')"
+                           " / (SELECT count(*) FROM history WHERE time IS NOT NULL)",
                            -1, &statement, nullptr) == SQLITE_OK &&
         sqlite3_step(statement) == SQLITE_ROW) {
         bytes = sqlite3_column_double(statement, 0);

@@ -14,9 +14,11 @@ namespace standin {
 
 namespace {
 
-// Retention looks at the oldest rows only and removes a bounded number of them: a commit never
-// pays for a backlog (a lowered setting), which later commits work off a batch at a time.
-constexpr long long kRowsPruned = 4096;
+// Retention looks at the oldest rows only, twice as many as this process recorded since it last
+// pruned and a few more: what it removes keeps up with what commits add, a backlog (a lowered
+// setting, another process's commits) is worked off a little at a time, and no commit pays more
+// than a constant share of its own rows.
+constexpr long long kRowsPruned = 64;
 // Pruning every so many commits dirties the oldest pages once for all of them.
 constexpr long long kPruneEvery = 16;
 constexpr long long kDayMilliseconds = 24LL * 60 * 60 * 1000;
@@ -55,6 +57,7 @@ void History::Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& i
     db.Do(stored ? kRecordWrite : kRecordNew, version, id.key, id.group, id.component,
           id.instanceId, dataClass);
     if (first_ == 0) first_ = db.LastRowId();
+    ++recorded_;
 }
 
 void History::Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& id) {
@@ -63,6 +66,7 @@ void History::Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& 
     const long long rows = db.Changes();
     if (rows == 0) return;
     removed_ = true;
+    recorded_ += rows;
     if (first_ == 0) first_ = db.LastRowId() - rows + 1;
 }
 
@@ -79,11 +83,13 @@ void History::Seal(Database& db, long long version, bool external) {
           static_cast<long long>(getpid()), std::string_view(program_invocation_short_name),
           std::string_view(external ? "external" : "internal"));
     if (version % kPruneEvery == 0) {
+        const long long window = 2 * recorded_ + kRowsPruned;
+        recorded_ = 0;
         auto forgettable =
-            db.Run(kForgettable, version - commits_, now - days_ * kDayMilliseconds, kRowsPruned);
+            db.Run(kForgettable, version - commits_, now - days_ * kDayMilliseconds, window);
         if (forgettable.Next() && !forgettable.IsNull(0)) {
             const long long upTo = forgettable.Integer(0);
-            db.Do(kForget, upTo, kRowsPruned);
+            db.Do(kForget, upTo, window);
             db.Do(kNoteForgotten, upTo);
         }
     }
@@ -104,8 +110,12 @@ HistoryReader::HistoryReader(const std::string& nameSpace)
 }
 
 long long HistoryReader::Version() {
-    auto row = db_.Run(kReadChanges);
-    return row.Next() ? row.Integer(0) : 0;
+    if (!kept_) {
+        auto row = db_.Run(kReadChanges);
+        return row.Next() ? row.Integer(0) : 0;
+    }
+    auto row = db_.Run(kNextKeptVersion);
+    return row.Next() ? row.Integer(0) - 1 : 0;
 }
 
 long long HistoryReader::KeptAfter() {

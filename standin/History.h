@@ -42,8 +42,9 @@ public:
 private:
     long long commits_;
     long long days_;
-    long long first_ = 0;   // the transaction's first row, 0 before it has one
-    bool removed_ = false;  // the transaction recorded a removal, still undated
+    long long first_ = 0;     // the transaction's first row, 0 before it has one
+    bool removed_ = false;    // the transaction recorded a removal, still undated
+    long long recorded_ = 0;  // rows recorded since retention last ran (committed or not)
 };
 
 // One identity's durable class, as the history names it.

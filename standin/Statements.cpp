@@ -29,8 +29,18 @@ const Sql kSelectDesired{
     KivConfigStore::ERR_DB_READ_FAILED};
 // Two plain one-row statements: with RETURNING, SQLite would give every write a statement
 // journal, a 64 KiB buffer allocated and freed again each time.
-const Sql kCountChange{"UPDATE main.counter SET changes = changes + 1 WHERE id = 0",
+// With history on, a commit's history rows carry its version and the counter stays as it is: a
+// durable commit writes one page fewer. The latest version is the greater of the two.
+#define LATEST_KEPT                                                                          \
+    "ifnull((SELECT version FROM main.history WHERE version IS NOT NULL ORDER BY rowid DESC" \
+    " LIMIT 1), 0)"
+const Sql kCountChange{"UPDATE main.counter SET changes = max(changes, " LATEST_KEPT
+                       ") + 1 WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
+const Sql kNextKeptVersion{"SELECT max(changes, " LATEST_KEPT
+                           ") + 1 FROM main.counter WHERE id = 0",
+                           KivConfigStore::ERR_DB_READ_FAILED};
+#undef LATEST_KEPT
 const Sql kReadChanges{"SELECT changes FROM main.counter WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
 const Sql kBootSetter{"SELECT pid, started FROM runtime.boot WHERE " IDENTITY,

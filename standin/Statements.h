@@ -15,7 +15,8 @@ namespace standin {
 extern const Sql kSelectIdentity, kStoreMain, kStoreRuntime, kDeleteMain, kDeleteRuntime;
 // An identity's desired configuration of every instance (?1-?3).
 extern const Sql kSelectDesired;
-extern const Sql kCountChange, kReadChanges;
+// The change counter: counted up (history off), read, and the next version with history on.
+extern const Sql kCountChange, kReadChanges, kNextKeptVersion;
 extern const Sql kBootSetter, kSetBooting, kClearBooting;
 
 // The store's compression dictionaries (Documents): one by its id (?1); the newest one's id and

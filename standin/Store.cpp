@@ -225,6 +225,11 @@ StoredClasses Store::LoadStored(Database& db, const ConfigStoreObjectId& id, lon
 
 long long Store::NextVersion() {
     if (VersionKnown()) return transactionVersion_;
+    if (history_.On()) {
+        auto next = db_.Run(kNextKeptVersion);
+        if (!next.Next()) db_.Raise(kNextKeptVersion.failure);
+        return next.Integer(0);
+    }
     db_.Do(kCountChange);
     auto row = db_.Run(kReadChanges);
     if (!row.Next()) db_.Raise(kCountChange.failure);
