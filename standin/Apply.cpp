@@ -49,7 +49,7 @@ void Record(const RecordWriter& record, const std::string& component, const std:
 
 bool LeftOutOfExport(const KivConfigStore::FilterSpecObject& filter,
                      const ConfigStoreObjectId& id) {
-    return IsResultRecord(id) && filter.objectId.component != kResultComponent;
+    return id.component == kResultComponent && filter.objectId.component != kResultComponent;
 }
 
 void RunApplyModules(const StoreFiles& files, const Changes& changes, const RecordWriter& record) {

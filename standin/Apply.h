@@ -16,8 +16,9 @@ namespace standin {
 // thrown.
 void RunApplyModules(const StoreFiles& files, const Changes& changes, const RecordWriter& record);
 
-// Result records are no configuration: an export through `filter` leaves out the record `id`
-// unless the filter names the records' component.
+// The store's own records (component "configstore": apply results, changes waiting for
+// confirmation) are no configuration: an export through `filter` leaves out such a record `id`
+// unless the filter names that component.
 bool LeftOutOfExport(const KivConfigStore::FilterSpecObject& filter,
                      const KivConfigStore::ConfigStoreObjectId& id);
 

@@ -172,7 +172,7 @@ std::vector<HistoryCommit> HistoryReader::Commits(long long version, bool docume
     return commits;
 }
 
-std::optional<std::string> HistoryReader::Now(const HistorySlot& slot) {
+std::optional<std::string> HistoryReader::Present(const HistorySlot& slot) {
     auto rows = db_.Run(kStoredClass, slot.id.key, slot.id.group, slot.id.component,
                         slot.id.instanceId, slot.dataClass);
     return rows.Next() ? Expanded(rows, 0) : std::nullopt;
@@ -190,7 +190,7 @@ std::vector<SlotStates> HistoryReader::ChangedAfter(long long version) {
             states.push_back({std::move(slot), Expanded(rows, 5), std::nullopt});
         }
     }
-    for (SlotStates& state : states) state.now = Now(state.slot);
+    for (SlotStates& state : states) state.now = Present(state.slot);
     return states;
 }
 

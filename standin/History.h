@@ -79,6 +79,8 @@ class HistoryReader {
 public:
     explicit HistoryReader(const std::string& nameSpace);
 
+    // Whether this process's commits record history (its settings do not turn it off).
+    bool Recording() const { return files_.historyCommits > 0 && files_.historyDays > 0; }
     // The store's latest version (0 before its first commit).
     long long Version();
     // The history holds every commit after this version; before it, retention forgot them (or
@@ -90,12 +92,13 @@ public:
     // Each slot that commits after `version` changed, in the order first changed, with what it
     // held after `version` and what it holds now.
     std::vector<SlotStates> ChangedAfter(long long version);
+    // What `slot` holds now; none where it holds nothing.
+    std::optional<std::string> Present(const HistorySlot& slot);
     // Components whose apply modules commits left due: component -> the latest version due.
     std::map<std::string, long long> DueWork();
 
 private:
     std::optional<std::string> Expanded(const Cursor& rows, int column);
-    std::optional<std::string> Now(const HistorySlot& slot);
 
     StoreFiles files_;
     Database db_;

@@ -5,9 +5,12 @@
 namespace standin {
 
 std::string UtcNow() {
-    const std::time_t now = std::time(nullptr);
+    return UtcText(std::time(nullptr));
+}
+
+std::string UtcText(std::time_t time) {
     std::tm utc{};
-    gmtime_r(&now, &utc);
+    gmtime_r(&time, &utc);
     char text[32];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
     return text;

@@ -5,6 +5,7 @@
 
 #include <rapidjson/document.h>
 
+#include <ctime>
 #include <string>
 
 #include "ApplyModules.h"
@@ -17,6 +18,8 @@ constexpr char kResultComponent[] = "configstore";
 
 // The time now in UTC, e.g. "2026-01-31T12:00:00Z".
 std::string UtcNow();
+// A time in UTC, as UtcNow writes it.
+std::string UtcText(std::time_t time);
 
 // Makes `record` the record of a run: its stage, status ("ok" or "failed"), code, message,
 // exitValue (when the module exited), output, "at", the time it is made, and "version", the

@@ -10,7 +10,9 @@
 
 #include "ApplyModules.h"
 #include "ControlEscapes.h"
+#include "History.h"
 #include "ResultRecord.h"
+#include "Rollback.h"
 
 namespace csctl {
 namespace {
@@ -124,11 +126,44 @@ private:
     struct sigaction previous_[kCount];
 };
 
+// Components whose modules commits left due: component -> the latest version due.
+using DueWork = std::map<std::string, long long>;
+
+long long VersionDue(const DueWork& due, const std::string& component) {
+    const auto found = due.find(component);
+    return found == due.end() ? 0 : found->second;
+}
+
+// The components whose modules have work due that no recorded run did, of `withModule`.
+std::vector<std::string> PendingOf(const DueWork& due, const rapidjson::Document& results,
+                                   const std::vector<std::string>& withModule) {
+    std::map<std::string, long long> done;
+    for (const auto& entry : results["objects"].GetArray()) {
+        const auto version = entry["values"].FindMember("version");
+        done[Member(entry, "instanceId")] =
+            version != entry["values"].MemberEnd() && version->value.IsInt64()
+                ? version->value.GetInt64()
+                : 0;
+    }
+    std::vector<std::string> pending;
+    for (const auto& [component, version] : due) {
+        if (std::binary_search(withModule.begin(), withModule.end(), component) &&
+            done[component] < version) {
+            pending.push_back(component);
+        }
+    }
+    return pending;
+}
+
+rapidjson::Document RecordedResults() {
+    return Exported({kResultKey, kResultGroup, kResultComponent, "", {}});
+}
+
 // Runs the components' modules stage by stage until `stop` is set; each component's result is
-// its first failure, else its last stage.
+// its first failure, else its last stage, recorded as doing the work due for its component.
 std::vector<Result> RunModules(const std::vector<std::string>& components,
                                const rapidjson::Document& exported,
-                               const standin::ModuleContext& context) {
+                               const standin::ModuleContext& context, const DueWork& due) {
     const std::string applyDir = standin::ApplyDirectory();
     const std::map<std::string, std::string> input = InputLines(exported);
     std::map<std::string, Result> results;
@@ -147,7 +182,7 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
             if (known == results.end() || known->second.run.code == 0) {
                 Result& result = results[component];
                 result = Result{component, *run, {}};
-                standin::MakeResultRecord(result.record, stage, *run, 0);
+                standin::MakeResultRecord(result.record, stage, *run, VersionDue(due, component));
             }
         }
     }
@@ -158,7 +193,7 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
 
 }  // namespace
 
-void RunApply(Session& session, const std::vector<std::string>& components, bool boot) {
+void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run) {
     const std::string applyDir = standin::ApplyDirectory();
     const std::vector<std::string> withModule = standin::ModuleComponents(applyDir);
     for (const std::string& component : components) {
@@ -168,13 +203,17 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
         }
     }
     ConfigStoreStruct* store = session.store();
+    if (run == ApplyRun::Boot) ExpirePassed(session);
+    // Read before the store's objects: a commit in between leaves its own work due.
+    const DueWork due = FromHistory([&] { return OpenHistory(session)->DueWork(); });
     const rapidjson::Document exported = Exported({});
     std::vector<Result> results;
-    if (boot) {
+    if (run == ApplyRun::Boot) {
         StopSignals stopSignals;
         SetBootStatusOfAll(exported, true);
         try {
-            results = RunModules(withModule, exported, {session.nameSpace(), true, &tStopSignal});
+            results =
+                RunModules(withModule, exported, {session.nameSpace(), true, &tStopSignal}, due);
         } catch (...) {
             SetBootStatusOfAll(exported, false);
             throw;
@@ -182,8 +221,13 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
         SetBootStatusOfAll(exported, false);
         stopSignals.EndIfStopped();
     } else {
-        results = RunModules(components.empty() ? withModule : components, exported,
-                             {session.nameSpace(), false, nullptr});
+        const std::vector<std::string> chosen =
+            run == ApplyRun::Pending ? PendingOf(due, RecordedResults(), withModule)
+            : components.empty()     ? withModule
+                                     : components;
+        if (!chosen.empty()) {
+            results = RunModules(chosen, exported, {session.nameSpace(), false, nullptr}, due);
+        }
     }
     for (const Result& result : results) Record(store, result);
 
@@ -206,22 +250,48 @@ void RunApply(Session& session, const std::vector<std::string>& components, bool
 
 void RunStatus(Session& session, const std::vector<std::string>& components) {
     session.store();
-    const rapidjson::Document exported =
-        Exported({kResultKey, kResultGroup, kResultComponent, "", {}});
+    const DueWork due = FromHistory([&] { return OpenHistory(session)->DueWork(); });
+    const rapidjson::Document recorded = RecordedResults();
+    const std::vector<std::string> pending =
+        PendingOf(due, recorded, standin::ModuleComponents(standin::ApplyDirectory()));
+    const auto isPending = [&](const std::string& component) {
+        return std::find(pending.begin(), pending.end(), component) != pending.end();
+    };
+    const auto named = [&](const std::string& component) {
+        return components.empty() ||
+               std::find(components.begin(), components.end(), component) != components.end();
+    };
     rapidjson::Document json(rapidjson::kArrayType);
     auto& allocator = json.GetAllocator();
     std::vector<std::string> unseen = components;
-    for (const auto& entry : exported["objects"].GetArray()) {
+    const auto seen = [&](const std::string& component) {  // named and found
+        unseen.erase(std::remove(unseen.begin(), unseen.end(), component), unseen.end());
+    };
+    for (const auto& entry : recorded["objects"].GetArray()) {
         const std::string component = Member(entry, "instanceId");
-        if (!components.empty() &&
-            std::find(components.begin(), components.end(), component) == components.end()) {
+        if (!named(component)) continue;
+        seen(component);
+        rapidjson::Value result = ResultJson(component, entry["values"], allocator);
+        if (isPending(component)) result.AddMember("pending", static_cast<int64_t>(due.at(component)), allocator);
+        json.PushBack(result, allocator);
+    }
+    for (const std::string& component : pending) {
+        // Work due without a result: the component's modules never ran since this boot.
+        if (!named(component) || std::any_of(json.Begin(), json.End(), [&](const auto& result) {
+                return component == result["component"].GetString();
+            })) {
             continue;
         }
-        unseen.erase(std::remove(unseen.begin(), unseen.end(), component), unseen.end());
-        json.PushBack(ResultJson(component, entry["values"], allocator), allocator);
+        seen(component);
+        rapidjson::Value work(rapidjson::kObjectType);
+        work.AddMember("component", rapidjson::Value(component.c_str(), allocator), allocator);
+        work.AddMember("status", "pending", allocator);
+        work.AddMember("pending", static_cast<int64_t>(due.at(component)), allocator);
+        json.PushBack(work, allocator);
     }
     // A component named without a result is not found, as apply answers for one without a module.
     if (!unseen.empty()) throw Failure{CS_C_NOT_FOUND, "no apply result for " + unseen.front(), {}};
+    if (components.empty()) AddUnconfirmed(session, json);
     session.output().Results(json);
 }
 

@@ -9,13 +9,20 @@
 
 namespace csctl {
 
-// Runs the modules of the components (none: every component with a module), stage by stage,
-// each with one input line per stored (identity, class) of its component, and records each
-// component's result. A boot run (boot set) runs every module with APPLY_BOOT=1 while every
-// stored identity holds the boot status. Throws a Failure with kModuleFailed when a module failed.
-void RunApply(Session& session, const std::vector<std::string>& components, bool boot);
+// Which modules a run of apply runs: those of the components named (none: of every component
+// with a module); every module as at boot; or those of the components whose modules commits
+// left due (pending work).
+enum class ApplyRun { Named, Boot, Pending };
 
-// Prints the last recorded result of the components (none: of every component).
+// Runs the modules, stage by stage, each with one input line per stored (identity, class) of its
+// component, and records each component's result, with the version whose work it did. A boot
+// run first undoes the changes whose confirmation deadline passed, then runs every module with
+// APPLY_BOOT=1 while every stored identity holds the boot status. Throws a Failure with
+// kModuleFailed when a module failed.
+void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run);
+
+// Prints the last recorded result of the components (none: of every component), the work
+// commits left pending, and every change waiting for confirmation.
 void RunStatus(Session& session, const std::vector<std::string>& components);
 
 }  // namespace csctl

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Rollback.h"
+
 namespace csctl {
 namespace {
 
@@ -377,10 +379,24 @@ ConfigStoreStruct* Session::store() {
     return store_.get();
 }
 
+void Session::Begin() {
+    Check(Logged([&] { return BeginTransaction(store()); }), "cannot begin a transaction");
+}
+
+void Session::Commit() {
+    const std::string waiting =
+        confirmSeconds_ > 0 ? RecordConfirmation(*this, confirmSeconds_) : std::string();
+    Check(Logged([&] { return CommitTransaction(store()); }), "cannot commit");
+    if (!waiting.empty()) StartWaiter(waiting);
+}
+
+void Session::Cancel() {
+    Check(Logged([&] { return CancelTransaction(store()); }), "cannot cancel");
+}
+
 void RunWrites(Session& session, const std::vector<Write>& writes) {
     ConfigStoreStruct* store = session.store();
-    Check(Logged([&] { return BeginTransaction(store); }), "cannot begin a transaction");
-    try {
+    session.Transaction(true, [&] {
         for (std::size_t i = 0; i < writes.size(); ++i) {
             try {
                 RunWrite(store, writes[i]);
@@ -398,11 +414,7 @@ void RunWrites(Session& session, const std::vector<Write>& writes) {
                 throw;
             }
         }
-        Check(Logged([&] { return CommitTransaction(store); }), "cannot commit");
-    } catch (...) {
-        Logged([&] { return CancelTransaction(store); });
-        throw;
-    }
+    });
     session.output().Done();
 }
 

@@ -46,11 +46,32 @@ public:
     Output& output() { return output_; }
     // The namespace the store was opened with; the engine's default when none was named.
     std::string nameSpace() const { return nameSpace_.empty() ? "global" : nameSpace_; }
+    // What this invocation commits rolls back by itself unless confirmed within `seconds`.
+    void ConfirmWithin(double seconds) { confirmSeconds_ = seconds; }
+
+    // Runs `work` in a transaction of the store, which it then commits (waiting for
+    // confirmation where asked), or cancels when `keep` is false or the work fails.
+    template <typename Work>
+    void Transaction(bool keep, Work&& work) {
+        Begin();
+        try {
+            work();
+            keep ? Commit() : Cancel();
+        } catch (...) {
+            Logged([&] { return CancelTransaction(store()); });
+            throw;
+        }
+    }
 
 private:
+    void Begin();
+    void Commit();
+    void Cancel();
+
     std::string nameSpace_;
     Output& output_;
     Store store_;
+    double confirmSeconds_ = 0;
 };
 
 // An object's name in messages, as the commands take it.

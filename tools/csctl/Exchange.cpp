@@ -159,42 +159,6 @@ rapidjson::Document StoredUnder(const std::vector<Filter>& filters) {
     return ExportedBy(Handles(filters));
 }
 
-void ImportText(const std::string& text) {
-    ErrorList errors;
-    const ConfigStoreCStatus status =
-        Logged([&] { return Import(text.c_str(), &errors.items, &errors.count); });
-    if (status == CS_C_OK) return;
-    const std::string& logged = LastLogLine();
-    Failure failure{status, logged.empty() ? "the store refused the document" : logged, {}};
-    for (int i = 0; i < errors.count; ++i) {
-        char *key = nullptr, *message = nullptr;
-        GetErrorInfoKey(errors.items[i], &key);
-        GetErrorInfoMessage(errors.items[i], &message);
-        const Text keyText(key), messageText(message);
-        failure.entries.emplace_back(keyText ? keyText.get() : "",
-                                     messageText ? messageText.get() : "");
-    }
-    throw failure;
-}
-
-// Runs `work` in a transaction of the store, which it then commits, or cancels when `keep` is
-// false or the work fails. Import joins it: it writes to the same store.
-template <typename Work>
-void InTransaction(ConfigStoreStruct* store, bool keep, Work&& work) {
-    Check(Logged([&] { return BeginTransaction(store); }), "cannot begin a transaction");
-    try {
-        work();
-        if (keep) {
-            Check(Logged([&] { return CommitTransaction(store); }), "cannot commit");
-        } else {
-            Check(Logged([&] { return CancelTransaction(store); }), "cannot cancel");
-        }
-    } catch (...) {
-        Logged([&] { return CancelTransaction(store); });
-        throw;
-    }
-}
-
 // Each entry of a document by its identity and class, in a stable order.
 std::map<std::string, const rapidjson::Value*> EntriesOf(const rapidjson::Value& document) {
     std::map<std::string, const rapidjson::Value*> entries;
@@ -214,10 +178,28 @@ const rapidjson::Value& ValuesOf(const rapidjson::Value* entry) {
     return entry != nullptr ? (*entry)["values"] : kNone;
 }
 
-// The differences of one identity and class, value by value: the stored value and the
-// document's, each where there is one.
+}  // namespace
+
+void ImportText(const std::string& text) {
+    ErrorList errors;
+    const ConfigStoreCStatus status =
+        Logged([&] { return Import(text.c_str(), &errors.items, &errors.count); });
+    if (status == CS_C_OK) return;
+    const std::string& logged = LastLogLine();
+    Failure failure{status, logged.empty() ? "the store refused the document" : logged, {}};
+    for (int i = 0; i < errors.count; ++i) {
+        char *key = nullptr, *message = nullptr;
+        GetErrorInfoKey(errors.items[i], &key);
+        GetErrorInfoMessage(errors.items[i], &message);
+        const Text keyText(key), messageText(message);
+        failure.entries.emplace_back(keyText ? keyText.get() : "",
+                                     messageText ? messageText.get() : "");
+    }
+    throw failure;
+}
+
 void AddDifferences(const rapidjson::Value* stored, const rapidjson::Value* documented,
-                    rapidjson::Document& differences) {
+                    rapidjson::Document& differences, const char* first, const char* second) {
     auto& allocator = differences.GetAllocator();
     const rapidjson::Value& from = ValuesOf(stored);
     const rapidjson::Value& to = ValuesOf(documented);
@@ -236,14 +218,18 @@ void AddDifferences(const rapidjson::Value* stored, const rapidjson::Value* docu
         difference.AddMember("class", rapidjson::Value(ClassOf(entry), allocator), allocator);
         difference.AddMember("value", rapidjson::Value(key.c_str(), allocator), allocator);
         if (hasBefore) {
-            difference.AddMember("stored", rapidjson::Value(before->value, allocator), allocator);
+            difference.AddMember(rapidjson::StringRef(first),
+                                 rapidjson::Value(before->value, allocator), allocator);
         }
         if (hasAfter) {
-            difference.AddMember("document", rapidjson::Value(after->value, allocator), allocator);
+            difference.AddMember(rapidjson::StringRef(second),
+                                 rapidjson::Value(after->value, allocator), allocator);
         }
         differences.PushBack(difference, allocator);
     }
 }
+
+namespace {
 
 std::string Pretty(const rapidjson::Value& values) {
     rapidjson::StringBuffer buffer;
@@ -323,10 +309,6 @@ void RunExport(Session& session, const std::vector<std::string>& keys, const Ide
 
 void RunImport(Session& session, const std::string& path, bool dryRun, bool replace) {
     const std::string text = ReadDocument(path);
-    if (!dryRun && !replace) {
-        ImportText(text);
-        return session.output().Done();
-    }
     ConfigStoreStruct* store = session.store();
     Keys listed, single;  // the keys of entries with an instance id, and of those without
     if (replace) {
@@ -337,7 +319,8 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
         listed = KeysOf(names.begin(), split);
         single = KeysOf(split, names.end());
     }
-    InTransaction(store, !dryRun, [&] {
+    // Import is a transaction of its own, or joins this one, with the store's other writes.
+    session.Transaction(!dryRun, [&] {
         DeleteInstancesOf(store, listed);
         DeleteStored(store, single);
         listed.clear();

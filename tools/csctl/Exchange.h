@@ -23,6 +23,17 @@ void RunImport(Session& session, const std::string& path, bool dryRun, bool repl
 // and components the document holds; true when anything differs.
 bool RunDiff(Session& session, const std::string& path);
 
+// Imports an exchange document's text: into the store's open transaction, if there is one.
+// A refusal is a Failure with the store's error entries.
+void ImportText(const std::string& text);
+
+// Adds the differences of one identity and class, value by value, to `differences`: the value of
+// each side, named `first` and `second`, where it has one. An entry is one of an exchange
+// document's; none stands for an empty object.
+void AddDifferences(const rapidjson::Value* from, const rapidjson::Value* to,
+                    rapidjson::Document& differences, const char* first = "stored",
+                    const char* second = "document");
+
 // Opens the values one class holds for an object in $VISUAL or $EDITOR and stores what is saved
 // in their place; a text the store refuses is shown again after the reason.
 void RunEdit(Session& session, const Identity& identity, DataClass dataClass);

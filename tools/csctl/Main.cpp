@@ -15,6 +15,8 @@
 #include "Apply.h"
 #include "Commands.h"
 #include "Exchange.h"
+#include "History.h"
+#include "Rollback.h"
 
 namespace csctl {
 namespace {
@@ -35,6 +37,8 @@ struct Arguments {
     bool dryRun = false;
     bool bare = false;
     bool boot = false;
+    bool pending = false;
+    double confirm = 0;  // seconds; 0: what is committed stays
     double interval = 0.25;
     int count = 0;
 };
@@ -134,6 +138,15 @@ void AddClass(CLI::App* command, Arguments& arguments) {
         ->check(CLI::IsMember({"internal", "external"}));
 }
 
+// --confirm: the command's commit rolls back by itself unless confirmed in time.
+void AddConfirm(CLI::App* command, Arguments& arguments) {
+    command
+        ->add_option("--confirm", arguments.confirm,
+                     "roll the change back after SECONDS unless 'csctl confirm' keeps it")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.1, 604800.0));
+}
+
 void Configure(Parser& parser) {
     CLI::App& app = parser.app;
     Arguments& arguments = parser.arguments;
@@ -172,6 +185,7 @@ void Configure(Parser& parser) {
 
     CLI::App* remove = app.add_subcommand("delete", "delete an object");
     AddIdentity(remove, arguments);
+    for (CLI::App* write : {set, update, remove}) AddConfirm(write, arguments);
 
     CLI::App* list = app.add_subcommand("list", "list the objects a filter selects");
     list->add_option("KEY", arguments.identity.key, "the objects' key; none: every key");
@@ -185,7 +199,9 @@ void Configure(Parser& parser) {
     watch->add_option("--count", arguments.count, "stop after this many changes")
         ->check(CLI::PositiveNumber);
     exported->add_option("KEY", arguments.positionals, "keys to export; none: every key");
-    for (CLI::App* selecting : {list, exported, watch}) {
+    CLI::App* log = app.add_subcommand("log", "print the commits the history holds, newest first");
+    log->add_option("KEY", arguments.identity.key, "commits of this key only; none: every key");
+    for (CLI::App* selecting : {list, exported, watch, log}) {
         selecting->add_option("--group", arguments.identity.group, "only this group");
         selecting->add_option("--component", arguments.identity.component, "only this component");
         selecting->add_option("--instance", arguments.identity.instance, "only this instance id");
@@ -195,12 +211,34 @@ void Configure(Parser& parser) {
     imported->add_flag("--replace", arguments.replace,
                        "the objects of the keys, groups and components the document holds "
                        "become the document's");
-    CLI::App* diff = app.add_subcommand("diff", "print how the store differs from a document");
-    for (CLI::App* reading : {imported, diff}) {
-        reading->add_option("FILE", arguments.positionals, "the document; - reads standard input")
-            ->required()
-            ->expected(1);
-    }
+    AddConfirm(imported, arguments);
+    imported->add_option("FILE", arguments.positionals, "the document; - reads standard input")
+        ->required()
+        ->expected(1);
+    CLI::App* diff = app.add_subcommand(
+        "diff", "print how the store differs from a document, or between two versions");
+    diff->add_option("FILE|VERSION", arguments.positionals,
+                     "a document (- reads standard input; ./N a file named N), or a version and "
+                     "perhaps a second one (none: the store now)")
+        ->required()
+        ->expected(1, 2);
+    app.add_subcommand("show", "print what the commit of a version changed")
+        ->add_option("VERSION", arguments.positionals, "the version")
+        ->required()
+        ->expected(1);
+    CLI::App* rollback = app.add_subcommand(
+        "rollback", "make the configuration what it was after a version, in one new commit");
+    rollback->add_option("VERSION", arguments.positionals, "the version")->required()->expected(1);
+    AddConfirm(rollback, arguments);
+    app.add_subcommand("confirm", "keep the changes that wait for confirmation")
+        ->add_option("ID", arguments.positionals, "this change only")
+        ->expected(0, 1);
+    // The waiter that --confirm starts: not for people to run.
+    app.add_subcommand("expire", "")
+        ->group("")
+        ->add_option("ID", arguments.positionals)
+        ->required()
+        ->expected(1);
     CLI::App* edit = app.add_subcommand("edit", "edit the values of an object in $EDITOR");
     edit->add_option("KEY", arguments.identity.key, "the object's key")->required();
     edit->add_option("GROUP", arguments.identity.group, "the object's group")->required();
@@ -215,7 +253,14 @@ void Configure(Parser& parser) {
     apply->add_option("COMPONENT", arguments.positionals, "components; none: every one");
     apply->add_flag("--boot", arguments.boot, "run every module as at boot")
         ->excludes(apply->get_option("COMPONENT"));
-    app.add_subcommand("status", "print the last apply result of components")
+    apply
+        ->add_flag("--pending", arguments.pending,
+                   "run the modules whose work commits left due (their writer ended first)")
+        ->excludes(apply->get_option("COMPONENT"))
+        ->excludes(apply->get_option("--boot"));
+    app.add_subcommand("status",
+                       "print the last apply result of components, pending work and changes "
+                       "waiting for confirmation")
         ->add_option("COMPONENT", arguments.positionals, "components; none: every one");
     // Last: a subcommand takes its parent's footer when it is made.
     for (CLI::App* chaining : {&app, set, update, remove}) {
@@ -255,7 +300,8 @@ Identity NamedObject(const Arguments& arguments) {
 
 bool IsReadOnly(const std::string& command) {
     return command == "get" || command == "list" || command == "export" || command == "status" ||
-           command == "diff" || command == "watch" || command == "check";
+           command == "diff" || command == "watch" || command == "check" || command == "log" ||
+           command == "show";
 }
 
 Write ToWrite(const Parser& parser) {
@@ -321,6 +367,9 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     // namespace that does not exist is an error.
     if (IsReadOnly(command)) setenv("CONFIGSTORE_READ_ONLY", "1", 1);
     Session session(nameSpace, output);
+    for (const auto& parser : parsers) {
+        if (parser->arguments.confirm > 0) session.ConfirmWithin(parser->arguments.confirm);
+    }
     if (IsWrite(command)) {
         std::vector<Write> writes;
         for (const auto& parser : parsers) writes.push_back(ToWrite(*parser));
@@ -343,7 +392,10 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     } else if (command == "export") {
         RunExport(session, arguments.positionals, arguments.identity);
     } else if (command == "apply") {
-        RunApply(session, arguments.positionals, arguments.boot);
+        RunApply(session, arguments.positionals,
+                 arguments.boot      ? ApplyRun::Boot
+                 : arguments.pending ? ApplyRun::Pending
+                                     : ApplyRun::Named);
     } else if (command == "status") {
         RunStatus(session, arguments.positionals);
     } else if (command == "import") {
@@ -356,7 +408,23 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     } else if (command == "watch") {
         RunWatch(session, arguments.identity, arguments.interval, arguments.count);
     } else if (command == "diff") {
-        return RunDiff(session, arguments.positionals.front()) ? kDifferent : 0;
+        const std::vector<std::string>& words = arguments.positionals;
+        if (words.size() == 1 && !IsVersion(words.front())) {
+            return RunDiff(session, words.front()) ? kDifferent : 0;
+        }
+        const std::optional<long long> to =
+            words.size() == 2 ? std::optional<long long>(ParseVersion(words[1])) : std::nullopt;
+        return RunVersionDiff(session, ParseVersion(words.front()), to) ? kDifferent : 0;
+    } else if (command == "log") {
+        RunLog(session, arguments.identity);
+    } else if (command == "show") {
+        RunShow(session, ParseVersion(arguments.positionals.front()));
+    } else if (command == "rollback") {
+        RunRollback(session, ParseVersion(arguments.positionals.front()));
+    } else if (command == "confirm") {
+        RunConfirm(session, arguments.positionals.empty() ? "" : arguments.positionals.front());
+    } else if (command == "expire") {
+        RunExpire(session, arguments.positionals.front());
     } else if (command == "edit") {
         RunEdit(session, arguments.identity, ClassNamed(arguments.dataClass));
     } else {

@@ -123,14 +123,27 @@ void Output::Identities(const rapidjson::Value& identities) {
     for (const auto& identity : identities.GetArray()) Line(IdentityText(identity));
 }
 
-void Output::Differences(const rapidjson::Value& differences) {
+void Output::Differences(const rapidjson::Value& differences, const char* first,
+                         const char* second) {
     if (json_) return Json(differences);
     for (const auto& difference : differences.GetArray()) {
         const std::string words = IdentityText(difference) + ClassOption(difference["class"]);
         const std::string value = Text(difference["value"]);
-        for (const auto& [mark, side] : {std::pair{"- ", "stored"}, std::pair{"+ ", "document"}}) {
+        for (const auto& [mark, side] : {std::pair{"- ", first}, std::pair{"+ ", second}}) {
             if (!difference.HasMember(side)) continue;
             Line(mark + words + " " + ShellWord(value + "=" + JsonText(difference[side])));
+        }
+    }
+}
+
+void Output::Commits(const rapidjson::Value& commits) {
+    if (json_) return Json(commits);
+    for (const auto& commit : commits.GetArray()) {
+        Line("version " + Text(commit["version"]) + "  " + Text(commit["time"]) + "  uid " +
+             Text(commit["uid"]) + "  pid " + Text(commit["pid"]) + " (" +
+             Text(commit["program"]) + ")  " + Text(commit["context"]));
+        for (const auto& change : commit["changes"].GetArray()) {
+            Line("    " + IdentityText(change) + ClassOption(change["class"]));
         }
     }
 }
@@ -165,9 +178,20 @@ void Output::Checked(const std::string& nameSpace) {
 void Output::Results(const rapidjson::Value& results) {
     if (json_) return Json(results);
     for (const auto& result : results.GetArray()) {
-        std::string line = Text(result["component"]) + ": " + Text(result["status"]) + " (" +
-                           Text(result["stage"]) + ", " + Text(result["at"]) + ")";
-        if (result["message"].GetStringLength() > 0) line += ": " + Text(result["message"]);
+        std::string line = Text(result["component"]) + ": " + Text(result["status"]);
+        if (result.HasMember("id")) {
+            line += " (" + (result.HasMember("version") ? "version " + Text(result["version"]) + ", "
+                                                        : std::string()) +
+                    "rolled back at " + Text(result["deadline"]) + " unless confirmed: csctl confirm " +
+                    Text(result["id"]) + ")";
+        } else if (result.HasMember("stage")) {
+            line += " (" + Text(result["stage"]) + ", " + Text(result["at"]) + ")";
+            if (result["message"].GetStringLength() > 0) line += ": " + Text(result["message"]);
+        }
+        if (result.HasMember("pending")) {
+            line += (result.HasMember("stage") ? "; " : " (") + std::string("modules due for version ") +
+                    Text(result["pending"]) + (result.HasMember("stage") ? "" : ")");
+        }
         Line(line);
     }
 }
@@ -178,10 +202,27 @@ void Output::ResultsBeforeFailure(const rapidjson::Value& results) {
 }
 
 void Output::Done() {
-    if (!json_) return;
+    if (!json_) {
+        if (!unconfirmed_.IsNull()) {
+            Line("rolled back at " + Text(unconfirmed_["deadline"]) +
+                 " unless confirmed: csctl confirm " + Text(unconfirmed_["id"]));
+        }
+        return;
+    }
     rapidjson::Document answer(rapidjson::kObjectType);
     answer.AddMember("ok", true, answer.GetAllocator());
+    if (!unconfirmed_.IsNull()) {
+        answer.AddMember("unconfirmed", rapidjson::Value(unconfirmed_, answer.GetAllocator()),
+                         answer.GetAllocator());
+    }
     Json(answer);
+}
+
+void Output::Unconfirmed(const std::string& id, const std::string& deadline) {
+    unconfirmed_.SetObject();
+    auto& allocator = unconfirmed_.GetAllocator();
+    unconfirmed_.AddMember("id", rapidjson::Value(id.c_str(), allocator), allocator);
+    unconfirmed_.AddMember("deadline", rapidjson::Value(deadline.c_str(), allocator), allocator);
 }
 
 void Output::Error(const Failure& failure) {

@@ -37,20 +37,33 @@ public:
     void InstanceId(const std::string& id);
     // A namespace whose files passed the full check: {"namespace": "...", "ok": true}.
     void Checked(const std::string& nameSpace);
-    // Apply results: [{"component", "stage", "status", "code", "message", "exitValue"?, "at"}].
+    // Apply results: [{"component", "stage", "status", "code", "message", "exitValue"?, "at",
+    // "version"?, "pending"?}]; "pending", the version whose modules are due still. Work due
+    // without a result is {"component", "status": "pending", "pending"}, and a change waiting
+    // for confirmation {"component": "configstore", "status": "unconfirmed", "id", "deadline",
+    // "version"?}.
     void Results(const rapidjson::Value& results);
     // Apply results beside the failure that follows: printed now for people, and part of the
     // failure's JSON error.
     void ResultsBeforeFailure(const rapidjson::Value& results);
-    // Differences between the store and a document: [{identity..., "class", "value", "stored"?,
-    // "document"?}]; for people, a "-" line for each stored value and a "+" line for each
-    // documented one, as the arguments of a write.
-    void Differences(const rapidjson::Value& differences);
+    // Differences value by value, between the store and a document: [{identity..., "class",
+    // "value", "stored"?, "document"?}], or between two versions ("before"?, "after"?); for
+    // people, a "-" line for each value of the first side and a "+" line for each of the
+    // second, as the arguments of a write.
+    void Differences(const rapidjson::Value& differences, const char* first = "stored",
+                     const char* second = "document");
+    // Commits of the store's history, newest first: [{"version", "time", "uid", "pid",
+    // "program", "context", "changes": [{identity..., "class"}]}]; for people, a line for each
+    // commit and one for each identity and class it changed.
+    void Commits(const rapidjson::Value& commits);
     // A change that watch saw: {identity..., "class", "values"} or {identity..., "class",
     // "deleted": true}, a JSON line each; for people, the name and the values or "deleted".
     void Change(const rapidjson::Value& change);
-    // A command that changed the store: {"ok": true}; nothing for people.
+    // A command that changed the store: {"ok": true}, with "unconfirmed": {"id", "deadline"}
+    // when Unconfirmed came first; nothing for people but that.
     void Done();
+    // What the command committed rolls back at `deadline` unless confirmed as `id`.
+    void Unconfirmed(const std::string& id, const std::string& deadline);
     void Error(const Failure& failure);
 
     // Writes what is buffered; false when standard output failed.
@@ -62,6 +75,7 @@ private:
     void Write(const std::string& text);
     bool json_;
     rapidjson::Document failureResults_;  // null until ResultsBeforeFailure
+    rapidjson::Document unconfirmed_;     // null until Unconfirmed
 };
 
 }  // namespace csctl

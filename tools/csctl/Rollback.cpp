@@ -1,0 +1,301 @@
+#include "Rollback.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <thread>
+#include <unordered_map>
+
+#include "Exchange.h"
+#include "History.h"
+#include "ResultRecord.h"
+
+namespace csctl {
+namespace {
+
+// csctl's own records live in the store's own component, which exports and rollbacks leave out.
+using standin::kResultComponent;
+constexpr char kWaitingKey[] = "pending";
+constexpr char kWaitingGroup[] = "confirm";
+
+long long NowMilliseconds() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+struct Waiting {
+    std::string id;
+    long long deadline;  // milliseconds since the epoch
+};
+
+// The changes waiting for confirmation (`id` only, unless empty), as the store holds them now.
+std::vector<Waiting> WaitingChanges(const std::string& id = "") {
+    const rapidjson::Document exported =
+        Exported({kWaitingKey, kWaitingGroup, kResultComponent, id, {}});
+    std::vector<Waiting> waiting;
+    for (const auto& entry : exported["objects"].GetArray()) {
+        const auto deadline = entry["values"].FindMember("deadline");
+        if (!entry.HasMember("instanceId") || deadline == entry["values"].MemberEnd() ||
+            !deadline->value.IsInt64()) {
+            continue;
+        }
+        waiting.push_back({entry["instanceId"].GetString(), deadline->value.GetInt64()});
+    }
+    return waiting;
+}
+
+bool IsWaitingRecord(const standin::HistorySlot& slot) {
+    return slot.id.key == kWaitingKey && slot.id.group == kWaitingGroup &&
+           slot.id.component == kResultComponent;
+}
+
+// The version of the commit that made each waiting change's record, by id, where the history
+// holds it.
+std::unordered_map<std::string, long long> WaitingVersions(standin::HistoryReader& history) {
+    std::unordered_map<std::string, long long> versions;
+    for (const auto& commit : FromHistory([&] { return history.Commits(); })) {
+        for (const auto& change : commit.changes) {
+            // Newest first: the oldest commit that made the record stays.
+            if (IsWaitingRecord(change.slot) && !change.before) {
+                versions[change.slot.id.instanceId] = commit.version;
+            }
+        }
+    }
+    return versions;
+}
+
+// What one identity's class is to hold: a document, or nothing.
+struct Target {
+    standin::HistorySlot slot;
+    std::optional<std::string> document;
+};
+
+// Within the session's open transaction: makes each target's class hold its document, or
+// nothing. Documents go in through one import (validated against today's schemas); a class
+// that is to hold nothing goes with its whole identity, whose other durable classes are then
+// imported again (the library removes classes only with their identity).
+void WriteStates(Session& session, standin::HistoryReader& history,
+                 const std::vector<Target>& targets) {
+    std::vector<std::vector<const Target*>> identities;
+    std::unordered_map<std::string, std::size_t> index;
+    for (const Target& target : targets) {
+        if (FromHistory([&] { return history.Present(target.slot); }) == target.document) {
+            continue;
+        }
+        const auto& id = target.slot.id;
+        const std::string name = id.key + '\0' + id.group + '\0' + id.component + '\0' +
+                                 id.instanceId;
+        const auto [known, added] = index.emplace(name, identities.size());
+        if (added) identities.emplace_back();
+        identities[known->second].push_back(&target);
+    }
+    rapidjson::Document document(rapidjson::kObjectType);
+    auto& allocator = document.GetAllocator();
+    document.AddMember("format", "configstore/1", allocator);
+    rapidjson::Value objects(rapidjson::kArrayType);
+    for (const std::vector<const Target*>& changed : identities) {
+        const auto& id = changed.front()->slot.id;
+        const bool removes = std::any_of(changed.begin(), changed.end(),
+                                         [](const Target* target) { return !target->document; });
+        for (const int dataClass : {0, 1, 2, 4}) {  // the durable classes
+            const standin::HistorySlot slot{id, dataClass};
+            const auto target =
+                std::find_if(changed.begin(), changed.end(), [&](const Target* candidate) {
+                    return candidate->slot.dataClass == dataClass;
+                });
+            std::optional<std::string> kept;
+            if (target != changed.end()) {
+                kept = (*target)->document;
+            } else if (removes) {
+                kept = FromHistory([&] { return history.Present(slot); });
+            }
+            if (kept) objects.PushBack(EntryOf(slot, *kept, allocator), allocator);
+        }
+        if (!removes) continue;
+        const char* instance = id.instanceId.empty() ? nullptr : id.instanceId.c_str();
+        Check(Logged([&] {
+                  return Delete(session.store(), id.key.c_str(), id.group.c_str(),
+                                id.component.c_str(), instance);
+              }),
+              "cannot delete " + CommandWords(id.key, id.group, id.component, id.instanceId));
+    }
+    if (objects.Empty()) return;
+    document.AddMember("objects", objects, allocator);
+    ImportText(JsonText(document));
+}
+
+// Within a transaction: undoes the commit that made the record of the change waiting as `id`,
+// the record with it, unless the change was confirmed meanwhile.
+void UndoWaiting(Session& session, const std::string& id) {
+    if (WaitingChanges(id).empty()) return;
+    const auto history = OpenHistory(session);
+    const auto versions = WaitingVersions(*history);
+    const auto version = versions.find(id);
+    if (version == versions.end()) {
+        throw Failure{CS_C_NOT_FOUND,
+                      "the change waiting as " + id +
+                          " is no longer in the history and cannot be rolled back; "
+                          "csctl confirm " +
+                          id + " keeps it",
+                      {}};
+    }
+    const auto commits = FromHistory([&] { return history->Commits(version->second, true); });
+    std::vector<Target> targets;
+    for (const auto& change : commits.front().changes) {
+        targets.push_back({change.slot, change.before});
+    }
+    WriteStates(session, *history, targets);
+}
+
+void Expire(Session& session, const std::string& id) {
+    session.Transaction(true, [&] { UndoWaiting(session, id); });
+}
+
+}  // namespace
+
+void RunRollback(Session& session, long long version) {
+    session.Transaction(true, [&] {
+        const auto history = OpenHistory(session);
+        CheckKept(*history, version);
+        std::vector<Target> targets;
+        for (auto& state : FromHistory([&] { return history->ChangedAfter(version); })) {
+            if (state.slot.id.component == kResultComponent) continue;
+            targets.push_back({std::move(state.slot), std::move(state.then)});
+        }
+        WriteStates(session, *history, targets);
+    });
+    session.output().Done();
+}
+
+void RunConfirm(Session& session, const std::string& id) {
+    session.Transaction(true, [&] {
+        const std::vector<Waiting> waiting = WaitingChanges(id);
+        if (waiting.empty()) {
+            throw Failure{CS_C_NOT_FOUND,
+                          "no change waits for confirmation" + (id.empty() ? "" : " as " + id),
+                          {}};
+        }
+        for (const Waiting& change : waiting) {
+            Check(Logged([&] {
+                      return Delete(session.store(), kWaitingKey, kWaitingGroup, kResultComponent,
+                                    change.id.c_str());
+                  }),
+                  "cannot confirm " + change.id);
+        }
+    });
+    session.output().Done();
+}
+
+void RunExpire(Session& session, const std::string& id) {
+    const std::vector<Waiting> waiting = WaitingChanges(id);
+    if (waiting.empty()) return;
+    for (long long left; (left = waiting.front().deadline - NowMilliseconds()) > 0;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(left));
+    }
+    Expire(session, id);
+}
+
+void ExpirePassed(Session& session) {
+    std::vector<Waiting> waiting = WaitingChanges();
+    if (waiting.empty()) return;
+    const auto versions = WaitingVersions(*OpenHistory(session));
+    const auto versionOf = [&](const Waiting& change) {
+        const auto found = versions.find(change.id);
+        return found == versions.end() ? 0 : found->second;
+    };
+    // Newest first: each undo then finds the store as the change it undoes left it.
+    std::sort(waiting.begin(), waiting.end(), [&](const Waiting& a, const Waiting& b) {
+        return versionOf(a) > versionOf(b);
+    });
+    for (const Waiting& change : waiting) {
+        if (change.deadline > NowMilliseconds()) {
+            StartWaiter(change.id);
+            continue;
+        }
+        try {
+            Expire(session, change.id);
+        } catch (const Failure& failure) {
+            // The boot goes on: the change stays waiting, and status shows it.
+            std::fprintf(stderr, "csctl: apply: %s\n", failure.message.c_str());
+        }
+    }
+}
+
+void AddUnconfirmed(const Session& session, rapidjson::Document& results) {
+    const std::vector<Waiting> waiting = WaitingChanges();
+    if (waiting.empty()) return;
+    const auto versions = WaitingVersions(*OpenHistory(session));
+    auto& allocator = results.GetAllocator();
+    for (const Waiting& change : waiting) {
+        rapidjson::Value entry(rapidjson::kObjectType);
+        entry.AddMember("component", rapidjson::StringRef(kResultComponent), allocator);
+        entry.AddMember("status", "unconfirmed", allocator);
+        entry.AddMember("id", rapidjson::Value(change.id.c_str(), allocator), allocator);
+        entry.AddMember(
+            "deadline",
+            rapidjson::Value(standin::UtcText(change.deadline / 1000).c_str(), allocator),
+            allocator);
+        const auto version = versions.find(change.id);
+        if (version != versions.end()) entry.AddMember("version", static_cast<int64_t>(version->second), allocator);
+        results.PushBack(entry, allocator);
+    }
+}
+
+std::string RecordConfirmation(Session& session, double seconds) {
+    if (!OpenHistory(session)->Recording()) {
+        throw Failure{CS_C_INVALID_ARGUMENT,
+                      "--confirm needs the store's history, which "
+                      "CONFIGSTORE_HISTORY_COMMITS or CONFIGSTORE_HISTORY_DAYS turns off",
+                      {}};
+    }
+    char* raw = nullptr;
+    const ConfigStoreCStatus made = Logged([&] { return GenerateInstanceId(&raw); });
+    const Text id(raw);
+    Check(made, "cannot make an id for the confirmation");
+    const long long deadline = NowMilliseconds() + std::llround(seconds * 1000);
+    const std::string until = standin::UtcText(deadline / 1000);
+    rapidjson::Document values(rapidjson::kObjectType);
+    values.AddMember("deadline", static_cast<int64_t>(deadline), values.GetAllocator());
+    values.AddMember("until", rapidjson::StringRef(until.c_str()), values.GetAllocator());
+    ConfigStoreObjectStruct* object = nullptr;
+    Check(Logged([&] {
+              return CreateObject(kWaitingKey, kWaitingGroup, kResultComponent, id.get(),
+                                  JsonText(values).c_str(), &object);
+          }),
+          "cannot record the confirmation");
+    const Object record(object);
+    Check(Logged([&] { return Set(session.store(), record.get(), "INTERNAL"); }),
+          "cannot record the confirmation");
+    session.output().Unconfirmed(id.get(), until);
+    return id.get();
+}
+
+void StartWaiter(const std::string& id) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) {
+        throw Failure{CS_C_INTERNAL_ERROR,
+                      "the change is committed, but no waiter could start: the boot run rolls it "
+                      "back unless confirmed (csctl confirm " +
+                          id + ")",
+                      {}};
+    }
+    if (child == 0) {
+        // The waiter outlives csctl: a session of its own, no terminal, none of its descriptors
+        // (a reader of csctl's output would wait for it otherwise).
+        if (setsid() < 0 || fork() != 0) _exit(0);
+        const int null = open("/dev/null", O_RDWR);
+        for (int descriptor = 0; descriptor < 3; ++descriptor) dup2(null, descriptor);
+        execl("/proc/self/exe", "csctl", "expire", id.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    waitpid(child, nullptr, 0);
+}
+
+}  // namespace csctl
