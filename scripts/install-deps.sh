@@ -27,6 +27,7 @@ packages=(
     dpkg-dev
     file
     uuid-runtime
+    procps
     "$@"
 )
 

@@ -311,5 +311,67 @@ wait "$boot" || code=$?
 [ "$code" -eq 143 ] || fail "apply --boot stopped: exit $code"
 run set interface interfaces network --instance eth1 mtu=1400 || fail "a stopped boot run left the boot status"
 
+rm "$apply/system/slow"
+
+# History: a chain with a delete is one commit, which log, show and diff read back; a rollback
+# to the version before it undoes it in one new commit. A commit with history off leaves no
+# history before it to roll back to.
+before=$(run log --json | jq '.[0].version')
+check_rows <<'ROWS'
+0 | set interface interfaces network --instance eth1 mtu=1600 ++ delete interface interfaces network --instance eth2 | .ok
+0 | log interface --instance eth2 | .[0].version > .[1].version and .[0].program == "csctl" and (.[0].uid | type) == "number" and .[0].changes[0] == {key: "interface", group: "interfaces", component: "network", instanceId: "eth2", class: "configuration"}
+0 | show $((before + 1)) | map(select(.class == "configuration" and .value == "mtu") | [.instanceId, .before, .after]) == [["eth1", 1400, 1600], ["eth2", 1400, null]]
+9 | diff $before $((before + 1)) | map(select(.class == "configuration") | .instanceId) | unique == ["eth1", "eth2"]
+0 | rollback $before | .ok
+0 | get interface interfaces network --instance eth2 mtu | .values.mtu == 1400
+0 | diff $before | . == []
+9 | diff $((before + 1)) | length > 0
+6 | show 999999 | .error.message | test("no version 999999: the store is at version")
+0 | CONFIGSTORE_HISTORY_COMMITS=0 set probe p demo h=1 | .ok
+6 | rollback $before | .error.message | test("history before version [0-9]+ is no longer kept")
+2 | CONFIGSTORE_HISTORY_COMMITS=0 set probe p demo h=2 --confirm 5 | .error.message | test("needs the store's history")
+# A change waiting for confirmation shows in status until confirmed.
+0 | set interface interfaces network --instance eth1 mtu=1500 --confirm 30 | .unconfirmed.id | test("^[0-9a-f-]{36}$")
+0 | status | map(select(.status == "unconfirmed")) | length == 1
+0 | confirm | .ok
+6 | confirm | .error.message == "no change waits for confirmation"
+ROWS
+mtu() { run get interface interfaces network --instance eth1 --value mtu; }
+# Unconfirmed, the change is undone within a second of its deadline (emulated: three).
+slack=$((${#emulator[@]} > 0 ? 3000 : 1000))
+run set interface interfaces network --instance eth1 mtu=1280 --confirm 1 >/dev/null
+deadline=$(($(date +%s%3N) + 1000))
+while [ "$(mtu)" != 1500 ] && [ "$(date +%s%3N)" -lt $((deadline + slack)) ]; do sleep 0.05; done
+[ "$(mtu)" = 1500 ] && [ "$(date +%s%3N)" -lt $((deadline + slack)) ] || fail "an unconfirmed change stayed"
+# After a reboot (the waiter gone with the host, the runtime directory emptied), the boot run
+# undoes a change whose deadline passed before its modules run.
+run set interface interfaces network --instance eth1 mtu=1280 --confirm 1.5 >/dev/null
+pkill -KILL -f -- '--confirm 1.5' || fail "no waiter for --confirm"
+rm -rf "$CONFIGSTORE_RUNTIME_DIR"
+sleep 1.6
+[ "$(mtu)" = 1280 ] || fail "a change was undone without a waiter"
+run apply --boot >/dev/null 2>&1 || true
+[ "$(mtu)" = 1500 ] || fail "the boot run kept an unconfirmed change"
+[ "$(run --json status network | jq '.[0].version')" = "$(run log --json | jq '.[0].version')" ] ||
+    fail "the boot run's modules ran before the undo"
+
+# A writer killed after its commit, before its modules ran, leaves their work pending: status
+# lists it, apply --pending runs it (once). The object probe p demo is of component demo.
+printf '#!/bin/sh\ntouch "$APPLY_LOG.demo"\nsleep 30\n' >"$apply/system/demo"
+chmod +x "$apply/system/demo"
+"${emulator[@]}" "$csctl" set probe p demo w=1 >/dev/null 2>&1 &
+writer=$!
+for _ in $(seq 300); do [ -e "$APPLY_LOG.demo" ] && break || sleep 0.1; done
+kill -KILL "$writer"
+pkill -KILL -f "$apply/system/demo" || true
+wait "$writer" 2>/dev/null || true
+printf '#!/bin/sh\n' >"$apply/system/demo"
+check_rows <<'ROWS'
+0 | status demo | .[0].status == "pending" and .[0].pending > 0
+0 | apply --pending | map(.component) == ["demo"] and .[0].version > 0
+0 | status demo | .[0].status == "ok" and (.[0] | has("pending") | not)
+0 | apply --pending | . == []
+ROWS
+
 [ "$failures" -eq 0 ] || exit 1
 echo "csctl: all checks passed"

@@ -193,7 +193,8 @@ std::vector<Result> RunModules(const std::vector<std::string>& components,
 
 }  // namespace
 
-void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run) {
+void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run,
+              Waiter* waiter) {
     const std::string applyDir = standin::ApplyDirectory();
     const std::vector<std::string> withModule = standin::ModuleComponents(applyDir);
     for (const std::string& component : components) {
@@ -203,7 +204,7 @@ void RunApply(Session& session, const std::vector<std::string>& components, Appl
         }
     }
     ConfigStoreStruct* store = session.store();
-    if (run == ApplyRun::Boot) ExpirePassed(session);
+    if (run == ApplyRun::Boot) ExpirePassed(session, *waiter);
     // Read before the store's objects: a commit in between leaves its own work due.
     const DueWork due = FromHistory([&] { return OpenHistory(session)->DueWork(); });
     const rapidjson::Document exported = Exported({});
@@ -221,10 +222,10 @@ void RunApply(Session& session, const std::vector<std::string>& components, Appl
         SetBootStatusOfAll(exported, false);
         stopSignals.EndIfStopped();
     } else {
-        const std::vector<std::string> chosen =
-            run == ApplyRun::Pending ? PendingOf(due, RecordedResults(), withModule)
-            : components.empty()     ? withModule
-                                     : components;
+        const std::vector<std::string> chosen = run == ApplyRun::Pending
+                                                    ? PendingOf(due, RecordedResults(), withModule)
+                                                : components.empty() ? withModule
+                                                                     : components;
         if (!chosen.empty()) {
             results = RunModules(chosen, exported, {session.nameSpace(), false, nullptr}, due);
         }
@@ -272,7 +273,8 @@ void RunStatus(Session& session, const std::vector<std::string>& components) {
         if (!named(component)) continue;
         seen(component);
         rapidjson::Value result = ResultJson(component, entry["values"], allocator);
-        if (isPending(component)) result.AddMember("pending", static_cast<int64_t>(due.at(component)), allocator);
+        if (isPending(component))
+            result.AddMember("pending", static_cast<int64_t>(due.at(component)), allocator);
         json.PushBack(result, allocator);
     }
     for (const std::string& component : pending) {

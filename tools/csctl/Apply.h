@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "Rollback.h"
 
 namespace csctl {
 
@@ -19,7 +20,9 @@ enum class ApplyRun { Named, Boot, Pending };
 // run first undoes the changes whose confirmation deadline passed, then runs every module with
 // APPLY_BOOT=1 while every stored identity holds the boot status. Throws a Failure with
 // kModuleFailed when a module failed.
-void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run);
+// `waiter` (of a boot run) watches the changes whose deadline is still to come.
+void RunApply(Session& session, const std::vector<std::string>& components, ApplyRun run,
+              Waiter* waiter);
 
 // Prints the last recorded result of the components (none: of every component), the work
 // commits left pending, and every change waiting for confirmation.

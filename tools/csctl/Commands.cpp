@@ -387,7 +387,7 @@ void Session::Commit() {
     const std::string waiting =
         confirmSeconds_ > 0 ? RecordConfirmation(*this, confirmSeconds_) : std::string();
     Check(Logged([&] { return CommitTransaction(store()); }), "cannot commit");
-    if (!waiting.empty()) StartWaiter(waiting);
+    if (!waiting.empty()) waiter_->Watch(waiting);
 }
 
 void Session::Cancel() {

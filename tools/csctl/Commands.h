@@ -17,6 +17,8 @@ struct SubName {
     std::string key, instance;
 };
 
+class Waiter;
+
 struct Identity {
     std::string key, group, component, instance;
     std::vector<SubName> sub;  // the path from the object to one of its sub-objects
@@ -46,8 +48,12 @@ public:
     Output& output() { return output_; }
     // The namespace the store was opened with; the engine's default when none was named.
     std::string nameSpace() const { return nameSpace_.empty() ? "global" : nameSpace_; }
-    // What this invocation commits rolls back by itself unless confirmed within `seconds`.
-    void ConfirmWithin(double seconds) { confirmSeconds_ = seconds; }
+    // What this invocation commits rolls back by itself unless confirmed within `seconds`, which
+    // `waiter` then watches.
+    void ConfirmWithin(double seconds, Waiter& waiter) {
+        confirmSeconds_ = seconds;
+        waiter_ = &waiter;
+    }
 
     // Runs `work` in a transaction of the store, which it then commits (waiting for
     // confirmation where asked), or cancels when `keep` is false or the work fails.
@@ -72,6 +78,7 @@ private:
     Output& output_;
     Store store_;
     double confirmSeconds_ = 0;
+    Waiter* waiter_ = nullptr;
 };
 
 // An object's name in messages, as the commands take it.

@@ -42,7 +42,8 @@ void AddSlotDifferences(const standin::HistorySlot& slot, const std::optional<st
     rapidjson::Document sides;
     const rapidjson::Value before =
         from ? EntryOf(slot, *from, sides.GetAllocator()) : rapidjson::Value();
-    const rapidjson::Value after = to ? EntryOf(slot, *to, sides.GetAllocator()) : rapidjson::Value();
+    const rapidjson::Value after =
+        to ? EntryOf(slot, *to, sides.GetAllocator()) : rapidjson::Value();
     if (before.IsNull() && after.IsNull()) return;
     AddDifferences(before.IsNull() ? nullptr : &before, after.IsNull() ? nullptr : &after,
                    differences, "before", "after");
@@ -79,7 +80,8 @@ SlotDocuments DocumentsAfter(standin::HistoryReader& history, long long version)
 }  // namespace
 
 std::unique_ptr<standin::HistoryReader> OpenHistory(const Session& session) {
-    return FromHistory([&] { return std::make_unique<standin::HistoryReader>(session.nameSpace()); });
+    return FromHistory(
+        [&] { return std::make_unique<standin::HistoryReader>(session.nameSpace()); });
 }
 
 void CheckKept(standin::HistoryReader& history, long long version) {
@@ -156,8 +158,8 @@ void RunShow(Session& session, long long version) {
     CheckKept(*history, version);
     const auto commits = FromHistory([&] { return history->Commits(version, true); });
     if (commits.empty()) {
-        throw Failure{CS_C_NOT_FOUND, "version " + std::to_string(version) + " changed nothing",
-                      {}};
+        throw Failure{
+            CS_C_NOT_FOUND, "version " + std::to_string(version) + " changed nothing", {}};
     }
     // What the commit made of each slot: what it held after the commit.
     const SlotDocuments after = DocumentsAfter(*history, version);
@@ -176,7 +178,8 @@ bool RunVersionDiff(Session& session, long long from, std::optional<long long> t
     CheckKept(*history, from);
     if (to) CheckKept(*history, *to);
     const SlotDocuments earlier = DocumentsAfter(*history, to ? std::min(from, *to) : from);
-    const SlotDocuments later = to ? DocumentsAfter(*history, std::max(from, *to)) : SlotDocuments();
+    const SlotDocuments later =
+        to ? DocumentsAfter(*history, std::max(from, *to)) : SlotDocuments();
     const bool backwards = to && *to < from;
     rapidjson::Document differences(rapidjson::kArrayType);
     // Every slot that differs between the versions changed after the earlier one.

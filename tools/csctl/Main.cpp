@@ -233,12 +233,7 @@ void Configure(Parser& parser) {
     app.add_subcommand("confirm", "keep the changes that wait for confirmation")
         ->add_option("ID", arguments.positionals, "this change only")
         ->expected(0, 1);
-    // The waiter that --confirm starts: not for people to run.
-    app.add_subcommand("expire", "")
-        ->group("")
-        ->add_option("ID", arguments.positionals)
-        ->required()
-        ->expected(1);
+
     CLI::App* edit = app.add_subcommand("edit", "edit the values of an object in $EDITOR");
     edit->add_option("KEY", arguments.identity.key, "the object's key")->required();
     edit->add_option("GROUP", arguments.identity.group, "the object's group")->required();
@@ -366,10 +361,15 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
     // Commands that only read open the store read-only: they never create a namespace, and a
     // namespace that does not exist is an error.
     if (IsReadOnly(command)) setenv("CONFIGSTORE_READ_ONLY", "1", 1);
-    Session session(nameSpace, output);
-    for (const auto& parser : parsers) {
-        if (parser->arguments.confirm > 0) session.ConfirmWithin(parser->arguments.confirm);
+    double confirm = 0;
+    for (const auto& parser : parsers) confirm = std::max(confirm, parser->arguments.confirm);
+    // Forked before any store is open: changes waiting for confirmation are undone by it.
+    std::unique_ptr<Waiter> waiter;
+    if (confirm > 0 || (command == "apply" && arguments.boot)) {
+        waiter = std::make_unique<Waiter>(nameSpace);
     }
+    Session session(nameSpace, output);
+    if (confirm > 0) session.ConfirmWithin(confirm, *waiter);
     if (IsWrite(command)) {
         std::vector<Write> writes;
         for (const auto& parser : parsers) writes.push_back(ToWrite(*parser));
@@ -395,7 +395,8 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         RunApply(session, arguments.positionals,
                  arguments.boot      ? ApplyRun::Boot
                  : arguments.pending ? ApplyRun::Pending
-                                     : ApplyRun::Named);
+                                     : ApplyRun::Named,
+                 waiter.get());
     } else if (command == "status") {
         RunStatus(session, arguments.positionals);
     } else if (command == "import") {
@@ -423,8 +424,7 @@ int Execute(std::vector<std::unique_ptr<Parser>>& parsers, std::string nameSpace
         RunRollback(session, ParseVersion(arguments.positionals.front()));
     } else if (command == "confirm") {
         RunConfirm(session, arguments.positionals.empty() ? "" : arguments.positionals.front());
-    } else if (command == "expire") {
-        RunExpire(session, arguments.positionals.front());
+
     } else if (command == "edit") {
         RunEdit(session, arguments.identity, ClassNamed(arguments.dataClass));
     } else {

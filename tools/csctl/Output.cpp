@@ -140,8 +140,8 @@ void Output::Commits(const rapidjson::Value& commits) {
     if (json_) return Json(commits);
     for (const auto& commit : commits.GetArray()) {
         Line("version " + Text(commit["version"]) + "  " + Text(commit["time"]) + "  uid " +
-             Text(commit["uid"]) + "  pid " + Text(commit["pid"]) + " (" +
-             Text(commit["program"]) + ")  " + Text(commit["context"]));
+             Text(commit["uid"]) + "  pid " + Text(commit["pid"]) + " (" + Text(commit["program"]) +
+             ")  " + Text(commit["context"]));
         for (const auto& change : commit["changes"].GetArray()) {
             Line("    " + IdentityText(change) + ClassOption(change["class"]));
         }
@@ -180,17 +180,19 @@ void Output::Results(const rapidjson::Value& results) {
     for (const auto& result : results.GetArray()) {
         std::string line = Text(result["component"]) + ": " + Text(result["status"]);
         if (result.HasMember("id")) {
-            line += " (" + (result.HasMember("version") ? "version " + Text(result["version"]) + ", "
-                                                        : std::string()) +
-                    "rolled back at " + Text(result["deadline"]) + " unless confirmed: csctl confirm " +
-                    Text(result["id"]) + ")";
+            line += " (" +
+                    (result.HasMember("version") ? "version " + Text(result["version"]) + ", "
+                                                 : std::string()) +
+                    "rolled back at " + Text(result["deadline"]) +
+                    " unless confirmed: csctl confirm " + Text(result["id"]) + ")";
         } else if (result.HasMember("stage")) {
             line += " (" + Text(result["stage"]) + ", " + Text(result["at"]) + ")";
             if (result["message"].GetStringLength() > 0) line += ": " + Text(result["message"]);
         }
         if (result.HasMember("pending")) {
-            line += (result.HasMember("stage") ? "; " : " (") + std::string("modules due for version ") +
-                    Text(result["pending"]) + (result.HasMember("stage") ? "" : ")");
+            line += (result.HasMember("stage") ? "; " : " (") +
+                    std::string("modules due for version ") + Text(result["pending"]) +
+                    (result.HasMember("stage") ? "" : ")");
         }
         Line(line);
     }

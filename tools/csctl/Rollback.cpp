@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 #include <unordered_map>
 
@@ -89,8 +91,8 @@ void WriteStates(Session& session, standin::HistoryReader& history,
             continue;
         }
         const auto& id = target.slot.id;
-        const std::string name = id.key + '\0' + id.group + '\0' + id.component + '\0' +
-                                 id.instanceId;
+        const std::string name =
+            id.key + '\0' + id.group + '\0' + id.component + '\0' + id.instanceId;
         const auto [known, added] = index.emplace(name, identities.size());
         if (added) identities.emplace_back();
         identities[known->second].push_back(&target);
@@ -105,10 +107,9 @@ void WriteStates(Session& session, standin::HistoryReader& history,
                                          [](const Target* target) { return !target->document; });
         for (const int dataClass : {0, 1, 2, 4}) {  // the durable classes
             const standin::HistorySlot slot{id, dataClass};
-            const auto target =
-                std::find_if(changed.begin(), changed.end(), [&](const Target* candidate) {
-                    return candidate->slot.dataClass == dataClass;
-                });
+            const auto target = std::find_if(
+                changed.begin(), changed.end(),
+                [&](const Target* candidate) { return candidate->slot.dataClass == dataClass; });
             std::optional<std::string> kept;
             if (target != changed.end()) {
                 kept = (*target)->document;
@@ -157,6 +158,22 @@ void Expire(Session& session, const std::string& id) {
     session.Transaction(true, [&] { UndoWaiting(session, id); });
 }
 
+// Until no change waiting as `id` (empty: any) is left: sleeps to the earliest deadline, then
+// undoes that change unless it was confirmed meanwhile.
+void WatchWaiting(Session& session, const std::string& id) {
+    for (std::vector<Waiting> waiting; !(waiting = WaitingChanges(id)).empty();) {
+        const Waiting& next = *std::min_element(
+            waiting.begin(), waiting.end(),
+            [](const Waiting& a, const Waiting& b) { return a.deadline < b.deadline; });
+        const long long left = next.deadline - NowMilliseconds();
+        if (left > 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(left));
+            continue;  // confirmed meanwhile, perhaps
+        }
+        Expire(session, next.id);
+    }
+}
+
 }  // namespace
 
 void RunRollback(Session& session, long long version) {
@@ -192,16 +209,7 @@ void RunConfirm(Session& session, const std::string& id) {
     session.output().Done();
 }
 
-void RunExpire(Session& session, const std::string& id) {
-    const std::vector<Waiting> waiting = WaitingChanges(id);
-    if (waiting.empty()) return;
-    for (long long left; (left = waiting.front().deadline - NowMilliseconds()) > 0;) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(left));
-    }
-    Expire(session, id);
-}
-
-void ExpirePassed(Session& session) {
+void ExpirePassed(Session& session, Waiter& waiter) {
     std::vector<Waiting> waiting = WaitingChanges();
     if (waiting.empty()) return;
     const auto versions = WaitingVersions(*OpenHistory(session));
@@ -210,12 +218,12 @@ void ExpirePassed(Session& session) {
         return found == versions.end() ? 0 : found->second;
     };
     // Newest first: each undo then finds the store as the change it undoes left it.
-    std::sort(waiting.begin(), waiting.end(), [&](const Waiting& a, const Waiting& b) {
-        return versionOf(a) > versionOf(b);
-    });
+    std::sort(waiting.begin(), waiting.end(),
+              [&](const Waiting& a, const Waiting& b) { return versionOf(a) > versionOf(b); });
+    bool later = false;
     for (const Waiting& change : waiting) {
         if (change.deadline > NowMilliseconds()) {
-            StartWaiter(change.id);
+            later = true;
             continue;
         }
         try {
@@ -225,6 +233,7 @@ void ExpirePassed(Session& session) {
             std::fprintf(stderr, "csctl: apply: %s\n", failure.message.c_str());
         }
     }
+    if (later) waiter.Watch("");
 }
 
 void AddUnconfirmed(const Session& session, rapidjson::Document& results) {
@@ -242,7 +251,8 @@ void AddUnconfirmed(const Session& session, rapidjson::Document& results) {
             rapidjson::Value(standin::UtcText(change.deadline / 1000).c_str(), allocator),
             allocator);
         const auto version = versions.find(change.id);
-        if (version != versions.end()) entry.AddMember("version", static_cast<int64_t>(version->second), allocator);
+        if (version != versions.end())
+            entry.AddMember("version", static_cast<int64_t>(version->second), allocator);
         results.PushBack(entry, allocator);
     }
 }
@@ -276,26 +286,66 @@ std::string RecordConfirmation(Session& session, double seconds) {
     return id.get();
 }
 
-void StartWaiter(const std::string& id) {
+Waiter::Waiter(const std::string& nameSpace) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw Failure{
+            CS_C_INTERNAL_ERROR, "cannot start the waiter: " + std::string(strerror(errno)), {}};
+    }
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) {
+        close(ends[0]);
+        close(ends[1]);
+        throw Failure{
+            CS_C_INTERNAL_ERROR, "cannot start the waiter: " + std::string(strerror(errno)), {}};
+    }
+    if (child > 0) {
+        close(ends[0]);
+        pipe_ = ends[1];
+        return;
+    }
+    // The waiter outlives csctl: a session of its own, and none of csctl's descriptors (a reader
+    // of csctl's output would wait for it otherwise).
+    close(ends[1]);
+    setsid();
+    const int null = open("/dev/null", O_RDWR);
+    for (int descriptor = 0; descriptor < 3; ++descriptor) dup2(null, descriptor);
+    std::string told;
+    char buffer[128];
+    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) != 0;) {
+        if (got > 0) told.append(buffer, static_cast<std::size_t>(got));
+        if (got < 0 && errno != EINTR) break;
+    }
+    int status = 0;
+    if (!told.empty()) {
+        try {
+            Output output(false);
+            Session session(nameSpace, output);
+            WatchWaiting(session, told.substr(1));
+        } catch (...) {
+            status = 1;  // the change stays waiting: the next boot run undoes it
+        }
+    }
+    _exit(status);
+}
+
+Waiter::~Waiter() {
+    if (pipe_ >= 0) close(pipe_);
+}
+
+void Waiter::Watch(const std::string& id) {
+    // One write: "+" then the id, which the waiter reads to the end of the pipe.
+    const std::string message = "+" + id;
+    if (pipe_ < 0 ||
+        write(pipe_, message.data(), message.size()) != static_cast<ssize_t>(message.size())) {
         throw Failure{CS_C_INTERNAL_ERROR,
-                      "the change is committed, but no waiter could start: the boot run rolls it "
-                      "back unless confirmed (csctl confirm " +
-                          id + ")",
+                      "the change is committed but no waiter watches it: the next boot run "
+                      "undoes it unless confirmed (csctl confirm)",
                       {}};
     }
-    if (child == 0) {
-        // The waiter outlives csctl: a session of its own, no terminal, none of its descriptors
-        // (a reader of csctl's output would wait for it otherwise).
-        if (setsid() < 0 || fork() != 0) _exit(0);
-        const int null = open("/dev/null", O_RDWR);
-        for (int descriptor = 0; descriptor < 3; ++descriptor) dup2(null, descriptor);
-        execl("/proc/self/exe", "csctl", "expire", id.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    waitpid(child, nullptr, 0);
+    close(pipe_);
+    pipe_ = -1;
 }
 
 }  // namespace csctl
