@@ -2,7 +2,7 @@
 # Installed where bash-completion loads it on demand; works as well when sourced in plain bash.
 # Keys, groups, components and instance ids come from "csctl list" of the store at hand.
 
-_csctl_commands="get set update delete list export import diff edit watch apply status instance-id check"
+_csctl_commands="get set update delete list export import diff edit watch apply status log show rollback confirm instance-id check"
 _csctl_globals="--json --namespace --help -h --version"
 
 # The options of one command, besides the global ones.
@@ -10,15 +10,16 @@ _csctl_options() {
     local typed="--int --double --bool --string --json-value"
     case $1 in
     get) echo --instance --sub --value ;;
-    set) echo --instance --sub --class --context "$typed" --replace ;;
-    update) echo --instance --sub --class --context "$typed" --remove ;;
-    delete) echo --instance --sub ;;
+    set) echo --instance --sub --class --context "$typed" --replace --confirm ;;
+    update) echo --instance --sub --class --context "$typed" --remove --confirm ;;
+    delete) echo --instance --sub --confirm ;;
     list) echo --group --component --instance --int --double --bool --string ;;
-    export) echo --group --component --instance ;;
+    export | log) echo --group --component --instance ;;
     watch) echo --group --component --instance --interval --count ;;
-    import) echo --dry-run --replace ;;
+    import) echo --dry-run --replace --confirm ;;
+    rollback) echo --confirm ;;
     edit) echo --instance --class ;;
-    apply) echo --boot ;;
+    apply) echo --boot --pending ;;
     esac
 }
 
@@ -84,7 +85,8 @@ _csctl() {
         case $word in
         ++) commands="set update delete" command="" positionals=() ;;
         --namespace | --instance | --sub | --class | --context | --int | --double | --bool | \
-            --string | --json-value | --remove | --group | --component | --interval | --count)
+            --string | --json-value | --remove | --group | --component | --interval | --count | \
+            --confirm)
             pending=$word
             ;;
         -?*) ;; # a flag
@@ -101,7 +103,7 @@ _csctl() {
         ((${#positionals[@]} > 1)) && known+=(--group "${positionals[1]}")
         ((${#positionals[@]} > 2)) && known+=(--component "${positionals[2]}")
         ;;
-    list | export | watch)
+    list | export | watch | log)
         for word in --group --component; do
             [[ -n ${given[$word]-} ]] && narrowing+=("$word" "${given[$word]}")
         done
@@ -127,7 +129,7 @@ _csctl() {
             get:[0-2] | set:[0-2] | update:[0-2] | delete:[0-2] | edit:[0-2])
                 mapfile -t candidates < <(_csctl_names $((${#positionals[@]} + 1)) "${known[@]}")
                 ;;
-            list:0 | watch:0 | export:*) mapfile -t candidates < <(_csctl_names 1 "${narrowing[@]}") ;;
+            list:0 | watch:0 | log:0 | export:*) mapfile -t candidates < <(_csctl_names 1 "${narrowing[@]}") ;;
             apply:* | status:*) mapfile -t candidates < <(_csctl_names 3) ;;
             import:0 | diff:0)
                 if declare -F _filedir >/dev/null; then
