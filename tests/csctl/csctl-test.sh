@@ -327,9 +327,13 @@ check_rows <<'ROWS'
 0 | diff $before | . == []
 9 | diff $((before + 1)) | length > 0
 6 | show 999999 | .error.message | test("no version 999999: the store is at version")
-0 | CONFIGSTORE_HISTORY_COMMITS=0 set probe p demo h=1 | .ok
-6 | rollback $before | .error.message | test("history before version [0-9]+ is no longer kept")
 2 | CONFIGSTORE_HISTORY_COMMITS=0 set probe p demo h=2 --confirm 5 | .error.message | test("needs the store's history")
+ROWS
+# Keeping two commits, one of 16 more prunes the oldest (a batch at a time): a rollback to
+# before them is refused.
+for i in $(seq 16); do CONFIGSTORE_HISTORY_COMMITS=2 run set probe p demo "h=$i" >/dev/null; done
+check_rows <<'ROWS'
+6 | rollback 1 | .error.message | test("history before version [0-9]+ is no longer kept")
 # A change waiting for confirmation shows in status until confirmed.
 0 | set interface interfaces network --instance eth1 mtu=1500 --confirm 30 | .unconfirmed.id | test("^[0-9a-f-]{36}$")
 0 | status | map(select(.status == "unconfirmed")) | length == 1
