@@ -51,23 +51,74 @@ std::string Named(const HistorySlot& slot) {
 
 }  // namespace
 
+void History::Begin() {
+    first_ = 0;
+    removed_ = false;
+    identities_.clear();
+    waiting_.clear();
+    written_ = 0;
+}
+
 void History::Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& id, int dataClass,
                       long long version, bool stored) {
     if (!On()) return;
-    db.Do(stored ? kRecordWrite : kRecordNew, version, id.key, id.group, id.component,
-          id.instanceId, dataClass);
-    if (first_ == 0) first_ = db.LastRowId();
     ++recorded_;
+    if (!stored) {
+        waiting_.push_back({identities_.size(), dataClass});
+        for (const std::string* field : {&id.key, &id.group, &id.component, &id.instanceId}) {
+            identities_.append(*field).push_back('\0');
+        }
+        version_ = version;
+        return;
+    }
+    WriteWaiting(db);
+    db.Do(kRecordWrite, version, id.key, id.group, id.component, id.instanceId, dataClass);
+    Started(db.LastRowId());
 }
 
 void History::Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& id) {
     if (!On()) return;
+    WriteWaiting(db);
     db.Do(kRecordRemoval, id.key, id.group, id.component, id.instanceId);
     const long long rows = db.Changes();
     if (rows == 0) return;
     removed_ = true;
     recorded_ += rows;
-    if (first_ == 0) first_ = db.LastRowId() - rows + 1;
+    Started(db.LastRowId() - rows + 1);
+}
+
+void History::WriteWaiting(Database& db) {
+    while (written_ < waiting_.size()) {
+        const std::size_t rows = waiting_.size() - written_ >= kRowsAtOnce ? kRowsAtOnce : 1;
+        arguments_.clear();
+        for (std::size_t row = written_; row < written_ + rows; ++row) {
+            arguments_.emplace_back(version_);
+            std::size_t start = waiting_[row].identity;
+            for (int field = 0; field < 4; ++field) {
+                const std::size_t end = identities_.find('\0', start);
+                arguments_.emplace_back(std::string_view(identities_).substr(start, end - start));
+                start = end + 1;
+            }
+            arguments_.emplace_back(static_cast<long long>(waiting_[row].dataClass));
+        }
+        db.RunList(rows == kRowsAtOnce ? kRecordNewRows : kRecordNew, arguments_).Next();
+        Started(db.LastRowId() - static_cast<long long>(rows) + 1);
+        written_ += rows;
+    }
+}
+
+void History::Undone(const Mark& mark, bool rolledBack) {
+    if (rolledBack) {
+        written_ = std::min(written_, mark.written);
+        first_ = mark.first;
+    }
+    // What the write itself left waiting goes; what it wrote (without a savepoint) stays, as a
+    // row of a class that the commit leaves as it was.
+    const std::size_t kept = std::max(mark.waiting, written_);
+    if (kept < waiting_.size()) {
+        identities_.resize(waiting_[kept].identity);
+        waiting_.resize(kept);
+    }
 }
 
 void History::Seal(Database& db, long long version, bool external) {
@@ -76,6 +127,7 @@ void History::Seal(Database& db, long long version, bool external) {
         db.Do(kNoteForgotten, version);
         return;
     }
+    WriteWaiting(db);
     if (first_ == 0) return;
     const long long now = NowMilliseconds();
     if (removed_) db.Do(kDateRemovals, version, first_);
@@ -93,8 +145,7 @@ void History::Seal(Database& db, long long version, bool external) {
             db.Do(kNoteForgotten, upTo);
         }
     }
-    first_ = 0;
-    removed_ = false;
+    Begin();
 }
 
 HistoryReader::HistoryReader(const std::string& nameSpace)

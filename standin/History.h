@@ -19,7 +19,10 @@
 
 namespace standin {
 
-// The writer's share: rows recorded as the store writes, sealed as it commits.
+// The writer's share: rows recorded as the store writes, sealed as it commits. A new class's
+// row (it held nothing) waits in memory and goes in with others, many rows a statement: a
+// transaction that makes many objects would otherwise pay a statement for each. Rows go in in
+// the order recorded: the waiting ones before any other, and all of them as the commit is sealed.
 class History {
 public:
     explicit History(const StoreFiles& files)
@@ -27,7 +30,7 @@ public:
     bool On() const { return commits_ > 0 && days_ > 0; }
 
     // A transaction begins: its changes are numbered from the next row on.
-    void Begin() { first_ = 0; }
+    void Begin();
     // Before a durable class of `id` is written in commit `version`: what it holds now.
     // `stored`: whether the class holds a document (the writer read it already).
     void Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& id, int dataClass,
@@ -39,12 +42,40 @@ public:
     // With history off, the commit marks the history before it incomplete.
     void Seal(Database& db, long long version, bool external);
 
+    // Where a write of the transaction begins, for Undone.
+    struct Mark {
+        std::size_t waiting, written;
+        long long first;
+    };
+    Mark Marked() const { return {waiting_.size(), written_, first_}; }
+    // A write that began at `mark` failed: its rows are gone, and, where `rolledBack` (its
+    // savepoint undone), so are those it wrote of earlier writes, which wait again.
+    void Undone(const Mark& mark, bool rolledBack);
+
 private:
+    // Writes the waiting rows.
+    void WriteWaiting(Database& db);
+    void Started(long long row) {
+        if (first_ == 0) first_ = row;
+    }
+
+    struct Waiting {
+        std::size_t identity;  // where the identity starts in identities_
+        int dataClass;
+    };
+
     long long commits_;
     long long days_;
     long long first_ = 0;     // the transaction's first row, 0 before it has one
     bool removed_ = false;    // the transaction recorded a removal, still undated
     long long recorded_ = 0;  // rows recorded since retention last ran (committed or not)
+    // The transaction's rows of new classes, of version version_: waiting_[written_] on wait.
+    // Written ones stay until the commit, since undoing a write may undo their writing.
+    std::string identities_;  // key, group, component and instance id, each ended by a NUL
+    std::vector<Waiting> waiting_;
+    std::size_t written_ = 0;
+    long long version_ = 0;
+    std::vector<SqlValue> arguments_;  // of the statement that writes many rows, kept for reuse
 };
 
 // One identity's durable class, as the history names it.

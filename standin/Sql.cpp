@@ -204,6 +204,11 @@ Cursor Database::Query(const std::string& text, CSErrorCodes failure,
         }
     }
     sqlite3_stmt* statement = found->second;
+    BindAll(statement, arguments);
+    return Cursor(statement, failure);
+}
+
+void Database::BindAll(sqlite3_stmt* statement, const std::vector<SqlValue>& arguments) {
     int index = 0;
     for (const SqlValue& argument : arguments) {
         ++index;
@@ -211,11 +216,12 @@ Cursor Database::Query(const std::string& text, CSErrorCodes failure,
             Bind(statement, index, *number);
         } else if (const auto* text = std::get_if<std::string>(&argument)) {
             Bind(statement, index, std::string_view(*text));
+        } else if (const auto* view = std::get_if<std::string_view>(&argument)) {
+            Bind(statement, index, *view);
         } else if (sqlite3_bind_null(statement, index) != SQLITE_OK) {
             Raise(KivConfigStore::ERR_DB_BIND_FAILED);
         }
     }
-    return Cursor(statement, failure);
 }
 
 void Database::Bind(sqlite3_stmt* statement, int index, std::string_view text) {

@@ -27,7 +27,7 @@ struct Sql {
 };
 
 // An argument of a statement built at run time: NULL, an integer or text.
-using SqlValue = std::variant<std::nullptr_t, long long, std::string>;
+using SqlValue = std::variant<std::nullptr_t, long long, std::string, std::string_view>;
 
 // A document as a row holds it: JSON text, or a compressed frame (a blob).
 struct StoredDocument {
@@ -84,6 +84,13 @@ public:
     Cursor Query(const std::string& text, CSErrorCodes failure,
                  const std::vector<SqlValue>& arguments);
 
+    // Runs `sql` with `arguments` bound to its parameters in order; text as with Run.
+    Cursor RunList(const Sql& sql, const std::vector<SqlValue>& arguments) {
+        sqlite3_stmt* statement = Prepared(sql);
+        BindAll(statement, arguments);
+        return Cursor(statement, sql.failure, sql.schema);
+    }
+
     // Runs a statement that returns no rows.
     template <class... Arguments>
     void Do(const Sql& sql, const Arguments&... arguments) {
@@ -121,6 +128,7 @@ public:
 private:
     sqlite3_stmt* Prepared(const Sql& sql);
     sqlite3_stmt* Prepare(const char* text);
+    void BindAll(sqlite3_stmt* statement, const std::vector<SqlValue>& arguments);
     void Bind(sqlite3_stmt* statement, int index, std::string_view text);
     void Bind(sqlite3_stmt* statement, int index, long long number);
     void Bind(sqlite3_stmt* statement, int index, StoredDocument document);

@@ -94,6 +94,14 @@ const Sql kRecordRemoval{RECORD
                          " FROM main.objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
                          " AND instance = ?4",
                          KivConfigStore::ERR_DB_WRITE_FAILED};
+const std::string kRecordNewRowsText = [] {
+    std::string text = RECORD " VALUES";
+    for (std::size_t row = 0; row < kRowsAtOnce; ++row) {
+        text += row == 0 ? "(?, ?, ?, ?, ?, ?, NULL)" : ", (?, ?, ?, ?, ?, ?, NULL)";
+    }
+    return text;
+}();
+const Sql kRecordNewRows{kRecordNewRowsText.c_str(), KivConfigStore::ERR_DB_WRITE_FAILED};
 #undef RECORD
 const Sql kDateRemovals{
     "UPDATE main.history SET version = ?1 WHERE rowid >= ?2 AND version IS NULL",
@@ -160,8 +168,8 @@ Query SelectStored(const KivConfigStore::ConfigStoreObjectId& fields,
     std::string differs;
     for (const ValueTest& test : tests) {
         const std::string path = parameter(test.path);
-        const std::string first = parameter(test.firstType);
-        const std::string second = parameter(test.secondType);
+        const std::string first = parameter(std::string(test.firstType));
+        const std::string second = parameter(std::string(test.secondType));
         const std::string value = parameter(test.value);
         if (!differs.empty()) differs += " OR ";
         differs += "(json_type(o.document, " + path +

@@ -39,6 +39,9 @@ extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocu
 // identity, ?5 the class); the latest version and the one the history is kept after.
 extern const Sql kRecordNew, kRecordWrite, kRecordRemoval, kDateRemovals, kNoteCommit, kForgettable,
     kForget, kNoteForgotten, kHistoryRows, kHistoryAfter, kStoredClass, kVersions;
+// A new class's row many at a time: kRowsAtOnce times the parameters of kRecordNew.
+constexpr std::size_t kRowsAtOnce = 64;
+extern const Sql kRecordNewRows;
 // Apply work a commit leaves (?1 component, ?2 version), and all of it.
 extern const Sql kNoteDue, kDueWork;
 

@@ -123,7 +123,8 @@ namespace {
 }
 }  // namespace
 
-Store::WriteScope::WriteScope(Store& store) : store_(store) {
+Store::WriteScope::WriteScope(Store& store)
+    : store_(store), history_(store.history_.Marked()), external_(store.commitExternal_) {
     if (store_.files_.readOnly) RefuseReadOnly();
     if (store_.inTransaction_) return;
     store_.db_.Do(kBegin);
@@ -134,9 +135,11 @@ Store::WriteScope::~WriteScope() {
     if (done_) return;
     if (!store_.inTransaction_) {
         store_.db_.ExecuteQuietly(kRollback.text);
-    } else if (savepoint_) {
-        store_.db_.ExecuteQuietly(kUndoSavepoint);
+        return;
     }
+    if (savepoint_) store_.db_.ExecuteQuietly(kUndoSavepoint);
+    store_.history_.Undone(history_, savepoint_);
+    store_.commitExternal_ = external_;
 }
 
 void Store::WriteScope::WillChange(int statements) {

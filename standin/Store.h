@@ -141,6 +141,8 @@ private:
     private:
         Store& store_;
         Changes changes_;
+        History::Mark history_;  // where the write began in the history's rows
+        bool external_;          // whether the commit had a write from outside before this one
         bool savepoint_ = false;
         bool done_ = false;
     };

@@ -25,7 +25,8 @@ std::string Described(const std::optional<std::string>& document) {
 TEST(History, EachCommitRecordsWhatItChangesAndWhoCommittedIt) {
     const std::string name = TestName();
     const auto store = ConfigStore::GetStore(name);
-    const ConfigStoreObjectId x("x", "g", "c", ""), y("y", "g", "c", "i");
+    const ConfigStoreObjectId x("x", "g", "c", ""), y("y", "g", "c", "i"), a("a", "g", "c", ""),
+        b("b", "g", "c", "1"), c("c", "g", "c", "1");
     const auto set = [&](const ConfigStoreObjectId& id, const char* values) {
         store->Set(CreateObject(id, values), INTERNAL);
     };
@@ -60,6 +61,24 @@ TEST(History, EachCommitRecordsWhatItChangesAndWhoCommittedIt) {
              store->DeleteInstances(Filter({"y", "g", "c", ""}));
          },
          R"(y 0 {"b":2})", "internal"},
+        {"a list write that failed (c is booting) after writing b's row: its rows go, and the row "
+         "of the new object before it, which b's row had to follow, stays",
+         [&] {
+             set(b, R"({"b":1})");
+             setenv("CONFIGSTORE_NAMESPACE", name.c_str(), 1);  // the store of SetBootStatus
+             SetBootStatus(c, true);
+             store->BeginTransaction();
+             set(a, R"({"a":1})");
+             EXPECT_EQ(
+                 CodeOf([&] {
+                     store->SetInstances({CreateObject(b, "{}"), CreateObject(c, "{}")}, EXTERNAL);
+                 }),
+                 ERR_EXTERNAL_CONTEXT_DURING_BOOT);
+             store->CommitTransaction();
+             SetBootStatus(c, false);
+             unsetenv("CONFIGSTORE_NAMESPACE");
+         },
+         "a 0 none", "internal"},
     };
     long long version = 0;
     for (const Case& test : cases) {
@@ -94,7 +113,7 @@ TEST(History, EachCommitRecordsWhatItChangesAndWhoCommittedIt) {
                   Described(state.now);
     }
     EXPECT_EQ(states, R"(y0 none none, x0 {"a":2} none, x1 {"u":1} none, x2 {"v":1} none,)"
-                      R"( x4 {"a":2} none)");
+                      R"( x4 {"a":2} none, b0 none {"b":1}, a0 none {"a":1})");
     EXPECT_EQ(history.KeptAfter(), 0);
 }
 
