@@ -354,6 +354,7 @@ pkill -KILL -f -- '--confirm 1.5' || fail "no waiter for --confirm"
 rm -rf "$CONFIGSTORE_RUNTIME_DIR"
 sleep 1.6
 [ "$(mtu)" = 1280 ] || fail "a change was undone without a waiter"
+[ "$(run --json status | jq '[.[] | select(.overdue)] | length')" = 1 ] || fail "status: overdue"
 run apply --boot >/dev/null 2>&1 || true
 [ "$(mtu)" = 1500 ] || fail "the boot run kept an unconfirmed change"
 [ "$(run --json status network | jq '.[0].version')" = "$(run log --json | jq '.[0].version')" ] ||

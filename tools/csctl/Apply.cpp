@@ -204,7 +204,7 @@ void RunApply(Session& session, const std::vector<std::string>& components, Appl
         }
     }
     ConfigStoreStruct* store = session.store();
-    if (run == ApplyRun::Boot) ExpirePassed(session, *waiter);
+    if (run != ApplyRun::Named) ExpirePassed(session, waiter);
     // Read before the store's objects: a commit in between leaves its own work due.
     const DueWork due = FromHistory([&] { return OpenHistory(session)->DueWork(); });
     const rapidjson::Document exported = Exported({});

@@ -17,7 +17,8 @@ enum class ApplyRun { Named, Boot, Pending };
 
 // Runs the modules, stage by stage, each with one input line per stored (identity, class) of its
 // component, and records each component's result, with the version whose work it did. A boot
-// run first undoes the changes whose confirmation deadline passed, then runs every module with
+// run, and a run of pending work, first undo the changes whose confirmation deadline passed
+// (their waiter is gone). A boot run then runs every module with
 // APPLY_BOOT=1 while every stored identity holds the boot status. Throws a Failure with
 // kModuleFailed when a module failed.
 // `waiter` (of a boot run) watches the changes whose deadline is still to come.

@@ -79,7 +79,8 @@ SlotDocuments DocumentsAfter(standin::HistoryReader& history, long long version)
 
 }  // namespace
 
-std::unique_ptr<standin::HistoryReader> OpenHistory(const Session& session) {
+std::unique_ptr<standin::HistoryReader> OpenHistory(Session& session) {
+    session.store();
     return FromHistory(
         [&] { return std::make_unique<standin::HistoryReader>(session.nameSpace()); });
 }

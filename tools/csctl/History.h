@@ -23,8 +23,9 @@ auto FromHistory(Call&& call) {
     }
 }
 
-// The history of the session's namespace, read as it is now.
-std::unique_ptr<standin::HistoryReader> OpenHistory(const Session& session);
+// The history of the session's namespace, read as it is now, once the library has opened the
+// store (a namespace that does not exist is its error, as for any other command).
+std::unique_ptr<standin::HistoryReader> OpenHistory(Session& session);
 
 // A version as the commands take it: a number from 0 up (kUsage otherwise).
 long long ParseVersion(const std::string& text);

@@ -183,8 +183,11 @@ void Output::Results(const rapidjson::Value& results) {
             line += " (" +
                     (result.HasMember("version") ? "version " + Text(result["version"]) + ", "
                                                  : std::string()) +
-                    "rolled back at " + Text(result["deadline"]) +
-                    " unless confirmed: csctl confirm " + Text(result["id"]) + ")";
+                    (result.HasMember("overdue")
+                         ? "overdue since " + Text(result["deadline"]) +
+                               ": csctl apply --pending rolls it back)"
+                         : "rolled back at " + Text(result["deadline"]) +
+                               " unless confirmed: csctl confirm " + Text(result["id"]) + ")");
         } else if (result.HasMember("stage")) {
             line += " (" + Text(result["stage"]) + ", " + Text(result["at"]) + ")";
             if (result["message"].GetStringLength() > 0) line += ": " + Text(result["message"]);

@@ -41,7 +41,7 @@ public:
     // "version"?, "pending"?}]; "pending", the version whose modules are due still. Work due
     // without a result is {"component", "status": "pending", "pending"}, and a change waiting
     // for confirmation {"component": "configstore", "status": "unconfirmed", "id", "deadline",
-    // "version"?}.
+    // "version"?, "overdue"?}.
     void Results(const rapidjson::Value& results);
     // Apply results beside the failure that follows: printed now for people, and part of the
     // failure's JSON error.

@@ -209,7 +209,7 @@ void RunConfirm(Session& session, const std::string& id) {
     session.output().Done();
 }
 
-void ExpirePassed(Session& session, Waiter& waiter) {
+void ExpirePassed(Session& session, Waiter* waiter) {
     std::vector<Waiting> waiting = WaitingChanges();
     if (waiting.empty()) return;
     const auto versions = WaitingVersions(*OpenHistory(session));
@@ -233,10 +233,10 @@ void ExpirePassed(Session& session, Waiter& waiter) {
             std::fprintf(stderr, "csctl: apply: %s\n", failure.message.c_str());
         }
     }
-    if (later) waiter.Watch("");
+    if (later && waiter != nullptr) waiter->Watch("");
 }
 
-void AddUnconfirmed(const Session& session, rapidjson::Document& results) {
+void AddUnconfirmed(Session& session, rapidjson::Document& results) {
     const std::vector<Waiting> waiting = WaitingChanges();
     if (waiting.empty()) return;
     const auto versions = WaitingVersions(*OpenHistory(session));
@@ -250,9 +250,13 @@ void AddUnconfirmed(const Session& session, rapidjson::Document& results) {
             "deadline",
             rapidjson::Value(standin::UtcText(change.deadline / 1000).c_str(), allocator),
             allocator);
+        // Past its deadline, the change waits for apply --pending or the boot run: its waiter
+        // is gone.
+        if (change.deadline <= NowMilliseconds()) entry.AddMember("overdue", true, allocator);
         const auto version = versions.find(change.id);
-        if (version != versions.end())
+        if (version != versions.end()) {
             entry.AddMember("version", static_cast<int64_t>(version->second), allocator);
+        }
         results.PushBack(entry, allocator);
     }
 }

@@ -39,12 +39,13 @@ private:
     int pipe_ = -1;  // to the waiter
 };
 
-// For the boot run: undoes every waiting change whose deadline passed, newest first, and has
-// `waiter` watch the others (the waiters ended with the host).
-void ExpirePassed(Session& session, Waiter& waiter);
+// Undoes every waiting change whose deadline passed, newest first (for the boot run: its waiter
+// ended with the host; for apply --pending: its waiter was killed), and has `waiter`, where
+// given, watch the others.
+void ExpirePassed(Session& session, Waiter* waiter);
 
 // Adds each change waiting for confirmation to the status `results`.
-void AddUnconfirmed(const Session& session, rapidjson::Document& results);
+void AddUnconfirmed(Session& session, rapidjson::Document& results);
 
 // Within the transaction `session` is about to commit: records that what it commits rolls back
 // unless confirmed within `seconds`. The id of the record.
