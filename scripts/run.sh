@@ -7,6 +7,7 @@
 # comes from examples/components. The apply module examples/apply/network/network appends
 # what it is given to a file in the store's directory: the engine runs it when the first
 # process commits, csctl apply runs it again by hand, and csctl status shows its last result.
+# Last, the store's history: a change, what it did, and a rollback of it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -36,3 +37,10 @@ echo "== apply modules: csctl apply runs the network module, csctl status shows 
 (set -x; "$csctl" status)
 echo "== what the network module was given: on the first process's commit, then by csctl apply"
 cat "$CONFIGSTORE_DIR/applied-network.txt"
+echo "== history: an MTU change, what it changed, and a rollback to the version before it"
+(set -x; "$csctl" set interface interfaces network --instance eth0 mtu=9000)
+version=$("$csctl" --json log | jq '.[0].version')
+(set -x; "$csctl" log interface --instance eth0)
+(set -x; "$csctl" show "$version")
+(set -x; "$csctl" rollback $((version - 1)))
+(set -x; "$csctl" get interface interfaces network --instance eth0 mtu)
