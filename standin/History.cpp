@@ -245,6 +245,13 @@ std::vector<SlotStates> HistoryReader::ChangedAfter(long long version) {
     return states;
 }
 
+long long HistoryReader::MadeIn(const HistorySlot& slot) {
+    if (!kept_) return 0;
+    auto rows = db_.Run(kMadeIn, slot.id.key, slot.id.group, slot.id.component, slot.id.instanceId,
+                        slot.dataClass);
+    return rows.Next() ? rows.Integer(0) : 0;
+}
+
 std::map<std::string, long long> HistoryReader::DueWork() {
     std::map<std::string, long long> due;
     if (!kept_) return due;

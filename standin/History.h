@@ -123,6 +123,9 @@ public:
     // Each slot that commits after `version` changed, in the order first changed, with what it
     // held after `version` and what it holds now.
     std::vector<SlotStates> ChangedAfter(long long version);
+    // The version of the oldest commit the history holds that made `slot` (it held nothing
+    // before); 0 when there is none.
+    long long MadeIn(const HistorySlot& slot);
     // What `slot` holds now; none where it holds nothing.
     std::optional<std::string> Present(const HistorySlot& slot);
     // Components whose apply modules commits left due: component -> the latest version due.

@@ -133,6 +133,11 @@ const Sql kStoredClass{
     "SELECT document FROM main.objects WHERE key = ?1 AND grp = ?2 AND component = ?3"
     " AND instance = ?4 AND class = ?5",
     KivConfigStore::ERR_DB_READ_FAILED};
+const Sql kMadeIn{
+    "SELECT version FROM main.history WHERE key = ?1 AND grp = ?2 AND component = ?3"
+    " AND instance = ?4 AND class = ?5 AND before IS NULL AND version IS NOT NULL"
+    " ORDER BY rowid LIMIT 1",
+    KivConfigStore::ERR_DB_READ_FAILED};
 const Sql kVersions{"SELECT changes, forgotten FROM main.counter WHERE id = 0",
                     KivConfigStore::ERR_DB_READ_FAILED};
 const Sql kNoteDue{

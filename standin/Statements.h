@@ -36,9 +36,10 @@ extern const Sql kSelectDictionary, kNewestDictionary, kTrainingDue, kNewestDocu
 // oldest ?2 rows, those of version ?1 and before removed; and the history before ?1 marked
 // forgotten. Reading: every row, newest first (?1: of that version only, unless 0; ?2: with the
 // documents); the rows after version ?1, oldest first; one class's stored document (?1-?4 the
-// identity, ?5 the class); the latest version and the one the history is kept after.
+// identity, ?5 the class); the version of the oldest commit that made that class (?1-?5); the
+// latest version and the one the history is kept after.
 extern const Sql kRecordNew, kRecordWrite, kRecordRemoval, kDateRemovals, kNoteCommit, kForgettable,
-    kForget, kNoteForgotten, kHistoryRows, kHistoryAfter, kStoredClass, kVersions;
+    kForget, kNoteForgotten, kHistoryRows, kHistoryAfter, kStoredClass, kMadeIn, kVersions;
 // A new class's row many at a time: kRowsAtOnce times the parameters of kRecordNew.
 constexpr std::size_t kRowsAtOnce = 64;
 extern const Sql kRecordNewRows;

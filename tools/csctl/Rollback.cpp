@@ -52,24 +52,11 @@ std::vector<Waiting> WaitingChanges(const std::string& id = "") {
     return waiting;
 }
 
-bool IsWaitingRecord(const standin::HistorySlot& slot) {
-    return slot.id.key == kWaitingKey && slot.id.group == kWaitingGroup &&
-           slot.id.component == kResultComponent;
-}
-
-// The version of the commit that made each waiting change's record, by id, where the history
-// holds it.
-std::unordered_map<std::string, long long> WaitingVersions(standin::HistoryReader& history) {
-    std::unordered_map<std::string, long long> versions;
-    for (const auto& commit : FromHistory([&] { return history.Commits(); })) {
-        for (const auto& change : commit.changes) {
-            // Newest first: the oldest commit that made the record stays.
-            if (IsWaitingRecord(change.slot) && !change.before) {
-                versions[change.slot.id.instanceId] = commit.version;
-            }
-        }
-    }
-    return versions;
+// The version of the commit that made the record of the change waiting as `id`; 0 where the
+// history no longer holds it.
+long long VersionOf(standin::HistoryReader& history, const std::string& id) {
+    const standin::HistorySlot record{{kWaitingKey, kWaitingGroup, kResultComponent, id}, 0};
+    return FromHistory([&] { return history.MadeIn(record); });
 }
 
 // What one identity's class is to hold: a document, or nothing.
@@ -136,9 +123,8 @@ void WriteStates(Session& session, standin::HistoryReader& history,
 void UndoWaiting(Session& session, const std::string& id) {
     if (WaitingChanges(id).empty()) return;
     const auto history = OpenHistory(session);
-    const auto versions = WaitingVersions(*history);
-    const auto version = versions.find(id);
-    if (version == versions.end()) {
+    const long long version = VersionOf(*history, id);
+    if (version == 0) {
         throw Failure{CS_C_NOT_FOUND,
                       "the change waiting as " + id +
                           " is no longer in the history and cannot be rolled back; "
@@ -146,7 +132,7 @@ void UndoWaiting(Session& session, const std::string& id) {
                           id + " keeps it",
                       {}};
     }
-    const auto commits = FromHistory([&] { return history->Commits(version->second, true); });
+    const auto commits = FromHistory([&] { return history->Commits(version, true); });
     std::vector<Target> targets;
     for (const auto& change : commits.front().changes) {
         targets.push_back({change.slot, change.before});
@@ -212,14 +198,12 @@ void RunConfirm(Session& session, const std::string& id) {
 void ExpirePassed(Session& session, Waiter* waiter) {
     std::vector<Waiting> waiting = WaitingChanges();
     if (waiting.empty()) return;
-    const auto versions = WaitingVersions(*OpenHistory(session));
-    const auto versionOf = [&](const Waiting& change) {
-        const auto found = versions.find(change.id);
-        return found == versions.end() ? 0 : found->second;
-    };
+    const auto history = OpenHistory(session);
+    std::unordered_map<std::string, long long> versions;
+    for (const Waiting& change : waiting) versions[change.id] = VersionOf(*history, change.id);
     // Newest first: each undo then finds the store as the change it undoes left it.
     std::sort(waiting.begin(), waiting.end(),
-              [&](const Waiting& a, const Waiting& b) { return versionOf(a) > versionOf(b); });
+              [&](const Waiting& a, const Waiting& b) { return versions[a.id] > versions[b.id]; });
     bool later = false;
     for (const Waiting& change : waiting) {
         if (change.deadline > NowMilliseconds()) {
@@ -239,7 +223,7 @@ void ExpirePassed(Session& session, Waiter* waiter) {
 void AddUnconfirmed(Session& session, rapidjson::Document& results) {
     const std::vector<Waiting> waiting = WaitingChanges();
     if (waiting.empty()) return;
-    const auto versions = WaitingVersions(*OpenHistory(session));
+    const auto history = OpenHistory(session);
     auto& allocator = results.GetAllocator();
     for (const Waiting& change : waiting) {
         rapidjson::Value entry(rapidjson::kObjectType);
@@ -253,10 +237,8 @@ void AddUnconfirmed(Session& session, rapidjson::Document& results) {
         // Past its deadline, the change waits for apply --pending or the boot run: its waiter
         // is gone.
         if (change.deadline <= NowMilliseconds()) entry.AddMember("overdue", true, allocator);
-        const auto version = versions.find(change.id);
-        if (version != versions.end()) {
-            entry.AddMember("version", static_cast<int64_t>(version->second), allocator);
-        }
+        const long long version = VersionOf(*history, change.id);
+        if (version != 0) entry.AddMember("version", static_cast<int64_t>(version), allocator);
         results.PushBack(entry, allocator);
     }
 }
