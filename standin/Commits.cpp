@@ -12,14 +12,9 @@ namespace standin {
 using KivConfigStore::ConfigStoreObjectId;
 
 ConfigStoreObjectId Changes::Id(const Change& change) const {
-    std::string fields[4];
-    std::size_t start = change.identity;
-    for (std::string& field : fields) {
-        const std::size_t end = identities_.find('\0', start);
-        field = identities_.substr(start, end - start);
-        start = end + 1;
-    }
-    return ConfigStoreObjectId(fields[0], fields[1], fields[2], fields[3]);
+    const auto fields = IdentityFields(identities_, change.identity);
+    return ConfigStoreObjectId(std::string(fields[0]), std::string(fields[1]),
+                               std::string(fields[2]), std::string(fields[3]));
 }
 
 void Changes::Append(Changes&& other) {

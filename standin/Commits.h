@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Files.h"
+#include "Identities.h"
 
 namespace standin {
 
@@ -26,9 +27,7 @@ public:
     };
     void Add(const KivConfigStore::ConfigStoreObjectId& id, const char* className) {
         changes_.push_back({identities_.size(), className});
-        for (const std::string* field : {&id.key, &id.group, &id.component, &id.instanceId}) {
-            identities_.append(*field).push_back('\0');
-        }
+        AppendIdentity(identities_, id);
     }
     void Append(Changes&& other);
     bool Empty() const { return changes_.empty(); }
@@ -38,9 +37,8 @@ public:
     long long version = 0;  // the version the commit gave its durable changes, 0 for none
 
 private:
-    // Every change's key, group, component and instance id, each ended by a NUL, which no
-    // identity holds: an import of many objects keeps its changes until its commit, where a
-    // string for each would take twice the memory, four of them four times.
+    // Every change's identity (Identities.h): an import of many objects keeps its changes until
+    // its commit.
     std::string identities_;
     std::vector<Change> changes_;
 };

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <unordered_map>
 
+#include "Identities.h"
 #include "Layout.h"
 #include "Statements.h"
 
@@ -23,12 +24,6 @@ constexpr long long kRowsPruned = 64;
 constexpr long long kPruneEvery = 16;
 constexpr long long kDayMilliseconds = 24LL * 60 * 60 * 1000;
 
-long long NowMilliseconds() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
 HistorySlot SlotOf(const Cursor& rows, int first) {
     HistorySlot slot;
     for (std::string* field :
@@ -39,17 +34,19 @@ HistorySlot SlotOf(const Cursor& rows, int first) {
     return slot;
 }
 
-// A slot as one string, for maps: its fields cannot hold the NUL that ends each.
-std::string Named(const HistorySlot& slot) {
-    std::string name;
-    for (const std::string* field :
-         {&slot.id.key, &slot.id.group, &slot.id.component, &slot.id.instanceId}) {
-        name.append(*field).push_back('\0');
-    }
-    return name + std::to_string(slot.dataClass);
+}  // namespace
+
+long long NowMilliseconds() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
 }
 
-}  // namespace
+std::string KeyOf(const HistorySlot& slot) {
+    std::string key;
+    AppendIdentity(key, slot.id);
+    return key + std::to_string(slot.dataClass);
+}
 
 void History::Begin() {
     first_ = 0;
@@ -65,9 +62,7 @@ void History::Writing(Database& db, const KivConfigStore::ConfigStoreObjectId& i
     ++recorded_;
     if (!stored) {
         waiting_.push_back({identities_.size(), dataClass});
-        for (const std::string* field : {&id.key, &id.group, &id.component, &id.instanceId}) {
-            identities_.append(*field).push_back('\0');
-        }
+        AppendIdentity(identities_, id);
         version_ = version;
         return;
     }
@@ -93,11 +88,8 @@ void History::WriteWaiting(Database& db) {
         arguments_.clear();
         for (std::size_t row = written_; row < written_ + rows; ++row) {
             arguments_.emplace_back(version_);
-            std::size_t start = waiting_[row].identity;
-            for (int field = 0; field < 4; ++field) {
-                const std::size_t end = identities_.find('\0', start);
-                arguments_.emplace_back(std::string_view(identities_).substr(start, end - start));
-                start = end + 1;
+            for (std::string_view field : IdentityFields(identities_, waiting_[row].identity)) {
+                arguments_.emplace_back(field);
             }
             arguments_.emplace_back(static_cast<long long>(waiting_[row].dataClass));
         }
@@ -122,11 +114,8 @@ void History::Undone(const Mark& mark, bool rolledBack) {
 }
 
 void History::Seal(Database& db, long long version, bool external) {
-    if (version == 0) return;
-    if (!On()) {
-        db.Do(kNoteForgotten, version);
-        return;
-    }
+    // With history off, counting the commit marked the history before it forgotten.
+    if (version == 0 || !On()) return;
     WriteWaiting(db);
     if (first_ == 0) return;
     const long long now = NowMilliseconds();
@@ -208,8 +197,8 @@ std::vector<HistoryCommit> HistoryReader::Commits(long long version, bool docume
             commit.program = std::string(rows.Text(9));
             commit.context = std::string(rows.Text(10));
         }
-        HistoryCommit::Change change{SlotOf(rows, 1), Expanded(rows, 11)};
-        const auto [known, added] = seen.emplace(Named(change.slot), commit.changes.size());
+        SlotDocument change{SlotOf(rows, 1), Expanded(rows, 11)};
+        const auto [known, added] = seen.emplace(KeyOf(change.slot), commit.changes.size());
         if (added) {
             commit.changes.push_back(std::move(change));
         } else {
@@ -229,20 +218,17 @@ std::optional<std::string> HistoryReader::Present(const HistorySlot& slot) {
     return rows.Next() ? Expanded(rows, 0) : std::nullopt;
 }
 
-std::vector<SlotStates> HistoryReader::ChangedAfter(long long version) {
-    std::vector<SlotStates> states;
-    if (!kept_) return states;
-    std::unordered_map<std::string, bool> seen;
-    {
-        auto rows = db_.Run(kHistoryAfter, version);
-        while (rows.Next()) {
-            HistorySlot slot = SlotOf(rows, 0);
-            if (!seen.emplace(Named(slot), true).second) continue;
-            states.push_back({std::move(slot), Expanded(rows, 5), std::nullopt});
-        }
+SlotsChanged HistoryReader::ChangedAfter(long long version) {
+    SlotsChanged changed;
+    if (!kept_) return changed;
+    auto rows = db_.Run(kHistoryAfter, version);
+    while (rows.Next()) {
+        HistorySlot slot = SlotOf(rows, 0);
+        // The first row after the version holds what the slot held at it.
+        if (!changed.index.emplace(KeyOf(slot), changed.slots.size()).second) continue;
+        changed.slots.push_back({std::move(slot), Expanded(rows, 5)});
     }
-    for (SlotStates& state : states) state.now = Present(state.slot);
-    return states;
+    return changed;
 }
 
 long long HistoryReader::MadeIn(const HistorySlot& slot) {

@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Documents.h"
@@ -39,7 +40,6 @@ public:
     void Removing(Database& db, const KivConfigStore::ConfigStoreObjectId& id);
     // Before a transaction commits `version` (0: nothing durable changed): dates its removals,
     // notes who committed it, and forgets what retention no longer keeps, a few rows at a time.
-    // With history off, the commit marks the history before it incomplete.
     void Seal(Database& db, long long version, bool external);
 
     // Where a write of the transaction begins, for Undone.
@@ -71,7 +71,7 @@ private:
     long long recorded_ = 0;  // rows recorded since retention last ran (committed or not)
     // The transaction's rows of new classes, of version version_: waiting_[written_] on wait.
     // Written ones stay until the commit, since undoing a write may undo their writing.
-    std::string identities_;  // key, group, component and instance id, each ended by a NUL
+    std::string identities_;  // their identities (Identities.h)
     std::vector<Waiting> waiting_;
     std::size_t written_ = 0;
     long long version_ = 0;
@@ -85,24 +85,38 @@ struct HistorySlot {
     int dataClass = 0;
 };
 
+// A slot as one string, for maps.
+std::string KeyOf(const HistorySlot& slot);
+
+// A slot and a document it held at some time; none where it held nothing.
+struct SlotDocument {
+    HistorySlot slot;
+    std::optional<std::string> document;
+};
+
 // What one commit changed: each slot once, with the document it held before the commit.
 struct HistoryCommit {
     long long version = 0;
     long long time = 0;  // milliseconds since the epoch
     long long uid = -1, pid = -1;
     std::string program, context;  // context: "external" or "internal"
-    struct Change {
-        HistorySlot slot;
-        std::optional<std::string> before;  // none: the slot held nothing
-    };
-    std::vector<Change> changes;
+    std::vector<SlotDocument> changes;
 };
 
-// A slot's document at some version and now; none where it held nothing.
-struct SlotStates {
-    HistorySlot slot;
-    std::optional<std::string> then, now;
+// The slots that commits after some version changed, in the order first changed, each with the
+// document it held at that version.
+struct SlotsChanged {
+    std::vector<SlotDocument> slots;
+    std::unordered_map<std::string, std::size_t> index;  // by KeyOf
+    // `slot`'s entry; null when no commit after the version changed it.
+    const SlotDocument* Find(const HistorySlot& slot) const {
+        const auto found = index.find(KeyOf(slot));
+        return found == index.end() ? nullptr : &slots[found->second];
+    }
 };
+
+// The history's clock: milliseconds since the epoch.
+long long NowMilliseconds();
 
 // Reads the history of a store, and the apply work its commits left, without changing anything:
 // a store that does not exist has none. Failures raise the engine's exceptions.
@@ -120,9 +134,8 @@ public:
     // The commits the history holds, newest first; `version` (not 0): that one only. Their
     // changes carry no documents unless `documents`.
     std::vector<HistoryCommit> Commits(long long version = 0, bool documents = false);
-    // Each slot that commits after `version` changed, in the order first changed, with what it
-    // held after `version` and what it holds now.
-    std::vector<SlotStates> ChangedAfter(long long version);
+    // Each slot that commits after `version` changed, with what it held after `version`.
+    SlotsChanged ChangedAfter(long long version);
     // The version of the oldest commit the history holds that made `slot` (it held nothing
     // before); 0 when there is none.
     long long MadeIn(const HistorySlot& slot);

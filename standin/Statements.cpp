@@ -34,8 +34,10 @@ const Sql kSelectDesired{
 #define LATEST_KEPT                                                                          \
     "ifnull((SELECT version FROM main.history WHERE version IS NOT NULL ORDER BY rowid DESC" \
     " LIMIT 1), 0)"
+// With history off, a commit is counted and leaves no history before it: one statement does
+// both.
 const Sql kCountChange{"UPDATE main.counter SET changes = max(changes, " LATEST_KEPT
-                       ") + 1 WHERE id = 0",
+                       ") + 1, forgotten = max(changes, " LATEST_KEPT ") + 1 WHERE id = 0",
                        KivConfigStore::ERR_DB_UPDATE_FAILED};
 const Sql kNextKeptVersion{"SELECT max(changes, " LATEST_KEPT
                            ") + 1 FROM main.counter WHERE id = 0",

@@ -15,7 +15,8 @@ namespace standin {
 extern const Sql kSelectIdentity, kStoreMain, kStoreRuntime, kDeleteMain, kDeleteRuntime;
 // An identity's desired configuration of every instance (?1-?3).
 extern const Sql kSelectDesired;
-// The change counter: counted up (history off), read, and the next version with history on.
+// The change counter: counted up with history off (which forgets the history before it), read,
+// and the next version with history on.
 extern const Sql kCountChange, kReadChanges, kNextKeptVersion;
 extern const Sql kBootSetter, kSetBooting, kClearBooting;
 

@@ -95,7 +95,7 @@ TEST(History, EachCommitRecordsWhatItChangesAndWhoCommittedIt) {
         std::string changes;
         for (const auto& change : commit.changes) {
             changes += (changes.empty() ? "" : ", ") + change.slot.id.key + " " +
-                       std::to_string(change.slot.dataClass) + " " + Described(change.before);
+                       std::to_string(change.slot.dataClass) + " " + Described(change.document);
         }
         EXPECT_EQ(changes, test.changes) << test.what;
         EXPECT_EQ(commit.version, version) << test.what;
@@ -107,10 +107,10 @@ TEST(History, EachCommitRecordsWhatItChangesAndWhoCommittedIt) {
     // removal, and holds nothing now; y held nothing.
     standin::HistoryReader history(name);
     std::string states;
-    for (const standin::SlotStates& state : history.ChangedAfter(4)) {
+    for (const standin::SlotDocument& state : history.ChangedAfter(4).slots) {
         states += (states.empty() ? "" : ", ") + state.slot.id.key +
-                  std::to_string(state.slot.dataClass) + " " + Described(state.then) + " " +
-                  Described(state.now);
+                  std::to_string(state.slot.dataClass) + " " + Described(state.document) + " " +
+                  Described(history.Present(state.slot));
     }
     EXPECT_EQ(states, R"(y0 none none, x0 {"a":2} none, x1 {"u":1} none, x2 {"v":1} none,)"
                       R"( x4 {"a":2} none, b0 none {"b":1}, a0 none {"a":1})");

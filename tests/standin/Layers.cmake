@@ -1,7 +1,7 @@
 # Each stand-in file may include the headers of its own layer and of the layers below it, never
 # one of a layer above (docs/engine.md, "Layers"); only the documents layer includes RapidJSON's
 # headers. Run with -DSOURCE_DIR=<the standin directory>.
-set(layer_0 Errors Logger Processes)
+set(layer_0 Errors Identities Logger Processes)
 set(layer_1 Sql Statements Layout Files Documents History)
 set(layer_2 Json MemberIndex Schemas SchemaDrafts SchemaReasons SchemaSafety MetaSchemas)
 set(layer_3 Values Classes ObjectState Objects SubObjects Filters)

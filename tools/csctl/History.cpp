@@ -3,7 +3,6 @@
 #include <Errors.h>
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "Exchange.h"
 #include "ResultRecord.h"
@@ -49,32 +48,11 @@ void AddSlotDifferences(const standin::HistorySlot& slot, const std::optional<st
                    differences, "before", "after");
 }
 
-// A slot as one string, for maps: its fields cannot hold the NUL that ends each.
-std::string SlotKey(const standin::HistorySlot& slot) {
-    const KivConfigStore::ConfigStoreObjectId& id = slot.id;
-    return id.key + '\0' + id.group + '\0' + id.component + '\0' + id.instanceId + '\0' +
-           std::to_string(slot.dataClass);
-}
-
-// The slots commits after a version changed, with what each held at that version and holds now.
-struct SlotDocuments {
-    std::vector<standin::SlotStates> states;
-    std::unordered_map<std::string, std::size_t> index;  // by SlotKey
-
-    bool Has(const standin::HistorySlot& slot) const { return index.count(SlotKey(slot)) > 0; }
-    // What `slot`, which Has, held at the version.
-    const std::optional<std::string>& Then(const standin::HistorySlot& slot) const {
-        return states[index.at(SlotKey(slot))].then;
-    }
-};
-
-SlotDocuments DocumentsAfter(standin::HistoryReader& history, long long version) {
-    SlotDocuments documents;
-    documents.states = FromHistory([&] { return history.ChangedAfter(version); });
-    for (std::size_t i = 0; i < documents.states.size(); ++i) {
-        documents.index.emplace(SlotKey(documents.states[i].slot), i);
-    }
-    return documents;
+// What `slot` held at the version of `changed`: unchanged since, what it holds now.
+std::optional<std::string> At(standin::HistoryReader& history, const standin::SlotsChanged& changed,
+                              const standin::HistorySlot& slot) {
+    if (const standin::SlotDocument* then = changed.Find(slot)) return then->document;
+    return FromHistory([&] { return history.Present(slot); });
 }
 
 }  // namespace
@@ -163,13 +141,11 @@ void RunShow(Session& session, long long version) {
             CS_C_NOT_FOUND, "version " + std::to_string(version) + " changed nothing", {}};
     }
     // What the commit made of each slot: what it held after the commit.
-    const SlotDocuments after = DocumentsAfter(*history, version);
+    const standin::SlotsChanged after = FromHistory([&] { return history->ChangedAfter(version); });
     rapidjson::Document differences(rapidjson::kArrayType);
-    for (const auto& change : commits.front().changes) {
-        const std::optional<std::string> made =
-            after.Has(change.slot) ? after.Then(change.slot)
-                                   : FromHistory([&] { return history->Present(change.slot); });
-        AddSlotDifferences(change.slot, change.before, made, differences);
+    for (const standin::SlotDocument& change : commits.front().changes) {
+        AddSlotDifferences(change.slot, change.document, At(*history, after, change.slot),
+                           differences);
     }
     session.output().Differences(differences, "before", "after");
 }
@@ -178,16 +154,19 @@ bool RunVersionDiff(Session& session, long long from, std::optional<long long> t
     const auto history = OpenHistory(session);
     CheckKept(*history, from);
     if (to) CheckKept(*history, *to);
-    const SlotDocuments earlier = DocumentsAfter(*history, to ? std::min(from, *to) : from);
-    const SlotDocuments later =
-        to ? DocumentsAfter(*history, std::max(from, *to)) : SlotDocuments();
+    const auto changedAfter = [&](long long version) {
+        return FromHistory([&] { return history->ChangedAfter(version); });
+    };
+    const standin::SlotsChanged earlier = changedAfter(to ? std::min(from, *to) : from);
+    // Now, the later side is what the store holds: no commit after it changed anything.
+    const standin::SlotsChanged later =
+        to ? changedAfter(std::max(from, *to)) : standin::SlotsChanged();
     const bool backwards = to && *to < from;
     rapidjson::Document differences(rapidjson::kArrayType);
     // Every slot that differs between the versions changed after the earlier one.
-    for (const standin::SlotStates& state : earlier.states) {
-        std::optional<std::string> first = state.then;
-        std::optional<std::string> second =
-            to && later.Has(state.slot) ? later.Then(state.slot) : state.now;
+    for (const standin::SlotDocument& state : earlier.slots) {
+        std::optional<std::string> first = state.document;
+        std::optional<std::string> second = At(*history, later, state.slot);
         if (backwards) std::swap(first, second);
         AddSlotDifferences(state.slot, first, second, differences);
     }

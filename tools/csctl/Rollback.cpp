@@ -13,6 +13,8 @@
 #include <thread>
 #include <unordered_map>
 
+#include <Identities.h>
+
 #include "Exchange.h"
 #include "History.h"
 #include "ResultRecord.h"
@@ -25,11 +27,7 @@ using standin::kResultComponent;
 constexpr char kWaitingKey[] = "pending";
 constexpr char kWaitingGroup[] = "confirm";
 
-long long NowMilliseconds() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
+using standin::NowMilliseconds;
 
 struct Waiting {
     std::string id;
@@ -59,27 +57,21 @@ long long VersionOf(standin::HistoryReader& history, const std::string& id) {
     return FromHistory([&] { return history.MadeIn(record); });
 }
 
-// What one identity's class is to hold: a document, or nothing.
-struct Target {
-    standin::HistorySlot slot;
-    std::optional<std::string> document;
-};
-
 // Within the session's open transaction: makes each target's class hold its document, or
 // nothing. Documents go in through one import (validated against today's schemas); a class
 // that is to hold nothing goes with its whole identity, whose other durable classes are then
 // imported again (the library removes classes only with their identity).
 void WriteStates(Session& session, standin::HistoryReader& history,
-                 const std::vector<Target>& targets) {
+                 const std::vector<standin::SlotDocument>& targets) {
+    using Target = standin::SlotDocument;
     std::vector<std::vector<const Target*>> identities;
-    std::unordered_map<std::string, std::size_t> index;
+    std::unordered_map<std::string, std::size_t> index;  // by identity
     for (const Target& target : targets) {
         if (FromHistory([&] { return history.Present(target.slot); }) == target.document) {
             continue;
         }
-        const auto& id = target.slot.id;
-        const std::string name =
-            id.key + '\0' + id.group + '\0' + id.component + '\0' + id.instanceId;
+        std::string name;
+        standin::AppendIdentity(name, target.slot.id);
         const auto [known, added] = index.emplace(name, identities.size());
         if (added) identities.emplace_back();
         identities[known->second].push_back(&target);
@@ -133,11 +125,7 @@ void UndoWaiting(Session& session, const std::string& id) {
                       {}};
     }
     const auto commits = FromHistory([&] { return history->Commits(version, true); });
-    std::vector<Target> targets;
-    for (const auto& change : commits.front().changes) {
-        targets.push_back({change.slot, change.before});
-    }
-    WriteStates(session, *history, targets);
+    WriteStates(session, *history, commits.front().changes);
 }
 
 void Expire(Session& session, const std::string& id) {
@@ -166,11 +154,13 @@ void RunRollback(Session& session, long long version) {
     session.Transaction(true, [&] {
         const auto history = OpenHistory(session);
         CheckKept(*history, version);
-        std::vector<Target> targets;
-        for (auto& state : FromHistory([&] { return history->ChangedAfter(version); })) {
-            if (state.slot.id.component == kResultComponent) continue;
-            targets.push_back({std::move(state.slot), std::move(state.then)});
-        }
+        std::vector<standin::SlotDocument> targets =
+            FromHistory([&] { return history->ChangedAfter(version); }).slots;
+        targets.erase(std::remove_if(targets.begin(), targets.end(),
+                                     [](const standin::SlotDocument& target) {
+                                         return target.slot.id.component == kResultComponent;
+                                     }),
+                      targets.end());
         WriteStates(session, *history, targets);
     });
     session.output().Done();
